@@ -1,0 +1,94 @@
+#pragma once
+
+#include <boost/thread/shared_mutex.hpp>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "Orn/Clock.h"
+#include "Ostra/IDeviceStackClient.h"
+#include "PrefixedLogger.h"
+#include "Zandrel/Docket.h"
+#include "Zandrel/ZanValue.h"
+
+namespace Zandrel {
+
+class DscAsyncRequestMessenger;
+class RequestMessengerDeviceStack;
+
+/// How an answer of the device stack is judged, the same everywhere.
+enum class Answer { Valid, TimedOut, Refused };
+
+/// Waits for the answer of `docket`.
+Answer Judge(const Docket& docket);
+
+/// Where device-stack clients come from and go to.
+struct ClientFactory {
+    /// Null when there is no connection. An empty address means the local device stack.
+    std::function<Ostra::IDeviceStackClient*(const std::string& address)> create;
+    std::function<void(Ostra::IDeviceStackClient*)> release;
+};
+
+/// The platform's own clients.
+ClientFactory PlatformClientFactory();
+
+/// The connection to the device stack: client, messenger, and the one way in which requests are sent.
+///
+/// Connecting and disconnecting belong to the host's thread; everything else may be called from any thread, at any
+/// time: a request without a messenger yields none (no docket, no call). Requests are sent under a shared lock that
+/// `Disconnect` takes exclusively; nobody waits for an answer under it, so a thread that outlives the connection can
+/// neither hold it up nor touch what is gone.
+class DeviceStackConnection {
+public:
+    using Properties = std::map<Ostra::IDeviceStackClient::PropertyType, Ostra::IDeviceStackClient::Property>;
+
+    DeviceStackConnection(PrefixedLogger log, std::shared_ptr<Clock> clock,
+                          ClientFactory factory = PlatformClientFactory());
+    ~DeviceStackConnection();
+    DeviceStackConnection(const DeviceStackConnection&) = delete;
+    DeviceStackConnection& operator=(const DeviceStackConnection&) = delete;
+
+    /// Connects, registers the program and switches on the native format. True when all of it worked; what a failure
+    /// leaves behind is freed by `Disconnect`.
+    bool ConnectDeviceStack();
+
+    /// Ends every open docket, destroys the messenger and releases the client. On return no event handler is called.
+    void Disconnect();
+
+    /// Registers `handler` for the device stack's events; does nothing without a client.
+    void SetEventHandler(Ostra::IDeviceStackClient::IEventHandler& handler);
+
+    bool IsConnected() const;
+
+    /// A command with the messenger's own time-out of 30 s.
+    std::optional<Docket> Request(const std::string& json);
+    /// The object-model document, with a time-out of 25 s.
+    std::optional<Docket> SetConfiguration(const std::string& document);
+    std::optional<Docket> SetConfiguration(unsigned long id, const Properties& properties);
+    std::optional<Docket> SetValue(unsigned long id, const ZANVALUE& value);
+    std::optional<Docket> GetValue(unsigned long id, bool useStoredValue);
+    /// True when the value was handed on, false when that was refused.
+    std::optional<bool> SetValueAndIgnoreResponse(unsigned long id, const ZANVALUE& value, bool isResponse = false);
+
+private:
+    template <typename Send>
+    auto WithMessenger(Send send) -> std::optional<decltype(send(std::declval<DscAsyncRequestMessenger&>()))>;
+    bool CreateClient();
+    void CreateMessenger();
+    bool Register();
+
+    const std::string address_;  ///< empty: the local device stack
+    const PrefixedLogger log_;
+    const std::shared_ptr<Clock> clock_;
+    const ClientFactory factory_;
+
+    mutable boost::shared_mutex mutex_;  ///< guards what follows; held exclusively to change it, shared to use it
+    Ostra::IDeviceStackClient* client_ = nullptr;
+    bool messengerCreated_ = false;
+    std::unique_ptr<RequestMessengerDeviceStack> road_;
+    std::unique_ptr<DscAsyncRequestMessenger> messenger_;
+};
+
+}  // namespace Zandrel

@@ -1,0 +1,21 @@
+# Warnings, hardening and sanitizers for every target of the project.
+
+add_compile_options(-Wall -Wextra -Wconversion -Wshadow -Werror)
+
+# Source files are named by their path below the source root, in log lines and in what assertions print.
+add_compile_options("-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=")
+
+# Boost.Asio's io_service and its handlers, without the warnings of Boost's own deprecated parts.
+add_compile_definitions(BOOST_ALLOW_DEPRECATED_HEADERS BOOST_THREAD_VERSION=4 BOOST_CHRONO_VERSION=2
+    BOOST_BIND_GLOBAL_PLACEHOLDERS)
+
+if(ORN_SANITIZE)
+    add_compile_options("-fsanitize=${ORN_SANITIZE}" -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    add_link_options("-fsanitize=${ORN_SANITIZE}")
+else()
+    add_compile_options(-fstack-protector-strong)
+    if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+        add_compile_definitions(_FORTIFY_SOURCE=2)
+    endif()
+    add_link_options(LINKER:-z,relro,-z,now LINKER:--no-undefined)
+endif()
