@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <boost/chrono/duration.hpp>
+#include <initializer_list>
 
 namespace TestSupport {
 
@@ -337,7 +338,7 @@ FakeKnxStack::FakeKnxStack() : properties_(touches_), groupValues_(touches_), me
     auto& device = properties_.Object(0);
     device.Property(11).SetElements({{0x00, 0x0A, 0x14, 0xFF, 0x01, 0x02}});
     device.Property(78).SetElements({{0x00, 0x01, 0x02, 0x03, 0x04, 0x05}});
-    for (const std::uint16_t objectType : {1, 2, 3, 9}) {
+    for (const std::uint16_t objectType : std::initializer_list<std::uint16_t>{1, 2, 3, 9}) {
         LoadState(objectType).SetUInt8Elements({1});
     }
     auto& ipParameters = properties_.Object(11);
