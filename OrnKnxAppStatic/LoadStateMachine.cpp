@@ -4,9 +4,7 @@
 
 namespace Zandrel {
 
-namespace {
-
-LoadState Next(LoadState state, std::uint8_t event) noexcept {
+LoadState NextLoadState(LoadState state, std::uint8_t event) noexcept {
     switch (event) {
         case 1:  // start loading
             return state == LoadState::Error || state == LoadState::Unloading ? LoadState::Error : LoadState::Loading;
@@ -24,11 +22,9 @@ LoadState Next(LoadState state, std::uint8_t event) noexcept {
     }
 }
 
-}  // namespace
-
 void LoadStateMachine::OnEvent(std::uint8_t code) {
     LoadState state = state_;
-    while (!state_.compare_exchange_weak(state, Next(state, code))) {
+    while (!state_.compare_exchange_weak(state, NextLoadState(state, code))) {
     }
     const boost::lock_guard<boost::mutex> lock(mutex_);
     changed_ = true;

@@ -13,6 +13,10 @@ namespace Zandrel {
 /// The states of a load state machine, with their numbers on the wire.
 enum class LoadState : std::uint8_t { Unloaded = 0, Loaded = 1, Loading = 2, Error = 3, Unloading = 4 };
 
+/// Where a load event leads: 1 start loading, 2 load completed, 3 additional load controls, 4 unload. Any other one
+/// leads nowhere.
+LoadState NextLoadState(LoadState state, std::uint8_t event) noexcept;
+
 /// The load state of the application's own interface object, as the load events of the KNX stack move it, and the
 /// mutex that an init cycle holds.
 ///
@@ -26,8 +30,7 @@ public:
 
     LoadState GetState() const noexcept { return state_; }
 
-    /// Takes a load event: 1 start loading, 2 load completed, 3 additional load controls, 4 unload. Any other code
-    /// leaves the state as it is. Each event marks the state as changed and wakes who waits for that.
+    /// Takes a load event. Each one, of whatever code, marks the state as changed and wakes who waits for that.
     void OnEvent(std::uint8_t code);
 
     /// Forgets earlier events.
