@@ -37,9 +37,11 @@ bool Docket::State::Conclude(Verdict verdict, std::string text) {
     return true;
 }
 
-bool Docket::State::Expire(Clock::time_point now) {
+void Docket::State::Expire(Clock::time_point now) {
     const boost::lock_guard<boost::mutex> lock(mutex_);
-    return verdict_ == Verdict::Open && ExpireLocked(now);
+    if (verdict_ == Verdict::Open) {
+        ExpireLocked(now);
+    }
 }
 
 std::string Docket::State::GetText(Verdict verdict) const {

@@ -30,8 +30,8 @@ public:
     /// `TimedOut`.
     bool Conclude(Verdict verdict, std::string text);
 
-    /// Makes the verdict `TimedOut` and returns true when the request is still open at `now`, past its deadline.
-    bool Expire(Clock::time_point now);
+    /// Makes the verdict `TimedOut` when the request is still open and `now` is past its deadline.
+    void Expire(Clock::time_point now);
 
     /// The text of the verdict, if that is `verdict`; empty otherwise.
     std::string GetText(Verdict verdict) const;

@@ -11,9 +11,6 @@ namespace {
 using Clock = Docket::State::Clock;
 using Verdict = Docket::State::Verdict;
 
-/// How often requests whose docket nobody asks are looked through for time-outs.
-constexpr boost::chrono::seconds SweepInterval{1};
-
 }  // namespace
 
 PendingRequests::PendingRequests(unsigned int warnAfterTimeouts, const log4cplus::Logger& logger)
@@ -27,14 +24,16 @@ PendingRequests::RequestNumber PendingRequests::NextNumber() noexcept {
 
 Docket PendingRequests::Open(RequestNumber number, Duration timeout, ReplyReader reader) {
     const auto now = Clock::now();
-    auto state = std::make_shared<Docket::State>(now + timeout, [self = weak_from_this(), number] {
+    const auto deadline = now + timeout;
+    auto state = std::make_shared<Docket::State>(deadline, [self = weak_from_this(), number] {
         if (const auto requests = self.lock()) {
             requests->OnTimedOut(number);
         }
     });
     const boost::lock_guard<boost::mutex> lock(mutex_);
-    SweepLocked(now);
-    entries_.insert_or_assign(number, Entry{state, reader});
+    ExpireLocked(now);
+    entries_.insert_or_assign(number, Entry{state, reader, deadline});
+    deadlines_.emplace(deadline, number);
     return Docket(std::move(state));
 }
 
@@ -49,6 +48,7 @@ void PendingRequests::EndAll(const std::string& error) {
     {
         const boost::lock_guard<boost::mutex> lock(mutex_);
         ended.swap(entries_);
+        deadlines_.clear();
     }
     for (const auto& [number, entry] : ended) {
         entry.state->Conclude(Verdict::Refused, error);
@@ -79,9 +79,10 @@ void PendingRequests::OnConnectionLost() {
 std::optional<PendingRequests::Entry> PendingRequests::Extract(unsigned long number) {
     const boost::lock_guard<boost::mutex> lock(mutex_);
     auto node = entries_.extract(number);
-    if (node.empty()) {
+    if (!node) {
         return std::nullopt;
     }
+    deadlines_.erase({node.mapped().deadline, number});
     return std::move(node.mapped());
 }
 
@@ -98,18 +99,13 @@ void PendingRequests::CountTimeout() {
     }
 }
 
-void PendingRequests::SweepLocked(Clock::time_point now) {
-    if (now < nextSweep_) {
-        return;
-    }
-    nextSweep_ = now + SweepInterval;
-    for (auto entry = entries_.begin(); entry != entries_.end();) {
-        if (entry->second.state->Expire(now)) {
-            entry = entries_.erase(entry);
+void PendingRequests::ExpireLocked(TimePoint now) {
+    while (!deadlines_.empty() && deadlines_.begin()->first <= now) {
+        if (const auto entry = entries_.extract(deadlines_.begin()->second)) {
+            entry.mapped().state->Expire(now);
             CountTimeout();
-        } else {
-            ++entry;
         }
+        deadlines_.erase(deadlines_.begin());
     }
 }
 

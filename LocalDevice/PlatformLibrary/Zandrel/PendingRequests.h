@@ -7,8 +7,10 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_map>
+#include <utility>
 
 #include "DocketState.h"
 #include "Ostra/IDeviceStackClient.h"
@@ -42,15 +44,18 @@ public:
     void OnConnectionLost() override;
 
 private:
+    using TimePoint = Docket::State::Clock::time_point;
     struct Entry {
         std::shared_ptr<Docket::State> state;
         ReplyReader reader;
+        TimePoint deadline;
     };
 
     std::optional<Entry> Extract(unsigned long number);
     void OnTimedOut(RequestNumber number);
     void CountTimeout();
-    void SweepLocked(Docket::State::Clock::time_point now);
+    /// Ends the requests whose deadline has passed: nobody may ask for their dockets any more.
+    void ExpireLocked(TimePoint now);
 
     unsigned int warnAfterTimeouts_;
     log4cplus::Logger logger_;
@@ -59,7 +64,7 @@ private:
 
     boost::mutex mutex_;
     std::unordered_map<unsigned long, Entry> entries_;
-    Docket::State::Clock::time_point nextSweep_;
+    std::set<std::pair<TimePoint, unsigned long>> deadlines_;  ///< of all entries, the next one first
 };
 
 }  // namespace Zandrel
