@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <boost/thread/shared_mutex.hpp>
 #include <functional>
 #include <map>
@@ -8,6 +9,7 @@
 #include <string>
 
 #include "Orn/Clock.h"
+#include "Orn/Durations.h"
 #include "Ostra/IDeviceStackClient.h"
 #include "PrefixedLogger.h"
 #include "Zandrel/Docket.h"
@@ -34,6 +36,13 @@ struct ClientFactory {
 /// The platform's own clients.
 ClientFactory PlatformClientFactory();
 
+/// How long the connection waits for what.
+struct ConnectionTimes {
+    boost::chrono::milliseconds requestTimeout = Durations::RequestTimeout;
+    boost::chrono::milliseconds configurationTimeout = Durations::ConfigurationTimeout;
+    boost::chrono::milliseconds retryPause = Durations::ConnectionRetryPause;
+};
+
 /// The connection to the device stack: client, messenger, and the one way in which requests are sent.
 ///
 /// Connecting and disconnecting belong to the host's thread; everything else may be called from any thread, at any
@@ -45,7 +54,7 @@ public:
     using Properties = std::map<Ostra::IDeviceStackClient::PropertyType, Ostra::IDeviceStackClient::Property>;
 
     DeviceStackConnection(PrefixedLogger log, std::shared_ptr<Clock> clock,
-                          ClientFactory factory = PlatformClientFactory());
+                          ClientFactory factory = PlatformClientFactory(), ConnectionTimes times = {});
     ~DeviceStackConnection();
     DeviceStackConnection(const DeviceStackConnection&) = delete;
     DeviceStackConnection& operator=(const DeviceStackConnection&) = delete;
@@ -57,7 +66,8 @@ public:
     /// Ends every open docket, destroys the messenger and releases the client. On return no event handler is called.
     void Disconnect();
 
-    /// Registers `handler` for the device stack's events; does nothing without a client.
+    /// Registers `handler` for the device stack's events until `Disconnect`. Does nothing without a client, and where
+    /// it is registered already.
     void SetEventHandler(Ostra::IDeviceStackClient::IEventHandler& handler);
 
     bool IsConnected() const;
@@ -73,20 +83,22 @@ public:
     std::optional<bool> SetValueAndIgnoreResponse(unsigned long id, const ZANVALUE& value, bool isResponse = false);
 
 private:
-    template <typename Send>
-    auto WithMessenger(Send send) -> std::optional<decltype(send(std::declval<DscAsyncRequestMessenger&>()))>;
-    bool CreateClient();
+    template <typename Call>
+    auto WithMessenger(const Call& call) const
+        -> std::optional<decltype(call(std::declval<DscAsyncRequestMessenger&>()))>;
+    void ReplaceClient(Ostra::IDeviceStackClient* client);
     void CreateMessenger();
-    bool Register();
 
     const std::string address_;  ///< empty: the local device stack
     const PrefixedLogger log_;
     const std::shared_ptr<Clock> clock_;
     const ClientFactory factory_;
+    const ConnectionTimes times_;
 
     mutable boost::shared_mutex mutex_;  ///< guards what follows; held exclusively to change it, shared to use it
     Ostra::IDeviceStackClient* client_ = nullptr;
     bool messengerCreated_ = false;
+    std::atomic<bool> eventHandlerSet_{false};
     std::unique_ptr<RequestMessengerDeviceStack> road_;
     std::unique_ptr<DscAsyncRequestMessenger> messenger_;
 };

@@ -30,12 +30,12 @@ std::string PrefixedLine(const std::string& prefix, const char* function, log4cp
 
 }  // namespace Zandrel
 
-/// Logs one line in the prefix form. The message is built only when the level is on.
-#define ORN_LOG_PREFIXED(logger, prefix, LEVEL, message)                                                     \
+/// Logs one line in the prefix form under the name of `function`. The message is built only when the level is on.
+#define ORN_LOG_PREFIXED_AS(function, logger, prefix, LEVEL, message)                                        \
     do {                                                                                                     \
         const log4cplus::Logger& ornLogger = (logger);                                                       \
         if (ornLogger.isEnabledFor(log4cplus::LEVEL##_LOG_LEVEL)) {                                          \
-            const char* const ornFunction = static_cast<const char*>(__func__);                              \
+            const char* const ornFunction = (function);                                                      \
             ornLogger.forcedLog(log4cplus::LEVEL##_LOG_LEVEL,                                                \
                                 ::Zandrel::PrefixedLine((prefix), ornFunction, log4cplus::LEVEL##_LOG_LEVEL, \
                                                         (::Zandrel::MessageStream{} << message).Text()),     \
@@ -43,5 +43,11 @@ std::string PrefixedLine(const std::string& prefix, const char* function, log4cp
         }                                                                                                    \
     } while (false)
 
-/// The same through a `PrefixedLogger`.
+/// The same under the name of the function that logs.
+#define ORN_LOG_PREFIXED(logger, prefix, LEVEL, message) \
+    ORN_LOG_PREFIXED_AS(static_cast<const char*>(__func__), logger, prefix, LEVEL, message)
+
+/// The two through a `PrefixedLogger`. `ORN_LOG_AS` is for steps that several functions share.
 #define ORN_LOG(log, LEVEL, message) ORN_LOG_PREFIXED((log).GetLogger(), (log).GetPrefix(), LEVEL, message)
+#define ORN_LOG_AS(function, log, LEVEL, message) \
+    ORN_LOG_PREFIXED_AS(function, (log).GetLogger(), (log).GetPrefix(), LEVEL, message)

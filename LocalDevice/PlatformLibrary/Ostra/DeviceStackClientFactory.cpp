@@ -1,0 +1,66 @@
+#include <log4cplus/loggingmacros.h>
+
+#include <boost/chrono/system_clocks.hpp>
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "DeviceStackAddress.h"
+#include "DeviceStackClient.h"
+#include "Ostra/IDeviceStackClient.h"
+#include "Zandrel/Logging.h"
+
+namespace Ostra {
+namespace {
+
+constexpr std::uint16_t DefaultPort = 7580;
+constexpr boost::chrono::seconds ConnectTimeout{1};
+
+IDeviceStackClient* Connect(const DeviceStackAddress& address) {
+    const auto deadline = boost::chrono::steady_clock::now() + ConnectTimeout;
+    boost::system::error_code error;
+    auto endpoints = Resolve(address, deadline, error);
+    if (!error) {
+        auto client = std::make_unique<DeviceStackClient>(std::move(endpoints));
+        const auto rest = deadline - boost::chrono::steady_clock::now();
+        error = client->Connect(std::chrono::nanoseconds(rest.count()));
+        if (!error) {
+            return client.release();
+        }
+    }
+    LOG4CPLUS_DEBUG(Zandrel::GetGlobalDefaultLogger(),
+                    "No device stack at " << address.host << ':' << address.port << ": " << error.message());
+    return nullptr;
+}
+
+}  // namespace
+
+IDeviceStackClient* CreateDeviceStackClient() {
+    const char* const text = std::getenv("ORN_DEVICE_STACK");
+    const auto address = ParseDeviceStackAddress(text != nullptr ? text : "", std::nullopt);
+    if (!address) {
+        LOG4CPLUS_ERROR(Zandrel::GetGlobalDefaultLogger(),
+                        "ORN_DEVICE_STACK is not HOST:PORT: '" << (text != nullptr ? text : "") << "'");
+        return nullptr;
+    }
+    return Connect(*address);
+}
+
+IDeviceStackClient* CreateDeviceStackClient(const std::string& address) {
+    const auto parsed = ParseDeviceStackAddress(address, DefaultPort);
+    if (!parsed) {
+        LOG4CPLUS_ERROR(Zandrel::GetGlobalDefaultLogger(),
+                        "Device stack address is not HOST or HOST:PORT: '" << address << "'");
+        return nullptr;
+    }
+    return Connect(*parsed);
+}
+
+void ReleaseDeviceStackClient(IDeviceStackClient* client) {
+    delete static_cast<DeviceStackClient*>(client);
+}
+
+}  // namespace Ostra

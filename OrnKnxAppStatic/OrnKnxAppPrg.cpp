@@ -1,0 +1,239 @@
+#include "OrnKnxAppPrg.h"
+
+#include <boost/thread/exceptions.hpp>
+#include <exception>
+#include <utility>
+
+#include "DeviceStackConfigurationIndicator.h"
+#include "InitThread.h"
+#include "Orn/MeasureDuration.h"
+#include "Zandrel/KnxOdsMapping.h"
+#include "Zandrel/ZanValue.h"
+
+namespace Zandrel {
+
+namespace {
+
+/// Results of the host's calls.
+constexpr int Failure = 0;
+constexpr int Exited = 1;
+constexpr int Started = 2;
+
+}  // namespace
+
+bool InterruptAndJoinInitThread(ThreadControl& control, const log4cplus::Logger& logger, const std::string& prefix) {
+    const MeasureDuration measure("Interrupting and joining the init thread took ", logger);
+    control.running = false;
+    const bool joined = control.thread.try_join_for(Durations::InitThreadJoin);
+    if (!joined) {
+        ORN_LOG_PREFIXED(logger, prefix, FATAL, "Thread join timeout. Interrupting thread...");
+        control.thread.interrupt();
+        control.thread.detach();
+    }
+    return joined;
+}
+
+OrnKnxAppPrg::OrnKnxAppPrg(const log4cplus::Logger& logger, const Environment& environment)
+    : core_(std::make_shared<ApplicationCore>(logger, environment, *this)), log_(core_->log) {
+    core_->ioState.Start();
+}
+
+OrnKnxAppPrg::~OrnKnxAppPrg() {
+    core_->deviceResetTimer.Close();
+    core_->ioState.Stop();
+    core_->hub.Close();
+    core_->knxHandler.SetMessengers({}, {});
+    core_->connection.Disconnect();
+    core_->knxHandler.Detach();
+}
+
+int OrnKnxAppPrg::Init(KnxStack::IApiHub& hub) {
+    try {
+        if (!core_->knxHandler.Init(hub)) {
+            ORN_LOG(log_, DEBUG, "Failed to initialize knxhandler.");
+            return Failure;
+        }
+        if (!core_->ConnectDeviceStack()) {
+            ORN_LOG(log_, ERROR, "Connecting the devicestack failed.");
+            return Failure;
+        }
+        if (!StartInitThread(hub, std::make_shared<Finalizer>(nullptr))) {
+            ORN_LOG(log_, ERROR, "StartInitThread() failed.");
+            return Failure;
+        }
+        apiHub_ = &hub;
+        return Started;
+    } catch (const std::exception& error) {
+        ORN_LOG(log_, FATAL, "Init failed: " << error.what());
+        return Failure;
+    }
+}
+
+int OrnKnxAppPrg::OnDeviceRestart() {
+    try {
+        SignalConfigurationUnloaded(core_->connection, log_);
+        const auto finalizer = std::make_shared<Finalizer>([core = core_] { core->restarting = false; });
+        if (core_->restarting.exchange(true)) {
+            finalizer->Dismiss();
+            ORN_LOG(log_, DEBUG, "Ignore device restart request because we already restarting");
+            return Started;
+        }
+        return Restart(finalizer);
+    } catch (const std::exception& error) {
+        ORN_LOG(log_, FATAL, "OnDeviceRestart failed: " << error.what());
+        return Failure;
+    }
+}
+
+int OrnKnxAppPrg::Restart(const std::shared_ptr<Finalizer>& finalizer) {
+    static constexpr const char* Caller = "OnDeviceRestart";
+    const auto logicalDevice = core_->identity->GetLogicalDeviceId();
+    if (logicalDevice) {
+        SignalKnxCommunicationOff(Caller, *logicalDevice);
+    } else {
+        ORN_LOG_AS(Caller, log_, INFO, "Missing logical device ID");
+    }
+    ORN_LOG_AS(Caller, log_, INFO, "Terminating App Host process");
+    StopAppHost();
+    core_->deviceResetTimer.Close();
+    core_->knxHandler.StopTickers();
+    const bool stopped = StopInitThread();
+    if (logicalDevice) {
+        ORN_LOG_AS(Caller, log_, INFO, "Resetting downloaded knx configuration");
+        core_->configurator.ResetConfiguration(*logicalDevice);
+    }
+    if (apiHub_ == nullptr) {
+        ORN_LOG_AS(Caller, log_, DEBUG, "IApiHub is nullptr!");
+        return Failure;
+    }
+    if (!stopped) {
+        ORN_LOG_AS(Caller, log_, FATAL, "Stopping init thread failed. Do not restart.");
+        return Failure;
+    }
+    if (!StartInitThread(*apiHub_, finalizer)) {
+        ORN_LOG_AS(Caller, log_, DEBUG, "Failed to start init thread.");
+        return Failure;
+    }
+    return Started;
+}
+
+int OrnKnxAppPrg::Exit() {
+    // Whatever one step does, the others follow.
+    const auto attempt = [this](const auto& step) {
+        try {
+            step();
+        } catch (const std::exception& error) {
+            ORN_LOG_AS("Exit", log_, FATAL, "Exit failed: " << error.what());
+        }
+    };
+    const auto logicalDevice = core_->identity->GetLogicalDeviceId();
+    attempt([this] { SignalConfigurationUnloaded(core_->connection, log_); });
+    if (logicalDevice) {
+        attempt([this, &logicalDevice] { SignalKnxCommunicationOff("Exit", *logicalDevice); });
+    } else {
+        ORN_LOG(log_, INFO, "Cannot signal KNX communication disabled because logical device id is unknown.");
+    }
+    attempt([this] { StopAppHost(); });
+    attempt([this] { core_->deviceResetTimer.Close(); });
+    attempt([this] { core_->knxHandler.Close(); });
+    bool stopped = true;
+    attempt([this, &stopped] { stopped = StopInitThread(); });
+    if (!stopped) {
+        ORN_LOG(log_, WARN, "Failed to stop init thread.");
+    }
+    if (logicalDevice) {
+        attempt([this, &logicalDevice] { core_->configurator.ResetConfiguration(*logicalDevice); });
+    }
+    attempt([this] {
+        const MeasureDuration measure("Disconnecting from dsc took ", log_.GetLogger(), MeasureDuration::Always);
+        core_->knxHandler.SetMessengers({}, {});
+        core_->connection.Disconnect();
+    });
+    core_->hub.Close();
+    apiHub_ = nullptr;
+    return Exited;
+}
+
+bool OrnKnxAppPrg::StartInitThread(KnxStack::IApiHub& hub, std::shared_ptr<Finalizer> finalizer) {
+    const auto control = std::make_shared<ThreadControl>();
+    core_->hub.Open(hub);
+    core_->deviceResetTimer.Open();
+    core_->knxHandler.Open();
+    try {
+        control->thread = boost::thread(InitThread(core_, control, std::move(finalizer)));
+    } catch (const boost::thread_resource_error&) {
+        return false;
+    }
+    stopInitThread_ = [control, log = log_] {
+        return InterruptAndJoinInitThread(*control, log.GetLogger(), log.GetPrefix());
+    };
+    ORN_LOG(log_, DEBUG, "Started a new thread for updating enabled objects.");
+    return true;
+}
+
+bool OrnKnxAppPrg::StopInitThread() {
+    if (!stopInitThread_) {
+        return true;
+    }
+    const bool stopped = std::exchange(stopInitThread_, nullptr)();
+    // A launch that was under way when the app host was stopped may have ended after that.
+    core_->processControl.KillLeftOver();
+    return stopped;
+}
+
+void OrnKnxAppPrg::SignalKnxCommunicationOff(const char* caller, LogicalDeviceId id) {
+    if (core_->appControl.SignalAppHostKnxCommunicationState(id, false)) {
+        ORN_LOG_AS(caller, log_, INFO, "Signaled disabled KNX communication");
+    } else {
+        ORN_LOG_AS(caller, log_, ERROR, "Failed to signal disabled KNX communication");
+    }
+}
+
+void OrnKnxAppPrg::StopAppHost() {
+    core_->processControl.Stop();
+    // An app that was killed cannot report it: a state it left behind must not pass for that of its successor.
+    const auto runState = core_->processControl.GetRunState();
+    if (runState && *runState != AppHostControlState::Stopped && core_->identity->GetLogicalDeviceId()) {
+        core_->appControl.SetAppHostRunstate(AppHostControlState::Stopped);
+    }
+}
+
+bool OrnKnxAppPrg::OnValueChanged(unsigned long id, const std::string& text, const std::string& value) {
+    ORN_LOG(log_, DEBUG, id << ": " << text << ", " << value);
+    try {
+        return DispatchValue(id, value);
+    } catch (const std::exception& error) {
+        ORN_LOG(log_, ERROR, id << ": Value could not be handled: " << error.what());
+        return false;
+    }
+}
+
+bool OrnKnxAppPrg::DispatchValue(unsigned long id, const std::string& value) {
+    static constexpr const char* Caller = "OnValueChanged";
+    const auto logicalDevice = core_->identity->GetLogicalDeviceId();
+    if (!logicalDevice) {
+        ORN_LOG_AS(Caller, log_, DEBUG, "Invalid Logical device ID.");
+        return false;
+    }
+    if (KnxOdsMapping::IsAppHostAppControlAliveHeartbeat(id, logicalDevice->Value())) {
+        ORN_LOG_AS(Caller, log_, DEBUG, id << ": AppHost alive received.");
+        core_->deviceResetTimer.StartDeviceResetTimer();
+        return true;
+    }
+    const ZANVALUE zanValue = ZANVALUE::Deserialize(zan_string(value));
+    if (KnxOdsMapping::IsAppHostAppControlState(id, logicalDevice->Value())) {
+        core_->processControl.OnRunStateValue(zanValue);
+        return true;
+    }
+    return core_->knxHandler.WriteValue(id, zanValue);
+}
+
+bool OrnKnxAppPrg::IsAlive() {
+    return true;
+}
+
+bool OrnKnxAppPrg::OnConnectionChanged(bool /*connected*/) {
+    return true;
+}
+
+}  // namespace Zandrel

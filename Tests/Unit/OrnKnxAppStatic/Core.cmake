@@ -1,0 +1,7 @@
+orn_add_test(CoreTest
+    SOURCES
+        DeviceResetTimerTest.cpp
+        DeviceStackConnectionTest.cpp
+        IncludeTest.cpp
+        LoggingFormsTest.cpp
+    LIBRARIES PluginTestSupport ZandrelPlatform)

@@ -1,0 +1,4 @@
+orn_add_test(ZanValueTest SOURCES ZanValueTest.cpp LIBRARIES ZandrelPlatform)
+orn_add_test(GroupValueConversionTest SOURCES GroupValueConversionTest.cpp LIBRARIES ZandrelPlatform)
+orn_add_test(KnxOdsMappingTest SOURCES KnxOdsMappingTest.cpp LIBRARIES ZandrelPlatform)
+orn_add_test(EncodedStringTest SOURCES EncodedStringTest.cpp LIBRARIES ZandrelPlatform)
