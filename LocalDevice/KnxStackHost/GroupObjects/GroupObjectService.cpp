@@ -135,6 +135,11 @@ std::optional<std::uint32_t> GroupObjectService::FindDpt(std::uint16_t groupAddr
     return std::nullopt;
 }
 
+std::size_t GroupObjectService::CountListeners(std::uint16_t groupAddress) const {
+    const boost::lock_guard<boost::mutex> lock(mutex_);
+    return table_.GetListeners(groupAddress).size();
+}
+
 std::size_t GroupObjectService::GetObjectCount() const {
     const boost::lock_guard<boost::mutex> lock(mutex_);
     return table_.GetNumbers().size();
@@ -225,9 +230,8 @@ void GroupObjectService::AnswerRead(std::uint16_t number, const Telegram& telegr
 
 std::optional<KnxStack::GroupValue> GroupObjectService::AskForValue(std::uint16_t number, TelegramEvent& event) {
     KnxStack::GroupValue value;
-    const auto isGiven = user_.Call([number, &value](KnxStack::IGroupValueUser& user) {
-        return user.OnGroupValueRead(number, value, false);
-    });
+    const auto isGiven = user_.Call(
+        [number, &value](KnxStack::IGroupValueUser& user) { return user.OnGroupValueRead(number, value, false); });
     if (isGiven.has_value()) {
         event.reason = *isGiven ? "" : "the application has no value";
         return *isGiven ? std::optional(value) : std::nullopt;
@@ -241,8 +245,7 @@ std::optional<KnxStack::GroupValue> GroupObjectService::AskForValue(std::uint16_
 
 TelegramEvent GroupObjectService::Transmit(GroupService service, const GroupObject& object, std::uint16_t groupAddress,
                                            const std::optional<KnxStack::GroupValue>& value) {
-    TelegramEvent event =
-        MakeEvent(false, object.MakeTelegram(service, groupAddress, value), object.GetDescription());
+    TelegramEvent event = MakeEvent(false, object.MakeTelegram(service, groupAddress, value), object.GetDescription());
     event.value = value;
     const bool isSent = link_ != nullptr && link_->Send(event.telegram);
     event.verdict = isSent ? Verdict::Sent : Verdict::Dropped;

@@ -21,7 +21,7 @@ namespace LocalDevice {
 
 /// How many telegrams went which way since the start.
 struct TelegramCounters {
-    std::atomic<std::uint64_t> received{0};    ///< from the bus, for any address
+    std::atomic<std::uint64_t> received{0};     ///< from the bus, for any address
     std::atomic<std::uint64_t> unaddressed{0};  ///< of these: for no group object, or while the device is not loaded
     std::atomic<std::uint64_t> overrun{0};      ///< of these: lost, too many waited
     std::atomic<std::uint64_t> taken{0};
@@ -74,6 +74,7 @@ public:
 
     /// The data-point type of the first group object that listens to an address.
     std::optional<std::uint32_t> FindDpt(std::uint16_t groupAddress) const;
+    std::size_t CountListeners(std::uint16_t groupAddress) const;
     /// The number of group objects.
     std::size_t GetObjectCount() const;
 

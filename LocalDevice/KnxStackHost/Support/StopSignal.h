@@ -29,6 +29,12 @@ public:
         return !condition_.wait_for(lock, boost::chrono::milliseconds(pause.count()), [this] { return isStopped_; });
     }
 
+    /// Waits until stopped.
+    void Wait() {
+        boost::unique_lock<boost::mutex> lock(mutex_);
+        condition_.wait(lock, [this] { return isStopped_; });
+    }
+
 private:
     mutable boost::mutex mutex_;
     boost::condition_variable condition_;
