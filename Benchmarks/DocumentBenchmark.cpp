@@ -38,7 +38,7 @@ Configuration MakeFullModel() {
 void SerializeFullModel(benchmark::State& state) {
     const Configuration configuration = MakeFullModel();
     std::size_t bytes = 0;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         const std::string document = SerializeConfiguration(configuration);
         benchmark::DoNotOptimize(document.data());
         bytes += document.size();
@@ -55,7 +55,7 @@ void DumpFullModelWithNlohmann(benchmark::State& state) {
         throw std::logic_error("the two documents differ");
     }
     std::size_t bytes = 0;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         const std::string document = tree.dump();
         benchmark::DoNotOptimize(document.data());
         bytes += document.size();
