@@ -53,7 +53,7 @@ int OrnKnxAppPrg::Init(KnxStack::IApiHub& hub) {
             ORN_LOG(log_, DEBUG, "Failed to initialize knxhandler.");
             return Failure;
         }
-        if (!core_->ConnectDeviceStack()) {
+        if (!ConnectDeviceStack()) {
             ORN_LOG(log_, ERROR, "Connecting the devicestack failed.");
             return Failure;
         }
@@ -67,6 +67,22 @@ int OrnKnxAppPrg::Init(KnxStack::IApiHub& hub) {
         ORN_LOG(log_, FATAL, "Init failed: " << error.what());
         return Failure;
     }
+}
+
+bool OrnKnxAppPrg::ConnectDeviceStack() {
+    DeviceStackConnection& connection = core_->connection;
+    if (!connection.ConnectDeviceStack()) {
+        return false;
+    }
+    // The callables refer to a core that owns the handler which holds them: no shared pointer, that would be a circle.
+    core_->knxHandler.SetMessengers(
+        [&connection](unsigned long id, const ZANVALUE& value, bool isResponse) {
+            return connection.SetValueAndIgnoreResponse(id, value, isResponse).value_or(false);
+        },
+        [&connection](unsigned long id, bool useStoredValue) {
+            return connection.GetValue(id, useStoredValue).value_or(Docket());
+        });
+    return true;
 }
 
 int OrnKnxAppPrg::OnDeviceRestart() {
@@ -126,9 +142,8 @@ int OrnKnxAppPrg::Exit() {
             ORN_LOG_AS("Exit", log_, FATAL, "Exit failed: " << error.what());
         }
     };
-    const auto logicalDevice = core_->identity->GetLogicalDeviceId();
     attempt([this] { SignalConfigurationUnloaded(core_->connection, log_); });
-    if (logicalDevice) {
+    if (const auto logicalDevice = core_->identity->GetLogicalDeviceId()) {
         attempt([this, &logicalDevice] { SignalKnxCommunicationOff("Exit", *logicalDevice); });
     } else {
         ORN_LOG(log_, INFO, "Cannot signal KNX communication disabled because logical device id is unknown.");
@@ -141,7 +156,7 @@ int OrnKnxAppPrg::Exit() {
     if (!stopped) {
         ORN_LOG(log_, WARN, "Failed to stop init thread.");
     }
-    if (logicalDevice) {
+    if (const auto logicalDevice = core_->identity->GetLogicalDeviceId()) {
         attempt([this, &logicalDevice] { core_->configurator.ResetConfiguration(*logicalDevice); });
     }
     attempt([this] {

@@ -166,7 +166,7 @@ void DeviceStackLink::Write() {
 }
 
 void DeviceStackLink::Close(std::chrono::steady_clock::duration timeout) {
-    if (!connected_) {
+    if (!connected_ || ended_) {
         End(asio::error::operation_aborted);
         return;
     }
