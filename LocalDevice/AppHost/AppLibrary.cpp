@@ -20,6 +20,9 @@ Function* FindFunction(void* library, const std::string& path, const char* name)
 }  // namespace
 
 AppFunctions LoadAppLibrary(const std::string& path) {
+    if (path.empty()) {
+        throw AppLibraryError("cannot load the app: the path is empty");
+    }
     // A bare name would be looked up in the system's library folders.
     const std::string file = std::filesystem::absolute(path);
     void* const library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
