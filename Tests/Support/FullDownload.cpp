@@ -16,7 +16,7 @@ using Zandrel::ParameterType;
 namespace KnxOdsMapping = Zandrel::KnxOdsMapping;
 
 /// Known main types, and two (250, 60000) that no table knows.
-constexpr std::array<std::uint32_t, 14> MainTypes = {1, 5, 9, 14, 16, 2, 3, 7, 13, 10, 20, 29, 250, 60000};
+constexpr std::array<std::uint32_t, 10> MainTypes = {1, 5, 7, 9, 12, 13, 14, 16, 250, 60000};
 
 CoChannelAttr MakeCo(std::uint16_t number, int logicalDevice) {
     CoChannelAttr co;
