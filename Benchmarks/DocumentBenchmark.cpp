@@ -19,7 +19,9 @@ using namespace Zandrel;
 /// All records of a device that uses everything: 520 communication objects and 150 parameters.
 Configuration MakeFullModel() {
     const LogicalDeviceId logicalDevice = *LogicalDeviceId::From(1);
-    const PrefixedLogger logger(log4cplus::Logger::getInstance("Benchmark"), std::make_shared<AppIdentity>());
+    log4cplus::Logger silent = log4cplus::Logger::getInstance("Benchmark");
+    silent.setLogLevel(log4cplus::OFF_LOG_LEVEL);
+    const PrefixedLogger logger(silent, std::make_shared<AppIdentity>());
     const KnxConfiguration download = TestSupport::MakeFullDownload(logicalDevice);
     Configuration configuration;
     Device& device = AddDevice(configuration, KnxOdsMapping::GetLogicalKnxDeviceObjModelId(logicalDevice.Value()));
