@@ -26,7 +26,7 @@ DemoStep ReadStep(const JsonValue& value) {
     const auto write = value.FindMember("write");
     const auto expect = value.FindMember("expect");
     if (write.has_value() == expect.has_value()) {
-        value.Fail("expected either a member \"write\" or a member \"expect\"");
+        value.Fail(R"(expected either a member "write" or a member "expect")");
     }
     if (write) {
         write->AllowOnly({"address", "value"});
