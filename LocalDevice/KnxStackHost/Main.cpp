@@ -9,6 +9,7 @@
 #include <csignal>
 #include <iostream>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
 
 #include "Bus/KnxdConnection.h"
