@@ -19,7 +19,9 @@ using namespace Zandrel;
 /// All records of a device that uses everything: 520 communication objects and 150 parameters.
 Configuration MakeFullModel() {
     const LogicalDeviceId logicalDevice = *LogicalDeviceId::From(1);
-    const PrefixedLogger logger(log4cplus::Logger::getInstance("Benchmark"), std::make_shared<AppIdentity>());
+    log4cplus::Logger silent = log4cplus::Logger::getInstance("Benchmark");
+    silent.setLogLevel(log4cplus::OFF_LOG_LEVEL);
+    const PrefixedLogger logger(silent, std::make_shared<AppIdentity>());
     const KnxConfiguration download = TestSupport::MakeFullDownload(logicalDevice);
     Configuration configuration;
     Device& device = AddDevice(configuration, KnxOdsMapping::GetLogicalKnxDeviceObjModelId(logicalDevice.Value()));
@@ -38,7 +40,7 @@ Configuration MakeFullModel() {
 void SerializeFullModel(benchmark::State& state) {
     const Configuration configuration = MakeFullModel();
     std::size_t bytes = 0;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         const std::string document = SerializeConfiguration(configuration);
         benchmark::DoNotOptimize(document.data());
         bytes += document.size();
@@ -55,7 +57,7 @@ void DumpFullModelWithNlohmann(benchmark::State& state) {
         throw std::logic_error("the two documents differ");
     }
     std::size_t bytes = 0;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         const std::string document = tree.dump();
         benchmark::DoNotOptimize(document.data());
         bytes += document.size();

@@ -21,9 +21,9 @@ const char* const AppHostName = "App host";
 
 }  // namespace
 
-AppHostProcessControl::AppHostProcessControl(const log4cplus::Logger& logger, std::shared_ptr<Clock> clock,
+AppHostProcessControl::AppHostProcessControl(log4cplus::Logger logger, std::shared_ptr<Clock> clock,
                                              Clock::Duration reapTimeout)
-    : logger_(logger),
+    : logger_(std::move(logger)),
       clock_(std::move(clock)),
       reapTimeout_(reapTimeout),
       ipcClient_(OwnIpcProcess, SupervisorIpcProcess) {}
@@ -76,6 +76,7 @@ bool AppHostProcessControl::LaunchNativeApp(const ThreadControl& control, Logica
     }
     ORN_LOG_PLAIN(logger_, INFO,
                   "Launching app host (Command Line = " << boost::algorithm::join(arguments, " ") << ").");
+    // NOLINTBEGIN(bugprone-lambda-function-name): these two lines name the function operator()
     const auto spawn = [this, &arguments, &appName] {
         SpawnResult result = OrnProcessHandle::Spawn(arguments);
         if (result.error) {
@@ -90,6 +91,7 @@ bool AppHostProcessControl::LaunchNativeApp(const ThreadControl& control, Logica
         launchedApp_ = appName;
         return true;
     };
+    // NOLINTEND(bugprone-lambda-function-name)
     return spawn();
 }
 

@@ -33,7 +33,7 @@ class AppHostProcessControl {
 public:
     /// A killed process is waited for `reapTimeout` at most, in real time. One that lasts longer (it hangs in the
     /// kernel) stays held, and the next stop or launch waits for it again; the destructor gives it up.
-    AppHostProcessControl(const log4cplus::Logger& logger, std::shared_ptr<Clock> clock,
+    AppHostProcessControl(log4cplus::Logger logger, std::shared_ptr<Clock> clock,
                           Clock::Duration reapTimeout = Durations::ReapWait);
     /// Ends like `KillLeftOver`.
     ~AppHostProcessControl();

@@ -34,7 +34,8 @@ bool InterruptAndJoinInitThread(ThreadControl& control, const log4cplus::Logger&
 }
 
 OrnKnxAppPrg::OrnKnxAppPrg(const log4cplus::Logger& logger, const Environment& environment)
-    : core_(std::make_shared<ApplicationCore>(logger, environment, *this)), log_(core_->log) {
+    : core_(std::make_shared<ApplicationCore>(logger, environment, static_cast<IEventHandler&>(*this))),
+      log_(core_->log) {
     core_->ioState.Start();
 }
 

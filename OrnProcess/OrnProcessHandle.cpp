@@ -273,7 +273,7 @@ std::optional<int> OrnProcessHandle::Wait(boost::chrono::nanoseconds timeout) {
             return status;
         }
         const boost::chrono::nanoseconds left = deadline - steady_clock::now();
-        if (left <= left.zero()) {
+        if (left.count() <= 0) {
             return std::nullopt;
         }
         boost::this_thread::no_interruption_point::sleep_for(std::min(pause, left));

@@ -101,11 +101,13 @@ bool IsLocalOrigin(std::string_view origin) {
     if (scheme == std::string_view::npos) {
         return false;
     }
-    std::string_view host = origin.substr(scheme + SchemeEnd.size());
-    const std::size_t colon = host.rfind(':');
-    const bool hasPort = colon != std::string_view::npos && host.find(']', colon) == std::string_view::npos;
-    host = host.substr(0, hasPort ? colon : host.size());
-    return host == "localhost" || host == "127.0.0.1" || host == "[::1]";
+    const std::string_view rest = origin.substr(scheme + SchemeEnd.size());
+    for (const std::string_view host : {"localhost", "127.0.0.1", "[::1]"}) {
+        if (rest == host || rest.substr(0, host.size() + 1) == std::string(host) + ':') {
+            return true;
+        }
+    }
+    return false;
 }
 
 }  // namespace LocalDevice

@@ -22,6 +22,10 @@ bool IsControl(char character) {
     return static_cast<unsigned char>(character) < 0x20;
 }
 
+bool NeedsCare(char character) {
+    return character == Backslash || IsControl(character);
+}
+
 bool IsAscii(char character) {
     return static_cast<unsigned char>(character) < 0x80;
 }
@@ -101,7 +105,7 @@ void LenientReader::ConvertString() {
         throw RequestError("not JSON: the string at byte " + std::to_string(position_) + " does not end");
     }
     json_ += Quote;
-    AppendStringPart(AsUtf8(bytes_.substr(begin, end - begin)));
+    AppendStringContent(AsUtf8(bytes_.substr(begin, end - begin)));
     json_ += Quote;
     position_ = end + 1;
 }
@@ -113,21 +117,23 @@ std::size_t LenientReader::FindStringEnd(std::size_t position) const {
     return position < bytes_.size() ? position : std::string_view::npos;
 }
 
-void LenientReader::AppendStringPart(std::string_view part) {
-    for (std::size_t i = 0; i < part.size(); ++i) {
-        if (IsControl(part[i])) {
-            AppendControlCharacter(part[i]);
-            continue;
+void LenientReader::AppendStringContent(std::string_view content) {
+    while (!content.empty()) {
+        const auto* special = std::find_if(content.begin(), content.end(), NeedsCare);
+        const auto clean = static_cast<std::size_t>(special - content.begin());
+        json_.append(content.substr(0, clean));
+        content.remove_prefix(clean);
+        if (content.empty()) {
+            return;
         }
-        if (part[i] == Backslash && i + 1 < part.size()) {
-            ++i;
-            if (IsControl(part[i])) {
-                AppendControlCharacter(part[i]);
-                continue;
-            }
-            json_ += Backslash;
+        // The backslash before a raw control byte goes; any other escape is the parser's.
+        const std::size_t escape = content[0] == Backslash && content.size() > 1 ? 1 : 0;
+        if (IsControl(content[escape])) {
+            AppendControlCharacter(content[escape]);
+        } else {
+            json_.append(content.substr(0, escape + 1));
         }
-        json_ += part[i];
+        content.remove_prefix(escape + 1);
     }
 }
 

@@ -28,7 +28,7 @@ private:
     void Convert();
     void ConvertString();
     std::size_t FindStringEnd(std::size_t position) const;
-    void AppendStringPart(std::string_view part);
+    void AppendStringContent(std::string_view content);
     void AppendControlCharacter(char character);
 
     std::string_view bytes_;

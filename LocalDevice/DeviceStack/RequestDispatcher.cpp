@@ -3,6 +3,7 @@
 #include <log4cplus/loggingmacros.h>
 
 #include <algorithm>
+#include <charconv>
 #include <exception>
 #include <map>
 #include <utility>
@@ -42,11 +43,12 @@ std::optional<std::uint32_t> GuessRequestNumber(std::string_view frame) {
     }
     const std::string_view rest = frame.substr(Beginning.size(), MaximumDigits + 1);
     const std::size_t digits = std::min(rest.find_first_not_of("0123456789"), rest.size());
-    const json number = json::parse(rest.substr(0, digits), nullptr, false);
-    if (digits == rest.size() || !number.is_number_unsigned() || number == 0U || number > 0xFFFFFFFFU) {
+    std::uint32_t number = 0;
+    const auto [end, error] = std::from_chars(rest.data(), rest.data() + digits, number);
+    if (error != std::errc() || number == 0 || digits == rest.size() || (*end != ',' && *end != '}')) {
         return std::nullopt;
     }
-    return number.get<std::uint32_t>();
+    return number;
 }
 
 /// The value of a request, in the client's format, for a data point.

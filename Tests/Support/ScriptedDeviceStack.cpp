@@ -28,8 +28,8 @@ Request Parse(const std::string& json) {
     return {std::stoul(json.substr(NumberStart.size())), "{" + json.substr(comma + 1)};
 }
 
-bool Contains(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
+bool Contains(const std::string& whole, const std::string& part) {
+    return whole.find(part) != std::string::npos;
 }
 
 }  // namespace

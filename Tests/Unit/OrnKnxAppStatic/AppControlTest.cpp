@@ -99,7 +99,7 @@ TEST_F(AppControlTest, RunStateThatCannotBeWrittenIsReported) {
 
 TEST_F(AppControlTest, RunStateThatIsRefusedByTheConnectionIsReported) {
     ConnectAndIdentify();
-    deviceStack_.LoseConnectionAt("\"command\":\"SetValue\"");
+    deviceStack_.LoseConnectionAt(R"("command":"SetValue")");
     EXPECT_FALSE(sut_.SignalAppHostKnxCommunicationState(SecondDevice, true));
     log_.TakeLines();
 
@@ -170,7 +170,7 @@ TEST_F(AppControlTest, ConnectionThatGoesMeanwhileIsReported) {
 
 TEST_F(AppControlTest, EventThatIsNotAnsweredTimesOut) {
     Connect();
-    deviceStack_.Ignore("\"command\":\"SetValue\"");
+    deviceStack_.Ignore(R"("command":"SetValue")");
 
     EXPECT_FALSE(sut_.SignalAppHostKnxCommunicationState(SecondDevice, false));
 
@@ -180,7 +180,7 @@ TEST_F(AppControlTest, EventThatIsNotAnsweredTimesOut) {
 
 TEST_F(AppControlTest, EventThatIsRefusedIsReportedWithTheReason) {
     Connect();
-    deviceStack_.Refuse("\"command\":\"SetValue\"", "no such object");
+    deviceStack_.Refuse(R"("command":"SetValue")", "no such object");
 
     EXPECT_FALSE(sut_.SignalAppHostKnxCommunicationState(SecondDevice, true));
 

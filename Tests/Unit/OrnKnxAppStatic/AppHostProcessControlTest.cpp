@@ -182,6 +182,7 @@ TEST_F(AppHostLaunch, ConcurrentStopsAndLaunchesSignalAndReapEachProcessOnce) {
     sut_->SetShutDownFunction([] { return false; });
     {
         std::vector<boost::scoped_thread<>> threads;
+        threads.reserve(Threads);
         for (int i = 0; i < Threads; ++i) {
             threads.emplace_back(boost::thread([this, i] {
                 for (int round = 0; round < Rounds; ++round) {

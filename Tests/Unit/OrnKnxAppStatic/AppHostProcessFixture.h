@@ -27,7 +27,7 @@ protected:
     AppHostProcessFixture() {
         sut_->SetShutDownFunction([this] { return shutDown_(); });
     }
-    ~AppHostProcessFixture() override {
+    void TearDown() override {
         sut_.reset();
         EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child was left behind";
     }

@@ -30,9 +30,7 @@ protected:
     bool Launch() { return launcher_.LaunchApp(control_); }
 
     /// Acts at the log line that contains `text`.
-    LineHook At(const char* text, std::function<void()> action) {
-        return LineHook(log_.GetLogger(), text, std::move(action));
-    }
+    LineHook At(const char* text, std::function<void()> action) { return {log_.GetLogger(), text, std::move(action)}; }
     void Interrupt() { control_.running = false; }
 
     /// What a launch logs up to the wait, and `more` after that.

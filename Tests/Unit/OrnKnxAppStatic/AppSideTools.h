@@ -71,8 +71,8 @@ public:
 class LineHook {
 public:
     /// Calls `action` at each line of `logger` that contains `text`.
-    LineHook(const log4cplus::Logger& logger, std::string text, std::function<void()> action)
-        : logger_(logger), appender_(new Appender(std::move(text), std::move(action))) {
+    LineHook(log4cplus::Logger logger, std::string text, std::function<void()> action)
+        : logger_(std::move(logger)), appender_(new Appender(std::move(text), std::move(action))) {
         logger_.addAppender(appender_);
     }
     ~LineHook() { logger_.removeAppender(appender_); }

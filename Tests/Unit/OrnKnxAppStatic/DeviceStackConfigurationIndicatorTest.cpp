@@ -126,6 +126,35 @@ TEST_F(DeviceStackConfigurationIndicatorTest, ExceptionInsideTheSpanStillSendsTh
     EXPECT_EQ(log.GetLines(), (Lines{switchedOn, switchedOff}));
 }
 
+/// A client that is out of order.
+class BrokenClient final : public Ostra::IDeviceStackClient {
+public:
+    BrokenClient() = default;
+    ~BrokenClient() override = default;
+    BrokenClient(const BrokenClient&) = delete;
+    BrokenClient& operator=(const BrokenClient&) = delete;
+
+    void SetEventHandler(IEventHandler*) override {}
+    void SetResponseHandler(IResponseHandler*) override {}
+    bool Send(const std::string&) override { throw std::runtime_error("out of order"); }
+    void SendAtEveryConnect(const std::string&) override {}
+};
+
+TEST_F(DeviceStackConfigurationIndicatorTest, ExceptionsOfTheConnectionAreReportedAndGoNoFurther) {
+    BrokenClient client;
+    DeviceStackConnection broken(
+        logger, std::make_shared<TestSupport::SimulatedClock>(),
+        {[&client](const std::string&) { return &client; }, [](Ostra::IDeviceStackClient*) {}});
+    EXPECT_THROW(broken.ConnectDeviceStack(), std::runtime_error);
+    log.TakeLines();
+
+    OpenAndClose(broken);
+
+    EXPECT_EQ(log.GetLines(),
+              (Lines{BeginLine("ERROR", "Error sending configurationChangeBegin to devicestack! out of order"),
+                     EndLine("ERROR", "Error sending configurationChangeEnd to devicestack! out of order")}));
+}
+
 TEST_F(DeviceStackConfigurationIndicatorTest, InterruptionInsideTheSpanStillSendsTheEnd) {
     Connect();
     bool interrupted = false;

@@ -82,7 +82,7 @@ private:
         if (end == position_) {
             Fail("a value is missing");
         }
-        const std::string word = document_.substr(position_, end - position_);
+        std::string word = document_.substr(position_, end - position_);
         position_ += word.size();
         return word;
     }

@@ -13,7 +13,7 @@ protected:
     static constexpr std::uint32_t Boolean = 0x10001;       ///< 1.001
     static constexpr std::uint32_t UnknownType = 0xFA0007;  ///< 250.007: no table knows it
 
-    CoChannelAttr MakeCo(std::uint32_t dpt) {
+    static CoChannelAttr MakeCo(std::uint32_t dpt) {
         CoChannelAttr co;
         co.valid = true;
         co.number = 42;

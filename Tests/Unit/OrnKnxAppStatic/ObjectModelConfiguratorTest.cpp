@@ -11,7 +11,7 @@ using namespace Zandrel;
 
 class ObjectModelConfiguratorTest : public TestSupport::ObjectModelConfiguratorFixture {
 protected:
-    CoChannelAttr MakeCo(std::uint16_t number) {
+    static CoChannelAttr MakeCo(std::uint16_t number) {
         CoChannelAttr co;
         co.valid = true;
         co.number = number;
@@ -20,7 +20,7 @@ protected:
         return co;
     }
 
-    ParamAttr MakeParameter(std::uint16_t slot, ParameterType type) {
+    static ParamAttr MakeParameter(std::uint16_t slot, ParameterType type) {
         ParamAttr parameter;
         parameter.active = true;
         parameter.channelId = *KnxOdsMapping::GetParameterChannelObjModelId(slot, 1, type);

@@ -26,7 +26,7 @@ using Zandrel::OrnProcessHandle;
 
 class OrnProcessHandleTest : public testing::Test {
 protected:
-    ~OrnProcessHandleTest() override { EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child was left behind"; }
+    void TearDown() override { EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child was left behind"; }
 
     /// The only line that was logged is `message`, from `Wait`.
     void ExpectLine(const std::string& level, const std::string& message) {

@@ -27,7 +27,7 @@ public:
                   step();
               }
           }) {}
-    ~Repeating() {
+    ~Repeating() {  // NOLINT(bugprone-exception-escape): nobody interrupts the join
         stop_ = true;
         thread_.join();
     }
@@ -95,6 +95,7 @@ TEST(SpawnStress, AThousandChildrenInheritAndLoseNothing) {
         const Repeating forking(ForkWithoutExec);
         const Repeating opening(OpenForAMoment);
         std::vector<boost::scoped_thread<>> threads;
+        threads.reserve(Threads);
         for (int i = 0; i < Threads; ++i) {
             threads.emplace_back(boost::thread([&good] {
                 for (int child = 0; child < ChildrenPerThread; ++child) {

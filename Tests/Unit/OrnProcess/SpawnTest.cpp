@@ -28,7 +28,7 @@ protected:
         testing::FLAGS_gtest_death_test_style = "threadsafe";  // the logging library has threads
         boost::filesystem::create_directory(folder_);
     }
-    ~Spawn() override {
+    void TearDown() override {
         boost::filesystem::remove_all(folder_);
         EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child was left behind";
         EXPECT_EQ(CountDescriptors(), descriptors_);
@@ -55,7 +55,7 @@ protected:
     static std::string OutputOf(const std::vector<std::string>& arguments) {
         Pipe pipe;
         OrnProcessHandle child = Start(arguments, {pipe.GetReadEnd(), pipe.GetWriteEnd(), pipe.GetWriteEnd()});
-        const std::string output = pipe.ReadAll();
+        std::string output = pipe.ReadAll();
         EXPECT_EQ(child.Wait(), 0);
         return output;
     }
@@ -236,15 +236,31 @@ TEST_F(Spawn, ParentNeedsNoStandardStreams) {
 [[noreturn]] void SpawnWithoutRoom() {
     close(STDIN_FILENO);
     close(STDOUT_FILENO);
-    const rlimit tight{3, 3};
-    setrlimit(RLIMIT_NOFILE, &tight);
+    SystemFaults::duplicationError = EMFILE;
     const SpawnResult result = OrnProcessHandle::Spawn(Child({"exit", "0"}));
-    _exit(result.error.value() == EINVAL && !result.process.HoldsProcess() ? 0 : 1);
+    _exit(result.error.value() == EMFILE && !result.process.HoldsProcess() ? 0 : 1);
 }
 
 TEST_F(Spawn, LackOfDescriptorsAboveTheStreamsIsReported) {
     EXPECT_EXIT(SpawnWithoutRoom(), testing::ExitedWithCode(0), "");
 }
+
+/// Ignores a signal, for as long as it lives.
+class IgnoredSignal {
+public:
+    explicit IgnoredSignal(int number) : number_(number) {
+        struct sigaction ignore {};
+        ignore.sa_handler = SIG_IGN;
+        EXPECT_EQ(sigaction(number_, &ignore, &previous_), 0);
+    }
+    ~IgnoredSignal() { EXPECT_EQ(sigaction(number_, &previous_, nullptr), 0); }
+    IgnoredSignal(const IgnoredSignal&) = delete;
+    IgnoredSignal& operator=(const IgnoredSignal&) = delete;
+
+private:
+    const int number_;
+    struct sigaction previous_ {};
+};
 
 TEST_F(Spawn, ChildBlocksNoSignalsAndGetsSigpipe) {
     sigset_t blocked;
@@ -253,13 +269,12 @@ TEST_F(Spawn, ChildBlocksNoSignalsAndGetsSigpipe) {
     sigaddset(&blocked, SIGTERM);
     sigaddset(&blocked, SIGUSR1);
     ASSERT_EQ(pthread_sigmask(SIG_BLOCK, &blocked, &previous), 0);
-    const auto pipeAction = std::signal(SIGPIPE, SIG_IGN);
-    const auto hangupAction = std::signal(SIGHUP, SIG_IGN);
-
-    const std::string output = OutputOf({"signals"});
-
-    std::signal(SIGHUP, hangupAction);
-    std::signal(SIGPIPE, pipeAction);
+    std::string output;
+    {
+        const IgnoredSignal brokenPipe(SIGPIPE);
+        const IgnoredSignal hangUp(SIGHUP);
+        output = OutputOf({"signals"});
+    }
     sigset_t after;
     ASSERT_EQ(pthread_sigmask(SIG_SETMASK, &previous, &after), 0);
     EXPECT_EQ(sigismember(&after, SIGTERM), 1);

@@ -1,6 +1,7 @@
 #include "SystemFaults.h"
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -22,6 +23,7 @@ const auto nextWaitpid = Next<pid_t(pid_t, int*, int)>("waitpid");
 const auto nextKill = Next<int(pid_t, int)>("kill");
 const auto nextFork = Next<pid_t()>("fork");
 const auto nextRead = Next<ssize_t(int, void*, size_t)>("read");
+const auto nextFcntl = Next<int(int, int, ...)>("fcntl");
 const auto nextSyscall = Next<long(long, ...)>("syscall");
 
 /// True when the fault is on; switches it off and sets errno.
@@ -82,6 +84,17 @@ pid_t fork() noexcept {
 
 ssize_t read(int descriptor, void* buffer, size_t size) {
     return Fails(SystemFaults::readError) ? -1 : nextRead(descriptor, buffer, size);
+}
+
+int fcntl(int descriptor, int command, ...) {
+    if (command == F_DUPFD_CLOEXEC && Fails(SystemFaults::duplicationError)) {
+        return -1;
+    }
+    va_list list;
+    va_start(list, command);
+    const long argument = va_arg(list, long);
+    va_end(list);
+    return nextFcntl(descriptor, command, argument);
 }
 
 long syscall(long number, ...) noexcept {

@@ -16,8 +16,9 @@ inline std::atomic<int> killCalls{0};
 inline std::atomic<int> strayCalls{0};         ///< calls of waitpid and kill for a process that is no child any more
 inline std::atomic<bool> killsAreLost{false};  ///< kill succeeds and sends nothing
 
-inline std::atomic<int> forkError{0};  ///< the next call fails with this error
-inline std::atomic<int> readError{0};  ///< the next call fails with this error
+inline std::atomic<int> forkError{0};         ///< the next call fails with this error
+inline std::atomic<int> readError{0};         ///< the next call fails with this error
+inline std::atomic<int> duplicationError{0};  ///< the next fcntl that duplicates a descriptor fails with this error
 
 inline std::atomic<bool> closeRangeIsMissing{false};
 

@@ -88,7 +88,7 @@ int main(int argc, char** argv) {
         return 0;
     }
     if (command == "exit" && argc > 2) {
-        return std::atoi(argv[2]);
+        return std::stoi(argv[2]);
     }
     if (command == "until-eof") {
         return ReadUntilEof();

@@ -1,11 +1,17 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
+#include <boost/filesystem/operations.hpp>
 #include <boost/lexical_cast.hpp>
 #include <boost/thread/future.hpp>
 #include <chrono>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -42,6 +48,28 @@ private:
     boost::asio::io_context context_;
     boost::asio::ip::tcp::socket socket_;
 };
+
+/// All of this process, with the one that lists them.
+std::set<int> GetDescriptors() {
+    std::set<int> descriptors;
+    for (const auto& entry : boost::filesystem::directory_iterator("/proc/self/fd")) {
+        descriptors.insert(std::stoi(entry.path().filename().string()));
+    }
+    return descriptors;
+}
+
+/// The descriptor of this process that is connected to `address`; -1 where there is none.
+int FindSocketTo(const std::string& address) {
+    for (const int descriptor : GetDescriptors()) {
+        sockaddr_in peer{};
+        socklen_t size = sizeof(peer);
+        if (::getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &size) == 0 && peer.sin_family == AF_INET &&
+            "127.0.0.1:" + std::to_string(ntohs(peer.sin_port)) == address) {
+            return descriptor;
+        }
+    }
+    return -1;
+}
 
 class ClientFactory : public testing::Test {
 protected:
@@ -108,6 +136,17 @@ TEST_F(ClientFactory, ReleasesNothing) {
     ReleaseDeviceStackClient(nullptr);
 }
 
+TEST_F(ClientFactory, LeavesNoDescriptorBehind) {
+    const DeafPort port;
+    const auto before = GetDescriptors().size();
+    for (int i = 0; i < 10; ++i) {
+        EXPECT_EQ(CreateDeviceStackClient(port.GetAddress()), nullptr);
+        FakeDeviceStack stack;
+        EXPECT_NE(Client(CreateDeviceStackClient(stack.GetAddress())), nullptr);
+    }
+    EXPECT_EQ(GetDescriptors().size(), before);
+}
+
 class ConnectedClient : public testing::Test {
 protected:
     ConnectedClient() {
@@ -134,8 +173,18 @@ TEST_F(ConnectedClient, SendsRequestsAsTheyAreAndInOrder) {
     }
 }
 
+TEST_F(ConnectedClient, HasASocketThatNoProgramInheritsAndThatDoesNotDelay) {
+    const int descriptor = FindSocketTo(stack.GetAddress());
+    ASSERT_GE(descriptor, 0);
+    EXPECT_NE(::fcntl(descriptor, F_GETFD) & FD_CLOEXEC, 0);
+    int noDelay = 0;
+    socklen_t size = sizeof(noDelay);
+    ASSERT_EQ(::getsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &noDelay, &size), 0);
+    EXPECT_NE(noDelay, 0);
+}
+
 TEST_F(ConnectedClient, SendsLongRequestsWhole) {
-    const std::string request = "{\"command\":\"" + std::string(3000000, 'x') + "\"}";
+    const std::string request = R"({"command":")" + std::string(3000000, 'x') + "\"}";
     EXPECT_TRUE(sut->Send(request));
     EXPECT_EQ(stack.NextFrame(), request);
 }
@@ -199,7 +248,7 @@ TEST_F(ConnectedClient, EventHandlerMayWaitForAnAnswer) {
 
 TEST_F(ConnectedClient, LogsFramesThatItDoesNotUnderstand) {
     stack.SendFrame("nonsense \"\x01\xFF");
-    stack.SendFrame("{\"event\":\"" + std::string(500, 'x') + "\"}");
+    stack.SendFrame(R"({"event":")" + std::string(500, 'x') + "\"}");
     stack.SendFrame(R"({"error":"not JSON"})");
     stack.SendFrame(R"({"event":"configurationChanged","id":12})");
     EXPECT_EQ(events.record.Await(1), Lines{"configuration 12"});

@@ -103,7 +103,7 @@ FakeDeviceStack::FakeDeviceStack(Manner manner) : endpoint_(asio::ip::address_v4
     });
 }
 
-FakeDeviceStack::~FakeDeviceStack() {
+FakeDeviceStack::~FakeDeviceStack() {  // NOLINT(bugprone-exception-escape): ends the test program at worst
     context_.stop();
     thread_.join();
 }

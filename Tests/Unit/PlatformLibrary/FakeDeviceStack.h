@@ -22,7 +22,7 @@ public:
     using Reply = std::function<std::string(const std::string& frame)>;
 
     explicit FakeDeviceStack(Manner manner = Manner::Talks);
-    ~FakeDeviceStack();
+    ~FakeDeviceStack();  // NOLINT(bugprone-exception-escape): ends the test program at worst
     FakeDeviceStack(const FakeDeviceStack&) = delete;
     FakeDeviceStack& operator=(const FakeDeviceStack&) = delete;
 

@@ -25,12 +25,18 @@ constexpr int OwnProcess = 13;
 constexpr int SupervisorProcess = 2;
 
 class IpcClient : public testing::Test {
-protected:
+public:
     IpcClient() : folder_(boost::filesystem::temp_directory_path() / boost::filesystem::unique_path("orn-%%%%%%%%")) {
         boost::filesystem::create_directory(folder_);
     }
-    ~IpcClient() override { boost::filesystem::remove_all(folder_); }
+    ~IpcClient() override {
+        boost::system::error_code ignored;
+        boost::filesystem::remove_all(folder_, ignored);
+    }
+    IpcClient(const IpcClient&) = delete;
+    IpcClient& operator=(const IpcClient&) = delete;
 
+protected:
     std::string GetPath() const { return (folder_ / "supervisor").string(); }
 
     void Listen(int backlog = 8) {

@@ -333,7 +333,7 @@ TEST_F(Messenger, EmbedsTheDocumentByteForByte) {
     const std::string document = "{\"devices\":[\"\\\x02\x01\xFF\"]}\n";
     const Docket docket = sut->SetConfiguration(document, seconds(25));
     const std::string head = "{\"request\":";
-    const std::string tail = ",\"command\":\"SetConfiguration\",\"configuration\":" + document + "}";
+    const std::string tail = R"(,"command":"SetConfiguration","configuration":)" + document + "}";
     const std::string json = road.LastSent();
     EXPECT_EQ(json.substr(0, head.size()), head);
     ASSERT_GT(json.size(), tail.size());

@@ -45,6 +45,11 @@ private:
 
 class RecordingEventHandler : public Ostra::IDeviceStackClient::IEventHandler {
 public:
+    RecordingEventHandler() = default;
+    virtual ~RecordingEventHandler() = default;
+    RecordingEventHandler(const RecordingEventHandler&) = delete;
+    RecordingEventHandler& operator=(const RecordingEventHandler&) = delete;
+
     bool OnValueChanged(unsigned long id, const std::string& text, const std::string& value) override {
         record.Add(text + " " + std::to_string(id) + " " + value);
         return true;
@@ -67,6 +72,11 @@ public:
 
 class RecordingResponseHandler : public Ostra::IDeviceStackClient::IResponseHandler {
 public:
+    RecordingResponseHandler() = default;
+    virtual ~RecordingResponseHandler() = default;
+    RecordingResponseHandler(const RecordingResponseHandler&) = delete;
+    RecordingResponseHandler& operator=(const RecordingResponseHandler&) = delete;
+
     void OnResponse(unsigned long requestNumber, bool accepted, const std::string& text) override {
         record.Add(std::to_string(requestNumber) + (accepted ? " accepted " : " refused ") + text);
     }
