@@ -103,13 +103,12 @@ TEST_F(KnxHandlerTest, InitFailsAtThePropertyThatCannotBeCreated) {
         FakeKnxStack stack;
         stack.Application().RefuseToCreate(static_cast<std::uint16_t>(id));
         KnxHandler sut(log_.GetLogger(), identity_, clock_);
+        log_.TakeLines();
 
         EXPECT_FALSE(sut.Init(stack));
 
         EXPECT_EQ(log_.TakeLines(), InitError("Failed to create property " + std::to_string(id)));
         EXPECT_EQ(sut.GetSerialNumber(), "");
-        sut.Detach();
-        log_.TakeLines();
     }
 }
 

@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -426,8 +427,9 @@ TEST_F(TickerTest, ExceptionEndsTheTickerInOneLine) {
     ASSERT_TRUE(display_.WaitFor(2));
     sut.Terminate();
 
-    EXPECT_EQ(log_.GetLines(), (Lines{{"ERROR", "Tick - Unexpected failure: bus is on fire"},
-                                      {"DEBUG", "Terminate - Stopping all ticker threads."}}));
+    EXPECT_THAT(log_.GetLines(),
+                testing::UnorderedElementsAre(LogLine{"ERROR", "Tick - Unexpected failure: bus is on fire"},
+                                              LogLine{"DEBUG", "Terminate - Stopping all ticker threads."}));
     EXPECT_EQ(writes, 2);
 }
 
