@@ -189,12 +189,12 @@ TEST_F(ObjectModelBuilderTest, NoAdditionalAddressesGiveAnEmptyText) {
 }
 
 TEST_F(ObjectModelBuilderTest, AdditionalAddressesBecomeUtf8InTheirOrder) {
-    knx.additionalAddresses = {KnxStyleString("b\xE4"), KnxStyleString(""), KnxStyleString("a")};
+    knx.additionalAddresses = {KnxStyleString(""), KnxStyleString("b\xE4"), KnxStyleString("a")};
     Configuration devices;
 
     EXPECT_TRUE(ConfigureDevices(devices, Device1(), "app", knx));
 
-    EXPECT_EQ(devices.devices.at(1000000).metadata.at(1).second, "b\xC3\xA4, , a");
+    EXPECT_EQ(devices.devices.at(1000000).metadata.at(1).second, ", b\xC3\xA4, a");
 }
 
 }  // namespace
