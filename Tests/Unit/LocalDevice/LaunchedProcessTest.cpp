@@ -14,7 +14,6 @@
 
 namespace {
 
-using LocalDevice::LaunchCommand;
 using LocalDevice::LaunchedProcess;
 using testing::ElementsAre;
 using testing::IsEmpty;
