@@ -45,8 +45,8 @@ void IndicateLoadState(DeviceStackConnection& connection, const PrefixedLogger& 
 }  // namespace
 
 DeviceStackConfigurationIndicator::DeviceStackConfigurationIndicator(DeviceStackConnection& connection,
-                                                                     const log4cplus::Logger& logger, std::string appId)
-    : connection_(connection), logger_(logger), appId_(std::move(appId)) {
+                                                                     log4cplus::Logger logger, std::string appId)
+    : connection_(connection), logger_(std::move(logger)), appId_(std::move(appId)) {
     const boost::this_thread::disable_interruption uninterrupted;
     if (const std::optional<std::string> error = EmitEvent(connection_, "configurationChangeBegin")) {
         ORN_LOG_PREFIXED(logger_, appId_, ERROR, *error);

@@ -18,8 +18,7 @@ class OrnIpcClientImpl;
 class DeviceStackConfigurationIndicator {
 public:
     /// `appId`: what log lines start with, where it is not empty. `connection` must outlive the span.
-    DeviceStackConfigurationIndicator(DeviceStackConnection& connection, const log4cplus::Logger& logger,
-                                      std::string appId);
+    DeviceStackConfigurationIndicator(DeviceStackConnection& connection, log4cplus::Logger logger, std::string appId);
     /// Does not throw.
     ~DeviceStackConfigurationIndicator();
     DeviceStackConfigurationIndicator(const DeviceStackConfigurationIndicator&) = delete;

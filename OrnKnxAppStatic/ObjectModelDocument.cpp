@@ -175,7 +175,7 @@ private:
                 begin = i;
             }
         }
-        text_.append(value, begin, std::string::npos);
+        text_.append(value, begin);
         text_ += '"';
     }
 

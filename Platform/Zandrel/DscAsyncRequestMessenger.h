@@ -21,15 +21,16 @@ class RequestMessengerDeviceStack;
 /// A late answer is dropped with one DEBUG line.
 class DscAsyncRequestMessenger {
 public:
-    /// Does not own `road`, which must outlive it. After `warnAfterTimeouts` time-outs in a row it logs one WARN line.
+    /// Does not own `road`, which must outlive it. After `warnAfterTimeouts` time-outs in a row it logs one WARN line;
+    /// with 0 it never does.
     DscAsyncRequestMessenger(RequestMessengerDeviceStack& road, boost::posix_time::time_duration defaultTimeout,
                              unsigned int warnAfterTimeouts, const log4cplus::Logger& logger);
     /// Ends like `UnsetAsResponseHandler`.
-    virtual ~DscAsyncRequestMessenger();
+    virtual ~DscAsyncRequestMessenger();  // NOLINT(bugprone-exception-escape): it throws only where a lock fails
     DscAsyncRequestMessenger(const DscAsyncRequestMessenger&) = delete;
     DscAsyncRequestMessenger& operator=(const DscAsyncRequestMessenger&) = delete;
 
-    /// Begins to receive answers.
+    /// Begins to receive answers. Requests before this fail like those after `UnsetAsResponseHandler`.
     void SetAsResponseHandler();
     /// Ends every open docket with an error. Later requests fail the same way, without touching the road.
     void UnsetAsResponseHandler();

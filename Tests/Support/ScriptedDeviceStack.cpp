@@ -28,8 +28,8 @@ Request Parse(const std::string& json) {
     return {std::stoul(json.substr(NumberStart.size())), "{" + json.substr(comma + 1)};
 }
 
-bool Contains(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
+bool Contains(const std::string& whole, const std::string& part) {
+    return whole.find(part) != std::string::npos;
 }
 
 }  // namespace
@@ -62,6 +62,11 @@ void ScriptedDeviceStack::Ignore(const std::string& text) {
 
 void ScriptedDeviceStack::LoseConnectionAt(const std::string& text) {
     Add({text, Treatment::LoseConnection, ""});
+}
+
+void ScriptedDeviceStack::RunBefore(const std::string& text, std::function<void()> action) {
+    const boost::lock_guard<boost::mutex> lock(mutex_);
+    actions_.emplace_back(text, std::move(action));
 }
 
 void ScriptedDeviceStack::Add(Rule rule) {
@@ -135,8 +140,13 @@ bool ScriptedDeviceStack::Send(const std::string& json) {
     }
     requests_.push_back(request.text);
     sent_.notify_all();
-    const Rule rule = FindRule(request.text);
-    boost::asio::post(worker_, [this, number = request.number, rule] { React(number, rule); });
+    boost::asio::post(
+        worker_, [this, number = request.number, actions = FindActions(request.text), rule = FindRule(request.text)] {
+            for (const auto& action : actions) {
+                action();
+            }
+            React(number, rule);
+        });
     return true;
 }
 
@@ -146,6 +156,16 @@ ScriptedDeviceStack::Rule ScriptedDeviceStack::FindRule(const std::string& reque
     const auto rule = std::find_if(rules_.rbegin(), rules_.rend(),
                                    [&request](const Rule& each) { return Contains(request, each.text); });
     return rule == rules_.rend() ? Rule{"", Treatment::Accept, "{}"} : *rule;
+}
+
+std::vector<std::function<void()>> ScriptedDeviceStack::FindActions(const std::string& request) const {
+    std::vector<std::function<void()>> actions;
+    for (const auto& [text, action] : actions_) {
+        if (Contains(request, text)) {
+            actions.push_back(action);
+        }
+    }
+    return actions;
 }
 
 void ScriptedDeviceStack::React(unsigned long number, const Rule& rule) {

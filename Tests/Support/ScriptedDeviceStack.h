@@ -4,7 +4,9 @@
 #include <boost/thread/condition_variable.hpp>
 #include <boost/thread/mutex.hpp>
 #include <boost/thread/recursive_mutex.hpp>
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "DeviceStackConnection.h"
@@ -37,6 +39,8 @@ public:
     void Ignore(const std::string& text);
     /// Not answered: the connection is lost, and stays so until `Reconnect`.
     void LoseConnectionAt(const std::string& text);
+    /// Whatever else happens to it, `action` runs first, on the handlers' thread.
+    void RunBefore(const std::string& text, std::function<void()> action);
 
     void Reconnect();
 
@@ -67,6 +71,7 @@ private:
 
     void Add(Rule rule);
     Rule FindRule(const std::string& request) const;
+    std::vector<std::function<void()>> FindActions(const std::string& request) const;
     void React(unsigned long number, const Rule& rule);
     void LoseConnection();
     bool WasSent(const std::string& text) const;
@@ -75,6 +80,7 @@ private:
     mutable boost::condition_variable sent_;
     bool connected_ = true;
     std::vector<Rule> rules_;
+    std::vector<std::pair<std::string, std::function<void()>>> actions_;
     std::vector<std::string> requests_;
 
     mutable boost::recursive_mutex handlerMutex_;  ///< guards what follows; held while a handler is called

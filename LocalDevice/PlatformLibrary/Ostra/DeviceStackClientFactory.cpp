@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
+#include <exception>
 #include <memory>
 #include <string>
 #include <utility>
@@ -19,7 +20,7 @@ namespace {
 constexpr std::uint16_t DefaultPort = 7580;
 constexpr boost::chrono::seconds ConnectTimeout{1};
 
-IDeviceStackClient* Connect(const DeviceStackAddress& address) {
+IDeviceStackClient* Connect(const DeviceStackAddress& address) try {
     const auto deadline = boost::chrono::steady_clock::now() + ConnectTimeout;
     boost::system::error_code error;
     auto endpoints = Resolve(address, deadline, error);
@@ -33,6 +34,9 @@ IDeviceStackClient* Connect(const DeviceStackAddress& address) {
     }
     LOG4CPLUS_DEBUG(Zandrel::GetGlobalDefaultLogger(),
                     "No device stack at " << address.host << ':' << address.port << ": " << error.message());
+    return nullptr;
+} catch (const std::exception& error) {
+    LOG4CPLUS_ERROR(Zandrel::GetGlobalDefaultLogger(), "No client for the device stack: " << error.what());
     return nullptr;
 }
 

@@ -9,6 +9,7 @@
 #include <boost/lexical_cast.hpp>
 #include <boost/thread/lock_guard.hpp>
 #include <cerrno>
+#include <new>
 #include <utility>
 
 namespace Ostra {
@@ -112,11 +113,22 @@ void DeviceStackLink::Read() {
             self->End(error);
             return;
         }
-        const std::string text = boost::beast::buffers_to_string(self->readBuffer_.data());
-        self->readBuffer_.consume(self->readBuffer_.size());
-        self->owner_->OnLinkFrame(text);
-        self->Read();
+        if (self->HandOverFrame()) {
+            self->Read();
+        }
     });
+}
+
+bool DeviceStackLink::HandOverFrame() {
+    try {
+        const std::string text = boost::beast::buffers_to_string(readBuffer_.data());
+        readBuffer_.consume(readBuffer_.size());
+        owner_->OnLinkFrame(text);
+        return true;
+    } catch (const std::bad_alloc&) {
+        End(asio::error::no_memory);
+        return false;
+    }
 }
 
 bool DeviceStackLink::Send(const std::string& text) {
@@ -166,7 +178,7 @@ void DeviceStackLink::Write() {
 }
 
 void DeviceStackLink::Close(std::chrono::steady_clock::duration timeout) {
-    if (!connected_) {
+    if (!connected_ || ended_) {
         End(asio::error::operation_aborted);
         return;
     }

@@ -53,6 +53,7 @@ private:
     void ConnectNext(const boost::system::error_code& lastError);
     void ShakeHands();
     void Read();
+    bool HandOverFrame();
     void Write();
     void CloseWhenWritten();
     void End(const boost::system::error_code& reason);

@@ -26,7 +26,7 @@ public:
     HandlerThread() : thread_([this] { Run(); }) {}
 
     /// Waits for a running call; those that are queued are dropped. Not to be called on the thread itself.
-    ~HandlerThread() {
+    ~HandlerThread() {  // NOLINT(bugprone-exception-escape): a mutex that fails here is a reason to end the process
         {
             const boost::lock_guard<boost::mutex> lock(mutex_);
             stopping_ = true;

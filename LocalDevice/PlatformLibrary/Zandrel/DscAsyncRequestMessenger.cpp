@@ -150,7 +150,7 @@ public:
     }
 
     std::string GetSetValueMembers(unsigned long id, const ZANVALUE& value, bool isResponse) const {
-        std::string members = "\"command\":\"SetValue\",\"id\":" + std::to_string(id) + ',';
+        std::string members = R"("command":"SetValue","id":)" + std::to_string(id) + ',';
         AppendValueMembers(members, nativeFormat_ ? value.Serialize() : value.ToString());
         members += isResponse ? ",\"response\":true}" : "}";
         return members;
@@ -184,6 +184,7 @@ DscAsyncRequestMessenger::DscAsyncRequestMessenger(RequestMessengerDeviceStack& 
                                                    unsigned int warnAfterTimeouts, const log4cplus::Logger& logger)
     : implementation_(std::make_shared<Implementation>(road, defaultTimeout, warnAfterTimeouts, logger)) {}
 
+// NOLINTNEXTLINE(bugprone-exception-escape): a mutex that fails here is a reason to end the process
 DscAsyncRequestMessenger::~DscAsyncRequestMessenger() {
     implementation_->Close();
 }
@@ -198,7 +199,7 @@ void DscAsyncRequestMessenger::UnsetAsResponseHandler() {
 
 Docket DscAsyncRequestMessenger::RegisterApplication(const std::string& name, const std::string& type,
                                                      const std::string& domain) {
-    std::string members = "\"command\":\"RegisterApplication\",\"name\":";
+    std::string members = R"("command":"RegisterApplication","name":)";
     AppendJsonString(members, name);
     members += ",\"type\":";
     AppendJsonString(members, type);
@@ -210,7 +211,7 @@ Docket DscAsyncRequestMessenger::RegisterApplication(const std::string& name, co
 }
 
 bool DscAsyncRequestMessenger::EnableNativeFormat() {
-    constexpr std::string_view Members = "\"command\":\"EnableNativeFormat\"}";
+    constexpr std::string_view Members = R"("command":"EnableNativeFormat"})";
     implementation_->SendAtEveryConnect({Members});
     if (!implementation_->Request({Members}).IsReplyValid()) {
         return false;
@@ -231,12 +232,12 @@ Docket DscAsyncRequestMessenger::SetConfiguration(const std::string& document, t
     if (!AfterOpeningBrace(document)) {
         return FailedRequest("The configuration is not a JSON object.");
     }
-    return implementation_->Request({"\"command\":\"SetConfiguration\",\"configuration\":", document, "}"}, timeout);
+    return implementation_->Request({R"("command":"SetConfiguration","configuration":)", document, "}"}, timeout);
 }
 
 Docket DscAsyncRequestMessenger::SetConfiguration(
     unsigned long id, const std::map<IDeviceStackClient::PropertyType, IDeviceStackClient::Property>& properties) {
-    return implementation_->Request({"\"command\":\"SetConfiguration\",\"id\":", std::to_string(id),
+    return implementation_->Request({R"("command":"SetConfiguration","id":)", std::to_string(id),
                                      ",\"properties\":", GetPropertiesJson(properties), "}"});
 }
 
@@ -249,8 +250,7 @@ bool DscAsyncRequestMessenger::SetValueAndIgnoreResponse(unsigned long id, const
 }
 
 Docket DscAsyncRequestMessenger::GetValue(unsigned long id, bool /*useStoredValue*/) {
-    return implementation_->Request({"\"command\":\"GetValue\",\"id\":", std::to_string(id), "}"}, {},
-                                    &ReadValueOfAnswer);
+    return implementation_->Request({R"("command":"GetValue","id":)", std::to_string(id), "}"}, {}, &ReadValueOfAnswer);
 }
 
 }  // namespace Zandrel

@@ -13,8 +13,8 @@ using Verdict = Docket::State::Verdict;
 
 }  // namespace
 
-PendingRequests::PendingRequests(unsigned int warnAfterTimeouts, const log4cplus::Logger& logger)
-    : warnAfterTimeouts_(warnAfterTimeouts), logger_(logger) {}
+PendingRequests::PendingRequests(unsigned int warnAfterTimeouts, log4cplus::Logger logger)
+    : warnAfterTimeouts_(warnAfterTimeouts), logger_(std::move(logger)) {}
 
 PendingRequests::RequestNumber PendingRequests::NextNumber() noexcept {
     static std::atomic<RequestNumber> lastNumber{0};

@@ -29,7 +29,10 @@ public:
     using ReplyReader = std::optional<std::string> (*)(const std::string& answer);
 
     /// After `warnAfterTimeouts` time-outs in a row one WARN line; never with 0.
-    PendingRequests(unsigned int warnAfterTimeouts, const log4cplus::Logger& logger);
+    PendingRequests(unsigned int warnAfterTimeouts, log4cplus::Logger logger);
+    virtual ~PendingRequests() = default;
+    PendingRequests(const PendingRequests&) = delete;
+    PendingRequests& operator=(const PendingRequests&) = delete;
 
     /// A number that no request under way has, not even an earlier messenger's: its answer could still come.
     static RequestNumber NextNumber() noexcept;

@@ -39,7 +39,7 @@ void AppendValueMembers(std::string& json, const std::string& value) {
     json += "\"value\":";
     AppendJsonString(json, value);
     if (!std::all_of(value.begin(), value.end(), IsPlain) && !IsUtf8(value)) {
-        json.append(",\"encoding\":\"").append(Latin1).append(1, '"');
+        json.append(R"(,"encoding":")").append(Latin1).append(1, '"');
     }
 }
 

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdlib>
+#include <string>
+#include <utility>
+
+/// Gives an environment variable a value, or none, and takes it away at the end.
+class ScopedEnvironment {
+public:
+    ScopedEnvironment(std::string name, const char* value) : name_(std::move(name)) {
+        if (value != nullptr) {
+            ::setenv(name_.c_str(), value, 1);
+        } else {
+            ::unsetenv(name_.c_str());
+        }
+    }
+    ~ScopedEnvironment() { ::unsetenv(name_.c_str()); }
+    ScopedEnvironment(const ScopedEnvironment&) = delete;
+    ScopedEnvironment& operator=(const ScopedEnvironment&) = delete;
+
+private:
+    std::string name_;
+};
