@@ -50,8 +50,9 @@ public:
 
     void End() {
         isEnded_ = true;
-        retry_.cancel();
-        socket_.close();
+        boost::system::error_code ignored;
+        retry_.cancel(ignored);
+        socket_.close(ignored);
     }
 
 private:

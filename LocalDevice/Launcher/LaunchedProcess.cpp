@@ -78,6 +78,7 @@ std::vector<std::string> MergedEnvironment(const std::vector<std::string>& chang
 
 std::vector<char*> Pointers(std::vector<std::string>& texts) {
     std::vector<char*> pointers;
+    pointers.reserve(texts.size() + 1);
     for (std::string& text : texts) {
         pointers.push_back(text.data());
     }
@@ -144,7 +145,7 @@ std::string Describe(int status) {
 
 std::shared_ptr<LaunchedProcess> LaunchedProcess::Start(boost::asio::io_context& io, const LaunchCommand& command,
                                                         Handlers handlers) {
-    const std::shared_ptr<LaunchedProcess> child(new LaunchedProcess(io, std::move(handlers)));
+    std::shared_ptr<LaunchedProcess> child(new LaunchedProcess(io, std::move(handlers)));
     child->Spawn(command);
     child->ReadOutput();
     boost::asio::post(io, [child] { child->WaitForExit(); });

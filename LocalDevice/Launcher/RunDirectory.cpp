@@ -48,7 +48,7 @@ fs::path MakeGiven(const std::string& path) {
     if (error) {
         throw std::runtime_error(path + ": cannot be created: " + error.message());
     }
-    const fs::path absolute = fs::canonical(path);
+    fs::path absolute = fs::canonical(path);
     CheckLength(absolute);
     if (IsListening((absolute / SupervisorName).string())) {
         throw std::runtime_error(path + ": another local device runs here");

@@ -48,9 +48,10 @@ public:
 
     void Close() {
         handler_ = nullptr;
-        acceptor_.close();
+        boost::system::error_code ignored;
+        acceptor_.close(ignored);
         for (Session& session : sessions_) {
-            session.socket.close();
+            session.socket.close(ignored);
         }
     }
 

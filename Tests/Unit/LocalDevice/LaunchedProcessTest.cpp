@@ -14,7 +14,6 @@
 
 namespace {
 
-using LocalDevice::LaunchCommand;
 using LocalDevice::LaunchedProcess;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -26,7 +25,7 @@ protected:
     std::shared_ptr<LaunchedProcess> Start(std::vector<std::string> arguments,
                                            std::vector<std::string> environment = {}) {
         io_.restart();
-        return LaunchedProcess::Start(io_, {TEST_CHILD, std::move(arguments), std::move(environment)},
+        return LaunchedProcess::Start(io_, {LAUNCHED_CHILD, std::move(arguments), std::move(environment)},
                                       {[this](const std::string& line) { lines_.push_back(line); },
                                        [this](const std::string& how) { ends_.push_back(how); }});
     }
