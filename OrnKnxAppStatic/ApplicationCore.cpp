@@ -1,21 +1,20 @@
 #include "ApplicationCore.h"
 
-#include <utility>
-
-#include "DeviceStackConfigurationIndicator.h"
-
 namespace Zandrel {
 
-ApplicationCore::ApplicationCore(const log4cplus::Logger& logger, const Environment& environment)
+ApplicationCore::ApplicationCore(const log4cplus::Logger& logger, const Environment& environment,
+                                 Ostra::IDeviceStackClient::IEventHandler& handler)
     : identity(std::make_shared<AppIdentity>()),
       log(logger, identity),
       clock(environment.clock),
+      eventHandler(handler),
       knxHandler(logger, identity, clock),
+      knxDownload(knxHandler),
       connection(log, clock, environment.clientFactory, environment.connectionTimes),
       processControl(logger, clock),
       appControl(log, connection, identity, processControl),
       appLauncher(log, identity, processControl),
-      configurator(log, connection, identity, knxHandler),
+      configurator(log, connection, identity, knxDownload),
       deviceResetTimer(ioState.GetService(), log,
                        {[this] { return processControl.GetConfiguration().IsInAppDebugMode(); },
                         [this] { processControl.GetIpcClient().Restart(false); }}) {

@@ -10,6 +10,7 @@
 #include "DeviceResetTimer.h"
 #include "DeviceStackConnection.h"
 #include "IoState.h"
+#include "KnxDownload.h"
 #include "KnxHandler.h"
 #include "ObjectModelConfigurator.h"
 #include "Orn/Clock.h"
@@ -31,17 +32,21 @@ struct Environment {
 /// in place. What belongs to the host (the KNX stack's services, the device-stack client) is behind gates that the
 /// host's object closes before it goes.
 struct ApplicationCore {
-    ApplicationCore(const log4cplus::Logger& logger, const Environment& environment);
+    /// `handler` is registered for the device stack's events by each cycle; the connection drops it.
+    ApplicationCore(const log4cplus::Logger& logger, const Environment& environment,
+                    Ostra::IDeviceStackClient::IEventHandler& handler);
     ApplicationCore(const ApplicationCore&) = delete;
     ApplicationCore& operator=(const ApplicationCore&) = delete;
 
     const std::shared_ptr<AppIdentity> identity;
     const PrefixedLogger log;
     const std::shared_ptr<Clock> clock;
+    Ostra::IDeviceStackClient::IEventHandler& eventHandler;
 
     // Each of these guards itself.
     StackHub hub;
     KnxHandler knxHandler;
+    KnxDownload knxDownload;
     DeviceStackConnection connection;
     std::atomic<bool> restarting{false};  ///< while a restart's init cycle is in progress
     AppHostProcessControl processControl;

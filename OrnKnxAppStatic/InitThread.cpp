@@ -1,10 +1,11 @@
 #include "InitThread.h"
 
-#include <array>
+#include <cstdint>
 #include <exception>
 #include <utility>
 
 #include "ApplicationCore.h"
+#include "DeviceStackConfigurationIndicator.h"
 #include "KnxStack/IApiHub.h"
 
 // The lines of a cycle carry the name of the thread's function, whichever step writes them.
@@ -30,7 +31,6 @@ void InitThread::operator()() {
     } catch (const std::exception& error) {
         ORN_LOG_CYCLE(FATAL, "Init thread failed: " << error.what());
     }
-    finalizer_.reset();
 }
 
 void InitThread::RunCycle() {
@@ -108,7 +108,7 @@ bool InitThread::ConfigureAndLaunch() const {
 }
 
 bool InitThread::Launch() const {
-    core_->RegisterEventHandler();
+    core_->connection.SetEventHandler(core_->eventHandler);
     if (core_->processControl.GetConfiguration().IsAppHostStartupDisabled()) {
         ORN_LOG_CYCLE(DEBUG, "Debug mode set, did not launch app host!");
         return true;
@@ -122,7 +122,7 @@ bool InitThread::Launch() const {
     SignalConfigurationLoaded(core_->connection, core_->log);
     ORN_LOG_CYCLE(DEBUG, "Launch app host.");
     if (!core_->appLauncher.LaunchApp(*control_)) {
-        core_->IndicateAppNotRunning();
+        IndicateAppNotRunning(core_->processControl.GetIpcClient(), core_->connection, core_->log);
         return false;
     }
     return true;
@@ -138,7 +138,11 @@ bool InitThread::ReportRunState(bool launched) const {
         SignalConfigurationUnloaded(core_->connection, core_->log);
         ORN_LOG_CYCLE(FATAL, "Set runstate to error");
     }
-    core_->hub.With([launched](KnxStack::IApiHub& hub) { hub.SetRunState(launched); });
+    core_->hub.With([this, launched](KnxStack::IApiHub& hub) {
+        if (control_->running) {
+            hub.SetRunState(launched);
+        }
+    });
     const auto logicalDevice = core_->identity->GetLogicalDeviceId();
     if (!logicalDevice) {
         ORN_LOG_CYCLE(FATAL, "Missing logical device ID");

@@ -34,7 +34,8 @@ bool InterruptAndJoinInitThread(ThreadControl& control, const log4cplus::Logger&
 }
 
 OrnKnxAppPrg::OrnKnxAppPrg(const log4cplus::Logger& logger, const Environment& environment)
-    : core_(std::make_shared<ApplicationCore>(logger, environment, *this)), log_(core_->log) {
+    : core_(std::make_shared<ApplicationCore>(logger, environment, static_cast<IEventHandler&>(*this))),
+      log_(core_->log) {
     core_->ioState.Start();
 }
 
@@ -53,7 +54,7 @@ int OrnKnxAppPrg::Init(KnxStack::IApiHub& hub) {
             ORN_LOG(log_, DEBUG, "Failed to initialize knxhandler.");
             return Failure;
         }
-        if (!core_->ConnectDeviceStack()) {
+        if (!ConnectDeviceStack()) {
             ORN_LOG(log_, ERROR, "Connecting the devicestack failed.");
             return Failure;
         }
@@ -67,6 +68,22 @@ int OrnKnxAppPrg::Init(KnxStack::IApiHub& hub) {
         ORN_LOG(log_, FATAL, "Init failed: " << error.what());
         return Failure;
     }
+}
+
+bool OrnKnxAppPrg::ConnectDeviceStack() {
+    DeviceStackConnection& connection = core_->connection;
+    if (!connection.ConnectDeviceStack()) {
+        return false;
+    }
+    // The callables refer to a core that owns the handler which holds them: no shared pointer, that would be a circle.
+    core_->knxHandler.SetMessengers(
+        [&connection](unsigned long id, const ZANVALUE& value, bool isResponse) {
+            return connection.SetValueAndIgnoreResponse(id, value, isResponse).value_or(false);
+        },
+        [&connection](unsigned long id, bool useStoredValue) {
+            return connection.GetValue(id, useStoredValue).value_or(Docket());
+        });
+    return true;
 }
 
 int OrnKnxAppPrg::OnDeviceRestart() {
@@ -126,9 +143,8 @@ int OrnKnxAppPrg::Exit() {
             ORN_LOG_AS("Exit", log_, FATAL, "Exit failed: " << error.what());
         }
     };
-    const auto logicalDevice = core_->identity->GetLogicalDeviceId();
     attempt([this] { SignalConfigurationUnloaded(core_->connection, log_); });
-    if (logicalDevice) {
+    if (const auto logicalDevice = core_->identity->GetLogicalDeviceId()) {
         attempt([this, &logicalDevice] { SignalKnxCommunicationOff("Exit", *logicalDevice); });
     } else {
         ORN_LOG(log_, INFO, "Cannot signal KNX communication disabled because logical device id is unknown.");
@@ -141,7 +157,7 @@ int OrnKnxAppPrg::Exit() {
     if (!stopped) {
         ORN_LOG(log_, WARN, "Failed to stop init thread.");
     }
-    if (logicalDevice) {
+    if (const auto logicalDevice = core_->identity->GetLogicalDeviceId()) {
         attempt([this, &logicalDevice] { core_->configurator.ResetConfiguration(*logicalDevice); });
     }
     attempt([this] {

@@ -42,6 +42,7 @@ public:
     bool OnConnectionChanged(bool connected) override;
 
 private:
+    bool ConnectDeviceStack();
     int Restart(const std::shared_ptr<Finalizer>& finalizer);
     bool StartInitThread(KnxStack::IApiHub& hub, std::shared_ptr<Finalizer> finalizer);
     bool StopInitThread();

@@ -1,6 +1,7 @@
 orn_add_test(CoreTest
     SOURCES
         DeviceResetTimerTest.cpp
+        DeviceStackConnectionTest.cpp
         IncludeTest.cpp
         LoggingFormsTest.cpp
-    LIBRARIES OrnKnxAppStatic ZandrelPlatform)
+    LIBRARIES PluginTestSupport ZandrelPlatform)

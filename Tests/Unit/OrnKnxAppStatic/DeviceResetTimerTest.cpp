@@ -2,9 +2,9 @@
 
 #include <atomic>
 #include <boost/asio/io_service.hpp>
-#include <boost/asio/wait_traits.hpp>
-#include <boost/thread/thread_only.hpp>
+#include <functional>
 #include <memory>
+#include <stdexcept>
 
 #include "AppIdentity.h"
 #include "CapturingAppender.h"
@@ -13,7 +13,7 @@
 
 namespace {
 
-/// A steady clock that a test moves; asio looks at it anew before each run of the loop.
+/// A steady clock that a test moves.
 struct ManualClock {
     using duration = boost::chrono::nanoseconds;
     using rep = duration::rep;
@@ -26,7 +26,7 @@ struct ManualClock {
 
     static std::atomic<rep> nanoseconds;
 };
-std::atomic<ManualClock::rep> ManualClock::nanoseconds{0};
+std::atomic<ManualClock::rep> ManualClock::nanoseconds{1};
 
 }  // namespace
 
@@ -46,7 +46,22 @@ protected:
 
     void Advance(seconds by) {
         ManualClock::Advance(by);
+        RunDueWaits([] {});
+    }
+
+    /// Runs `first`, then the handlers of every wait that is due. A wait that is due earlier than all others makes the
+    /// event loop look at the clock, which it does not see moving.
+    void RunDueWaits(const std::function<void()>& first) {
+        bool ran = false;
+        boost::asio::basic_waitable_timer<ManualClock> earliest(service_, ManualClock::time_point());
+        earliest.async_wait([&first, &ran](const boost::system::error_code&) {
+            first();
+            ran = true;
+        });
         service_.restart();
+        while (!ran) {
+            service_.run_one();
+        }
         service_.poll();
     }
 
@@ -136,10 +151,8 @@ TEST_F(DeviceResetTimer, ALateHeartbeatCannotArmItWhileItIsClosed) {
 TEST_F(DeviceResetTimer, AnExpiryThatWasCancelledOnItsWayCountsAsStopped) {
     sut_.StartDeviceResetTimer();
     ManualClock::Advance(seconds(60));
-    service_.restart();
-    // The wait has succeeded and its handler is queued when another handler cancels it.
-    service_.post([this] { sut_.Close(); });
-    service_.poll();
+    // Both waits have succeeded; the handler of the first cancels the second, whose handler is queued already.
+    RunDueWaits([this] { sut_.Close(); });
     EXPECT_EQ(restarts_, 0);
     EXPECT_EQ(capture_.GetLines(), (std::vector<LogLine>{Started, Stopped}));
 }

@@ -1,0 +1,141 @@
+#include "AppHost.h"
+
+#include <log4cplus/loggingmacros.h>
+
+#include <chrono>
+#include <exception>
+#include <utility>
+
+#include "Zandrel/KnxOdsMapping.h"
+
+namespace LocalDevice {
+
+namespace {
+
+using Zandrel::ZANVALUE;
+
+// What the values of the control event object ask for.
+constexpr std::int64_t ShutDown = 1;
+constexpr std::int64_t CommunicationOn = 2;
+constexpr std::int64_t CommunicationOff = 3;
+
+}  // namespace
+
+AppHost::AppHost(AppFunctions app, int logicalDevice, IDeviceStack& deviceStack, const log4cplus::Logger& logger,
+                 const log4cplus::Logger& appLogger, EventLoop::Milliseconds heartbeatPeriod)
+    : app_(app),
+      logicalDevice_(logicalDevice),
+      deviceStack_(deviceStack),
+      logger_(logger),
+      appLogger_(appLogger),
+      heartbeatPeriod_(heartbeatPeriod) {}
+
+int AppHost::Run(DeviceModel model) {
+    if (stopRequested_) {
+        return exitCode_;
+    }
+    interface_.emplace(logicalDevice_, std::move(model), loop_, deviceStack_, appLogger_,
+                       [this] { RequestStop(Failure); });
+    Report(RunState::Starting);
+    if (Start()) {
+        LiveUntilStopped();
+        Report(RunState::Stopping);
+        Stop();
+    }
+    Report(RunState::Stopped);
+    return exitCode_;
+}
+
+bool AppHost::Start() {
+    orn_result result = ORN_FAILED;
+    if (!Try([&] { result = app_.start(interface_->GetHost(), &appContext_); })) {
+        return false;
+    }
+    if (result != ORN_OK) {
+        LOG4CPLUS_ERROR(logger_, "The app did not start: it returned " << result);
+        RequestStop(Failure);
+        return false;
+    }
+    return true;
+}
+
+void AppHost::LiveUntilStopped() {
+    if (!stopRequested_) {
+        Report(RunState::Running);
+        SendHeartbeat();
+        loop_.StartTimer(heartbeatPeriod_, true, [this] { SendHeartbeat(); });
+    }
+    while (!Try([this] { loop_.Run(); })) {
+    }
+}
+
+void AppHost::Stop() {
+    Try([this] { app_.stop(appContext_); });
+}
+
+bool AppHost::Try(const std::function<void()>& call) {
+    try {
+        call();
+        return true;
+    } catch (const std::exception& error) {
+        LOG4CPLUS_ERROR(logger_, "The app threw an exception: " << error.what());
+    } catch (...) {
+        LOG4CPLUS_ERROR(logger_, "The app threw an exception of a type of its own");
+    }
+    RequestStop(Failure);
+    return false;
+}
+
+void AppHost::RequestStop(int exitCode) {
+    if (exitCode != Success) {
+        exitCode_ = exitCode;
+    }
+    if (!stopRequested_.exchange(true)) {
+        loop_.Quit();
+    }
+}
+
+void AppHost::OnCoValue(std::uint16_t co, ZANVALUE value) {
+    loop_.Post([this, co, value = std::move(value), arrival = std::chrono::steady_clock::now()] {
+        interface_->OnValue(co, value, arrival);
+    });
+}
+
+void AppHost::OnControlEvent(const ZANVALUE& value) {
+    const auto event = value.GetInteger();
+    if (event == ShutDown) {
+        LOG4CPLUS_INFO(logger_, "Asked to shut down");
+        RequestStop(Success);
+    } else if (event == CommunicationOn || event == CommunicationOff) {
+        const bool on = event == CommunicationOn;
+        loop_.Post([this, on] { interface_->OnCommunication(on); });
+    } else {
+        LOG4CPLUS_WARN(logger_, "Unknown control event: " << value.Serialize());
+    }
+}
+
+void AppHost::OnReconnected() {
+    loop_.Post([this] {
+        interface_->OnReconnected();
+        SendRunState(state_);
+    });
+}
+
+void AppHost::Report(RunState state) {
+    state_ = state;
+    SendRunState(state);
+}
+
+void AppHost::SendRunState(RunState state) {
+    const auto id = Zandrel::KnxOdsMapping::GetAppHostAppControlStateObjModelId(logicalDevice_);
+    if (!deviceStack_.SetValue(id, ZANVALUE::FromInteger(static_cast<std::int64_t>(state)))) {
+        LOG4CPLUS_WARN(logger_, "Could not report the run state: there is no connection to the device stack");
+    }
+}
+
+void AppHost::SendHeartbeat() {
+    const auto id = Zandrel::KnxOdsMapping::GetAppHostAppControlAliveObjModelId(logicalDevice_);
+    deviceStack_.SetValue(id, ZANVALUE::FromBoolean(true));
+}
+
+}  // namespace LocalDevice

@@ -1,0 +1,72 @@
+#include "CoValues.h"
+
+#include <boost/thread/lock_guard.hpp>
+#include <utility>
+
+namespace LocalDevice {
+
+using Zandrel::ZANVALUE;
+
+CoValues::CoValues(std::map<std::uint16_t, DeviceModel::Co> cos) {
+    for (auto& [number, state] : cos) {
+        cos_[number].state = std::move(state);
+    }
+}
+
+bool CoValues::Exists(std::uint16_t co) const {
+    const boost::lock_guard<boost::mutex> lock(mutex_);
+    return cos_.count(co) != 0;
+}
+
+std::optional<ZANVALUE> CoValues::Get(std::uint16_t co) const {
+    const boost::lock_guard<boost::mutex> lock(mutex_);
+    const auto found = cos_.find(co);
+    return found == cos_.end() ? std::nullopt : found->second.state.value;
+}
+
+bool CoValues::Set(std::uint16_t co, const ZANVALUE& value, TimePoint now, const std::function<bool()>& send) {
+    const boost::lock_guard<boost::mutex> lock(mutex_);
+    if (!send()) {
+        return false;
+    }
+    Co& entry = cos_.at(co);
+    ForgetLateReports(entry, now);
+    if (entry.state.eventAlways || entry.state.value != value) {
+        entry.writes.push_back({value, now});
+    }
+    entry.state.value = value;
+    return true;
+}
+
+bool CoValues::IsNews(std::uint16_t co, const ZANVALUE& value, TimePoint arrival) {
+    const boost::lock_guard<boost::mutex> lock(mutex_);
+    const auto found = cos_.find(co);
+    if (found == cos_.end()) {
+        return false;
+    }
+    Co& entry = found->second;
+    ForgetLateReports(entry, arrival);
+    if (!entry.writes.empty() && entry.writes.front().value == value) {
+        entry.writes.pop_front();
+        return false;
+    }
+    if (entry.writes.empty()) {
+        entry.state.value = value.GetType() == ZANVALUE::Type::None ? std::nullopt : std::optional(value);
+    }
+    return true;
+}
+
+void CoValues::ForgetLateReports(Co& entry, TimePoint now) {
+    while (!entry.writes.empty() && entry.writes.front().time + ReportLifetime < now) {
+        entry.writes.pop_front();
+    }
+}
+
+void CoValues::ForgetWrites() {
+    const boost::lock_guard<boost::mutex> lock(mutex_);
+    for (auto& [number, entry] : cos_) {
+        entry.writes.clear();
+    }
+}
+
+}  // namespace LocalDevice

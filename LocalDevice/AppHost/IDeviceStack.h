@@ -1,0 +1,17 @@
+#pragma once
+
+#include "Zandrel/ZanValue.h"
+
+namespace LocalDevice {
+
+/// Where an app's values and its run state go.
+class IDeviceStack {
+public:
+    /// Hands a value of a data point on, without waiting. False when there is no connection. Any thread.
+    virtual bool SetValue(unsigned long id, const Zandrel::ZANVALUE& value) = 0;
+
+protected:
+    ~IDeviceStack() = default;
+};
+
+}  // namespace LocalDevice

@@ -1,0 +1,44 @@
+#include "Bus/BusParticipant.h"
+
+#include <boost/thread/lock_guard.hpp>
+#include <boost/thread/lock_types.hpp>
+
+namespace LocalDevice {
+
+BusParticipant::BusParticipant(const BusConnector& connect)
+    : link_(connect([this](const Telegram& telegram) { OnTelegram(telegram); })) {}
+
+std::optional<Telegram> BusParticipant::Read(std::uint16_t groupAddress, std::chrono::milliseconds timeout) {
+    boost::unique_lock<boost::mutex> lock(mutex_);
+    const auto reader = readers_.insert(readers_.end(), Reader{groupAddress, std::nullopt});
+    Telegram request;
+    request.groupAddress = groupAddress;
+    if (link_->Send(request)) {
+        changed_.wait_for(lock, boost::chrono::milliseconds(timeout.count()),
+                          [&] { return reader->response.has_value() || isStopped_; });
+    }
+    const auto response = reader->response;
+    readers_.erase(reader);
+    return response;
+}
+
+void BusParticipant::Stop() {
+    const boost::lock_guard<boost::mutex> lock(mutex_);
+    isStopped_ = true;
+    changed_.notify_all();
+}
+
+void BusParticipant::OnTelegram(const Telegram& telegram) {
+    if (telegram.service != GroupService::Response) {
+        return;
+    }
+    const boost::lock_guard<boost::mutex> lock(mutex_);
+    for (Reader& reader : readers_) {
+        if (reader.groupAddress == telegram.groupAddress && !reader.response) {
+            reader.response = telegram;
+        }
+    }
+    changed_.notify_all();
+}
+
+}  // namespace LocalDevice

@@ -1,0 +1,222 @@
+#include "Bus/KnxdBusLink.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <boost/chrono/system_clocks.hpp>
+#include <boost/thread/lock_guard.hpp>
+#include <boost/thread/mutex.hpp>
+#include <cerrno>
+#include <chrono>
+#include <deque>
+#include <optional>
+#include <system_error>
+#include <utility>
+
+#include "Support/GrowingPause.h"
+#include "Support/StopSignal.h"
+#include "Support/UserSlot.h"
+
+namespace LocalDevice {
+
+namespace {
+
+constexpr std::chrono::milliseconds FirstRetryPause{200};
+constexpr std::chrono::milliseconds LongestRetryPause{10'000};
+constexpr boost::chrono::seconds JoinTimeout{3};
+
+/// Wakes a thread that polls.
+class Waker {
+public:
+    Waker() : descriptor_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+        if (descriptor_ == -1) {
+            throw std::system_error(errno, std::generic_category(), "eventfd");
+        }
+    }
+    ~Waker() { close(descriptor_); }
+    Waker(const Waker&) = delete;
+    Waker& operator=(const Waker&) = delete;
+
+    int GetDescriptor() const { return descriptor_; }
+
+    // Neither can fail in a way that matters: a full counter wakes too, an empty one is reset already.
+    void Wake() { eventfd_write(descriptor_, 1); }
+    void Reset() {
+        eventfd_t count = 0;
+        eventfd_read(descriptor_, &count);
+    }
+
+private:
+    const int descriptor_;
+};
+
+}  // namespace
+
+class KnxdBusLink::Core {
+public:
+    Core(const std::string& url, TelegramHandler onTelegram, ConnectionHandler onConnection)
+        : url_(url), onTelegram_(std::move(onTelegram)), onConnection_(std::move(onConnection)) {
+        connection_.emplace(url);
+        telegramSlot_.Set(onTelegram_);
+        connectionSlot_.Set(onConnection_);
+    }
+
+    /// The body of the link's thread.
+    void Run() {
+        while (Serve() && Reconnect()) {
+        }
+    }
+
+    void Stop() {
+        stop_.Stop();
+        waker_.Wake();
+    }
+
+    /// None of the handlers is called after this.
+    void Silence() {
+        telegramSlot_.Clear(onTelegram_);
+        connectionSlot_.Clear(onConnection_);
+    }
+
+    bool Send(const Telegram& telegram) {
+        {
+            const boost::lock_guard<boost::mutex> lock(mutex_);
+            if (outgoing_.size() >= MaxWaitingTelegrams) {
+                ++dropped_;
+                return false;
+            }
+            outgoing_.push_back(telegram);
+        }
+        waker_.Wake();
+        return true;
+    }
+
+    bool IsConnected() const { return isConnected_; }
+
+private:
+    /// True when the connection is lost, false when stopped.
+    bool Serve() {
+        for (;;) {
+            std::array<pollfd, 2> descriptors{pollfd{connection_->GetDescriptor(), POLLIN, 0},
+                                              pollfd{waker_.GetDescriptor(), POLLIN, 0}};
+            if (poll(descriptors.data(), descriptors.size(), -1) == -1) {
+                continue;  // a signal
+            }
+            waker_.Reset();
+            if (descriptors[0].revents != 0 && !Receive()) {
+                return true;
+            }
+            const bool isSent = SendAll();
+            if (stop_.IsStopped()) {
+                return false;
+            }
+            if (!isSent) {
+                return true;
+            }
+        }
+    }
+
+    bool Receive() {
+        std::optional<Telegram> telegram;
+        if (!connection_->Receive(telegram)) {
+            return false;
+        }
+        if (telegram) {
+            telegramSlot_.Notify([&telegram](const TelegramHandler& handler) { handler(*telegram); });
+        }
+        return true;
+    }
+
+    bool SendAll() {
+        for (;;) {
+            Telegram telegram;
+            {
+                const boost::lock_guard<boost::mutex> lock(mutex_);
+                if (outgoing_.empty()) {
+                    return true;
+                }
+                telegram = outgoing_.front();
+            }
+            if (!connection_->Send(telegram)) {
+                return false;
+            }
+            const boost::lock_guard<boost::mutex> lock(mutex_);
+            outgoing_.pop_front();
+        }
+    }
+
+    /// True when connected again, false when stopped.
+    bool Reconnect() {
+        isConnected_ = false;
+        connection_.reset();
+        Report(false, "knxd at " + url_ + " is gone; trying again");
+        GrowingPause pause(FirstRetryPause, LongestRetryPause);
+        while (stop_.Sleep(pause.Next())) {
+            try {
+                connection_.emplace(url_);
+            } catch (const BusError&) {
+                continue;  // one line when lost and one when back is enough
+            }
+            isConnected_ = true;
+            Report(true, "knxd at " + url_ + " is back" + TakeBacklogText());
+            waker_.Wake();
+            return true;
+        }
+        return false;
+    }
+
+    std::string TakeBacklogText() {
+        const boost::lock_guard<boost::mutex> lock(mutex_);
+        const auto dropped = std::exchange(dropped_, 0);
+        if (outgoing_.empty() && dropped == 0) {
+            return {};
+        }
+        return "; " + std::to_string(outgoing_.size()) + " telegrams waited, " + std::to_string(dropped) +
+               " were dropped";
+    }
+
+    void Report(bool isConnected, const std::string& line) {
+        connectionSlot_.Notify([&](const ConnectionHandler& handler) { handler(isConnected, line); });
+    }
+
+    const std::string url_;
+    const TelegramHandler onTelegram_;
+    const ConnectionHandler onConnection_;
+
+    UserSlot<const TelegramHandler> telegramSlot_;
+    UserSlot<const ConnectionHandler> connectionSlot_;
+    Waker waker_;
+    StopSignal stop_;
+    std::atomic<bool> isConnected_{true};
+
+    std::optional<KnxdConnection> connection_;  ///< of the thread only
+
+    boost::mutex mutex_;
+    std::deque<Telegram> outgoing_;
+    std::size_t dropped_ = 0;
+};
+
+KnxdBusLink::KnxdBusLink(const std::string& url, TelegramHandler onTelegram, ConnectionHandler onConnection)
+    : core_(std::make_shared<Core>(url, std::move(onTelegram), std::move(onConnection))),
+      thread_([core = core_] { core->Run(); }) {}
+
+KnxdBusLink::~KnxdBusLink() {
+    core_->Stop();
+    core_->Silence();
+    if (!thread_.try_join_for(JoinTimeout)) {
+        thread_.detach();
+    }
+}
+
+bool KnxdBusLink::Send(const Telegram& telegram) {
+    return core_->Send(telegram);
+}
+
+bool KnxdBusLink::IsConnected() const {
+    return core_->IsConnected();
+}
+
+}  // namespace LocalDevice

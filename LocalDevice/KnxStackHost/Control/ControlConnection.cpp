@@ -1,0 +1,146 @@
+#include "Control/ControlConnection.h"
+
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/read_until.hpp>
+#include <boost/asio/write.hpp>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+#include "Output/EventJson.h"
+
+namespace LocalDevice {
+
+namespace {
+
+nlohmann::json MakeError(const std::string& text) {
+    return {{"ok", false}, {"error", text}};
+}
+
+}  // namespace
+
+ControlConnection::ControlConnection(Socket socket, HostEvents& events, boost::asio::thread_pool& executors,
+                                     Executor execute, EndHandler onEnded)
+    : socket_(std::move(socket)),
+      events_(events),
+      executors_(executors),
+      execute_(std::move(execute)),
+      onEnded_(std::move(onEnded)) {}
+
+void ControlConnection::Reject(const std::string& reason) {
+    isEnding_ = true;
+    Send(MakeError(reason));
+}
+
+void ControlConnection::Close() {
+    isEnded_ = true;
+    subscription_.reset();
+    boost::system::error_code ignored;  // it is closed either way
+    socket_.close(ignored);
+}
+
+void ControlConnection::Read() {
+    boost::asio::async_read_until(
+        socket_, boost::asio::dynamic_buffer(incoming_, LongestLine), '\n',
+        [self = shared_from_this()](const boost::system::error_code& error, std::size_t length) {
+            if (self->isEnded_) {
+                return;
+            }
+            if (error == boost::asio::error::not_found) {
+                self->Reject("a request has " + std::to_string(LongestLine) + " bytes at most");
+                return;
+            }
+            if (error) {
+                self->End();
+                return;
+            }
+            const std::string line = self->incoming_.substr(0, length - 1);
+            self->incoming_.erase(0, length);
+            self->Handle(line);
+        });
+}
+
+void ControlConnection::Handle(const std::string& line) {
+    auto request = nlohmann::json::parse(line, nullptr, false);
+    if (request.is_discarded()) {
+        Send(MakeError("this is no JSON"));
+        Read();
+        return;
+    }
+    boost::asio::post(executors_, [self = shared_from_this(), request = std::move(request)] {
+        auto answer = self->execute_(request);
+        boost::asio::post(self->socket_.get_executor(), [self, request, answer = std::move(answer)] {
+            if (!self->isEnded_) {
+                self->Answer(request, answer);
+            }
+        });
+    });
+}
+
+void ControlConnection::Answer(const nlohmann::json& request, const nlohmann::json& answer) {
+    Send(answer);
+    if (answer.value("ok", false) && request.value("command", "") == "monitor") {
+        Subscribe();
+    }
+    Read();
+}
+
+void ControlConnection::Subscribe() {
+    if (subscription_) {
+        return;
+    }
+    const auto executor = socket_.get_executor();
+    subscription_ = events_.Subscribe([executor, weak = weak_from_this()](const HostEvent& event) {
+        boost::asio::post(executor, [weak, event] {
+            const auto self = weak.lock();
+            if (self) {
+                self->OnEvent(event);
+            }
+        });
+    });
+}
+
+void ControlConnection::OnEvent(const HostEvent& event) {
+    if (isEnded_) {
+        return;
+    }
+    if (outgoingBytes_ > MaxWaitingBytes) {
+        ++lostEvents_;
+        return;
+    }
+    if (lostEvents_ != 0) {
+        Send({{"event", "lost"}, {"count", std::exchange(lostEvents_, 0)}});
+    }
+    Send(MakeEventJson(event));
+}
+
+void ControlConnection::Send(const nlohmann::json& message) {
+    outgoing_.push_back(MakeJsonText(message) + "\n");
+    outgoingBytes_ += outgoing_.back().size();
+    if (outgoing_.size() == 1) {
+        Write();
+    }
+}
+
+void ControlConnection::Write() {
+    boost::asio::async_write(socket_, boost::asio::buffer(outgoing_.front()),
+                             [self = shared_from_this()](const boost::system::error_code& error, std::size_t) {
+                                 if (self->isEnded_) {
+                                     return;
+                                 }
+                                 self->outgoingBytes_ -= self->outgoing_.front().size();
+                                 self->outgoing_.pop_front();
+                                 if (error || (self->isEnding_ && self->outgoing_.empty())) {
+                                     self->End();
+                                 } else if (!self->outgoing_.empty()) {
+                                     self->Write();
+                                 }
+                             });
+}
+
+void ControlConnection::End() {
+    Close();
+    onEnded_(shared_from_this());
+}
+
+}  // namespace LocalDevice

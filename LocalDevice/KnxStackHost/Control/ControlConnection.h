@@ -1,0 +1,64 @@
+#pragma once
+
+#include <boost/asio/local/stream_protocol.hpp>
+#include <boost/asio/thread_pool.hpp>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+
+#include "Output/HostEvents.h"
+
+namespace LocalDevice {
+
+/// One connection of the control socket. All of it runs on the thread that serves the socket; only requests are
+/// executed on other threads, one at a time.
+class ControlConnection : public std::enable_shared_from_this<ControlConnection> {
+public:
+    using Socket = boost::asio::local::stream_protocol::socket;
+    using Executor = std::function<nlohmann::json(const nlohmann::json& request)>;
+
+    using EndHandler = std::function<void(const std::shared_ptr<ControlConnection>& ended)>;
+
+    static constexpr std::size_t LongestLine = 64 * 1024;
+    static constexpr std::size_t MaxWaitingBytes = 1024 * 1024;  ///< from then on events are lost
+
+    ControlConnection(Socket socket, HostEvents& events, boost::asio::thread_pool& executors, Executor execute,
+                      EndHandler onEnded);
+
+    /// Begins to serve.
+    void Start() { Read(); }
+    /// Says why there is no service, and ends.
+    void Reject(const std::string& reason);
+    /// Ends at once. `onEnded` is not called.
+    void Close();
+
+private:
+    void Read();
+    void Handle(const std::string& line);
+    void Answer(const nlohmann::json& request, const nlohmann::json& answer);
+    void Subscribe();
+    void OnEvent(const HostEvent& event);
+    void Send(const nlohmann::json& message);
+    void Write();
+    void End();
+
+    Socket socket_;
+    HostEvents& events_;
+    boost::asio::thread_pool& executors_;
+    const Executor execute_;
+    const EndHandler onEnded_;
+
+    std::string incoming_;
+    std::deque<std::string> outgoing_;
+    std::size_t outgoingBytes_ = 0;
+    std::uint64_t lostEvents_ = 0;
+    bool isEnding_ = false;  ///< after what is written now
+    bool isEnded_ = false;
+    std::unique_ptr<HostEvents::Subscription> subscription_;
+};
+
+}  // namespace LocalDevice

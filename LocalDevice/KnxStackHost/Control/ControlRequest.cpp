@@ -1,0 +1,92 @@
+#include "Control/ControlRequest.h"
+
+#include <algorithm>
+#include <limits>
+#include <nlohmann/json.hpp>
+
+#include "Application/Downloader.h"
+#include "KnxAddress.h"
+
+namespace LocalDevice {
+
+namespace {
+
+const nlohmann::json* Find(const nlohmann::json& request, const char* member) {
+    const auto found = request.find(member);
+    return found == request.end() ? nullptr : &*found;
+}
+
+[[noreturn]] void Refuse(const char* member, const std::string& expectation) {
+    throw ControlError(std::string("\"") + member + "\" must be " + expectation);
+}
+
+std::optional<std::uint32_t> ToNumber(const nlohmann::json& value, std::uint32_t max) {
+    if (!value.is_number_unsigned() || value.get<std::uint64_t>() > max) {
+        return std::nullopt;
+    }
+    return value.get<std::uint32_t>();
+}
+
+}  // namespace
+
+std::optional<std::string> FindText(const nlohmann::json& request, const char* member) {
+    const auto* const value = Find(request, member);
+    if (value == nullptr) {
+        return std::nullopt;
+    }
+    if (!value->is_string()) {
+        Refuse(member, "a text");
+    }
+    return value->get<std::string>();
+}
+
+std::optional<std::uint32_t> FindNumber(const nlohmann::json& request, const char* member, std::uint32_t max) {
+    const auto* const value = Find(request, member);
+    if (value == nullptr) {
+        return std::nullopt;
+    }
+    const auto number = ToNumber(*value, max);
+    if (!number) {
+        Refuse(member, "a whole number from 0 to " + std::to_string(max));
+    }
+    return number;
+}
+
+std::optional<bool> FindBoolean(const nlohmann::json& request, const char* member) {
+    const auto* const value = Find(request, member);
+    if (value == nullptr) {
+        return std::nullopt;
+    }
+    if (!value->is_boolean()) {
+        Refuse(member, "true or false");
+    }
+    return value->get<bool>();
+}
+
+std::optional<std::vector<std::uint16_t>> FindObjects(const nlohmann::json& request, const char* member) {
+    const auto* const value = Find(request, member);
+    if (value == nullptr) {
+        return std::nullopt;
+    }
+    const auto known = DownloadRequest::EverythingLoadable();
+    std::vector<std::uint16_t> objects;
+    for (const auto& element : value->is_array() ? *value : nlohmann::json::array({*value})) {
+        const auto type = ToNumber(element, std::numeric_limits<std::uint16_t>::max());
+        if (!type || std::find(known.begin(), known.end(), *type) == known.end()) {
+            Refuse(member, "made of the object types 1, 2, 3, 9, 11 and 40960");
+        }
+        objects.push_back(static_cast<std::uint16_t>(*type));
+    }
+    return objects;
+}
+
+std::uint16_t GetGroupAddress(const nlohmann::json& request) {
+    const auto text = FindText(request, "address");
+    const auto address = text ? ParseGroupAddress(*text) : std::nullopt;
+    if (!address) {
+        Refuse("address", "a group address such as \"1/0/2\"");
+    }
+    return *address;
+}
+
+}  // namespace LocalDevice

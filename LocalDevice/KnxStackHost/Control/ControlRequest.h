@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace LocalDevice {
+
+/// A request that cannot be obeyed; `what()` is one line for the answer.
+class ControlError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// Readers of a request's members. None where the member is absent; `ControlError` where it is something else.
+
+std::optional<std::string> FindText(const nlohmann::json& request, const char* member);
+std::optional<std::uint32_t> FindNumber(const nlohmann::json& request, const char* member, std::uint32_t max);
+std::optional<bool> FindBoolean(const nlohmann::json& request, const char* member);
+
+/// Types of interface objects that can be loaded.
+std::optional<std::vector<std::uint16_t>> FindObjects(const nlohmann::json& request, const char* member);
+
+/// The member "address", which must be there.
+std::uint16_t GetGroupAddress(const nlohmann::json& request);
+
+}  // namespace LocalDevice

@@ -1,0 +1,170 @@
+#include <unistd.h>
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/signal_set.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/thread/thread.hpp>
+#include <chrono>
+#include <csignal>
+#include <iostream>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+
+#include "Bus/KnxdConnection.h"
+#include "Control/ControlCommands.h"
+#include "Control/ControlServer.h"
+#include "GroupObjects/ValueFormat.h"
+#include "HostOptions.h"
+#include "KnxAddress.h"
+#include "KnxStackHost.h"
+#include "Output/LifePrinter.h"
+#include "Output/PluginLog.h"
+#include "Support/StopSignal.h"
+
+namespace LocalDevice {
+
+namespace {
+
+/// Longer than the plug-in may take for one call with a device stack that is dead.
+constexpr std::chrono::seconds LongestEnd{240};
+
+/// A handler, unlike SIG_IGN, is not passed on to the programs that the plug-in starts.
+void IgnoreBrokenPipes() {
+    struct sigaction action {};
+    action.sa_handler = [](int) {};
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGPIPE, &action, nullptr);
+}
+
+void PrintDevice(LifePrinter& printer, const DeviceDescription& device, const HostOptions& options) {
+    printer.Print("KNX stack host: " + device.name + ", app " + device.appId + ", " +
+                  FormatIndividualAddress(device.individualAddress) + ", " +
+                  std::to_string(device.communicationObjects.size()) + " group objects, bus " +
+                  (options.bus.IsInProcess() ? "in-process" : "knxd at " + options.bus.knxdUrl));
+}
+
+/// The running program: started in order, ended in the reverse order.
+class Program {
+public:
+    explicit Program(const HostOptions& options) {
+        auto factory = PluginLibrary::Load(options.library);
+        const DeviceDescription device = LoadDeviceDescription(options.device);
+        log_.emplace(events_, options.log);
+        if (!options.isQuiet) {
+            printer_.emplace(events_, std::cout, IsColourWanted());
+            PrintDevice(*printer_, device, options);
+        }
+        host_.emplace(device, options.bus, std::move(factory), events_, options.downloadPause);
+        commands_.emplace(*host_, device, LoadDeviceDescription);
+        if (!options.control.empty()) {
+            server_.emplace(options.control, events_,
+                            [this](const nlohmann::json& request) { return commands_->Execute(request); });
+        }
+    }
+    ~Program() {
+        host_->StopWaiting();  // for what the control socket waits for
+    }
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
+
+    void Start() { host_->GetApplication().Start(); }
+
+private:
+    HostEvents events_;
+    std::optional<PluginLog> log_;
+    std::optional<LifePrinter> printer_;
+    std::optional<KnxStackHost> host_;
+    std::optional<ControlCommands> commands_;
+    std::optional<ControlServer> server_;
+};
+
+/// Waits for signals on the calling thread, while another one starts and ends the program: the first signal ends it in
+/// order, the second one hard.
+class SignalLoop {
+public:
+    void Run(std::unique_ptr<Program> program) {
+        WaitForSignal();
+        boost::thread worker([this, &program] {
+            program->Start();
+            stop_.Wait();
+            program.reset();
+            boost::asio::post(io_, [this] { io_.stop(); });
+        });
+        io_.run();
+        worker.join();
+    }
+
+private:
+    void WaitForSignal() {
+        signals_.async_wait([this](const boost::system::error_code& error, int) {
+            if (!error) {
+                OnSignal();
+            }
+        });
+    }
+
+    void OnSignal() {
+        if (stop_.IsStopped()) {
+            EndHard("ended hard by a second signal");
+        }
+        stop_.Stop();
+        limit_.expires_after(LongestEnd);
+        limit_.async_wait([](const boost::system::error_code& error) {
+            if (!error) {
+                EndHard("the application program does not end; ended hard");
+            }
+        });
+        WaitForSignal();
+    }
+
+    [[noreturn]] static void EndHard(const char* reason) {
+        std::cerr << "knxstackhost: " << reason << std::endl;
+        _exit(ExitCode::Failure);
+    }
+
+    boost::asio::io_context io_{1};
+    boost::asio::signal_set signals_{io_, SIGTERM, SIGINT};
+    boost::asio::steady_timer limit_{io_};
+    StopSignal stop_;
+};
+
+int Fail(int code, const std::exception& error) {
+    std::cerr << "knxstackhost: " << error.what() << std::endl;
+    return code;
+}
+
+int Main(const std::vector<std::string>& arguments) {
+    try {
+        const auto options = ParseHostOptions(arguments);
+        if (!options) {
+            std::cout << GetHostHelp();
+            return ExitCode::Success;
+        }
+        IgnoreBrokenPipes();
+        SignalLoop loop;
+        loop.Run(std::make_unique<Program>(*options));
+        return ExitCode::Success;
+    } catch (const UsageError& error) {
+        return Fail(ExitCode::Usage, error);
+    } catch (const PluginError& error) {
+        return Fail(ExitCode::Library, error);
+    } catch (const DescriptionError& error) {
+        return Fail(ExitCode::Device, error);
+    } catch (const BusError& error) {
+        return Fail(ExitCode::Bus, error);
+    } catch (const ControlSocketError& error) {
+        return Fail(ExitCode::ControlSocket, error);
+    } catch (const std::exception& error) {
+        return Fail(ExitCode::Failure, error);
+    }
+}
+
+}  // namespace
+
+}  // namespace LocalDevice
+
+int main(int argc, char** argv) {
+    return LocalDevice::Main({argv + 1, argv + argc});
+}

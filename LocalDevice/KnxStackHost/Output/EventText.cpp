@@ -1,0 +1,148 @@
+#include "Output/EventText.h"
+
+#include <log4cplus/loglevel.h>
+
+#include <boost/date_time/c_local_time_adjustor.hpp>
+#include <boost/date_time/posix_time/conversion.hpp>
+#include <boost/format.hpp>
+
+#include "GroupObjects/ValueFormat.h"
+#include "GroupObjects/ValueText.h"
+#include "InterfaceObjects/InterfaceObjects.h"
+#include "KnxAddress.h"
+
+namespace LocalDevice {
+
+namespace {
+
+enum class Colour : std::uint8_t { None, Red, Green, Yellow, Cyan, Bold };
+
+const char* GetCode(Colour colour) {
+    switch (colour) {
+        case Colour::Red:
+            return "\x1b[31m";
+        case Colour::Green:
+            return "\x1b[32m";
+        case Colour::Yellow:
+            return "\x1b[33m";
+        case Colour::Cyan:
+            return "\x1b[36m";
+        case Colour::Bold:
+            return "\x1b[1m";
+        case Colour::None:
+            break;
+    }
+    return "";
+}
+
+struct Line {
+    std::string text;
+    Colour colour = Colour::None;
+};
+
+/// Control characters would garble the line.
+std::string MakePrintable(std::string text) {
+    for (char& character : text) {
+        const auto code = static_cast<unsigned char>(character);
+        if (code < 0x20 || code == 0x7F) {
+            character = '.';
+        }
+    }
+    return text;
+}
+
+Colour GetColour(const TelegramEvent& event) {
+    switch (event.verdict) {
+        case Verdict::Refused:
+        case Verdict::Dropped:
+            return Colour::Red;
+        case Verdict::Silent:
+        case Verdict::Kept:
+            return Colour::Yellow;
+        default:
+            return event.isIncoming ? Colour::Cyan : Colour::Green;
+    }
+}
+
+std::string DescribeValue(const TelegramEvent& event) {
+    if (event.telegram.service == GroupService::Read) {
+        return {};
+    }
+    const auto text = event.value ? GetValueText(*event.value, event.dpt) : std::nullopt;
+    return MakePrintable(text.value_or("--")) + " [" + FormatHex(event.telegram.data) + "]  ";
+}
+
+Line Describe(const TelegramEvent& event) {
+    const auto address = event.telegram.groupAddress == 0 ? "-" : FormatGroupAddress(event.telegram.groupAddress);
+    const std::string reason = event.reason.empty() ? "" : ": " + event.reason;
+    return {(boost::format("%s %-8s %-9s CO %-3d %-20s %-7s %s%s%s") % (event.isIncoming ? "->" : "<-") %
+             ToText(event.telegram.service) % address % event.number % event.name % FormatDpt(event.dpt) %
+             DescribeValue(event) % ToText(event.verdict) % reason)
+                .str(),
+            GetColour(event)};
+}
+
+Line Describe(const RunStateEvent& event) {
+    return {std::string("== run state: ") + ToText(event.state),
+            event.state == RunState::Error ? Colour::Red : Colour::Bold};
+}
+
+Line Describe(const LoadStateEvent& event) {
+    return {std::string("== ") + GetObjectName(event.objectType) + ": " + ToText(event.state)};
+}
+
+Line Describe(const BusEvent& event) {
+    return {"== " + event.text, event.isConnected ? Colour::Bold : Colour::Red};
+}
+
+Line Describe(const LogEvent& event) {
+    const bool isError = event.level >= log4cplus::ERROR_LOG_LEVEL;
+    const bool isWarning = event.level >= log4cplus::WARN_LOG_LEVEL;
+    return {(boost::format("   %-5s %s") % log4cplus::getLogLevelManager().toString(event.level) %
+             CompactLogText(event.level, event.text))
+                .str(),
+            isError     ? Colour::Red
+            : isWarning ? Colour::Yellow
+                        : Colour::None};
+}
+
+Line Describe(const MessageEvent& event) {
+    return {"== " + event.text, event.isProblem ? Colour::Red : Colour::None};
+}
+
+}  // namespace
+
+std::string FormatTime(std::chrono::system_clock::time_point time) {
+    using Adjustor = boost::date_time::c_local_adjustor<boost::posix_time::ptime>;
+    const auto sinceEpoch = std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch());
+    const auto utc = boost::posix_time::from_time_t(0) + boost::posix_time::milliseconds(sinceEpoch.count());
+    const auto local = Adjustor::utc_to_local(utc).time_of_day();
+    return (boost::format("%02d:%02d:%02d.%03d") % local.hours() % local.minutes() % local.seconds() %
+            (local.total_milliseconds() % 1000))
+        .str();
+}
+
+std::string FormatEvent(const HostEvent& event, bool isColoured) {
+    const Line line = std::visit([](const auto& body) { return Describe(body); }, event.body);
+    const std::string text = FormatTime(event.time) + " " + line.text;
+    const bool hasColour = isColoured && line.colour != Colour::None;
+    return hasColour ? GetCode(line.colour) + text + "\x1b[0m" : text;
+}
+
+std::string CompactLogText(int level, const std::string& line) {
+    constexpr const char* Separator = " - ";
+    const bool hasPrefix = !line.empty() && line.front() == '[';
+    const auto separator = line.find(Separator);
+    if (separator == std::string::npos) {
+        return line;
+    }
+    std::string text = line.substr(separator + 3);
+    // Errors of a plug-in that does not know its application id yet carry a call stack: " [" FRAMES "]".
+    const auto stack = text.find(" [");
+    if (!hasPrefix && level >= log4cplus::ERROR_LOG_LEVEL && text.back() == ']' && stack != std::string::npos) {
+        text.erase(stack);
+    }
+    return text;
+}
+
+}  // namespace LocalDevice

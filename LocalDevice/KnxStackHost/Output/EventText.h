@@ -1,0 +1,20 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+
+#include "Output/HostEvents.h"
+
+namespace LocalDevice {
+
+/// Local time, "HH:MM:SS.mmm".
+std::string FormatTime(std::chrono::system_clock::time_point time);
+
+/// One line for people, without line feed; with `isColoured` in the colours of an ANSI terminal.
+std::string FormatEvent(const HostEvent& event, bool isColoured);
+
+/// A line of the plug-in's log without what only a developer of the plug-in wants: the "[APP ID] " in front, the name
+/// of the function and, behind an error, the call stack. `level`: as log4cplus counts.
+std::string CompactLogText(int level, const std::string& line);
+
+}  // namespace LocalDevice

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <log4cplus/initializer.h>
+#include <log4cplus/logger.h>
+
+#include <string>
+
+#include "Output/HostEvents.h"
+
+namespace LocalDevice {
+
+/// Sets log4cplus up for the plug-in, for as long as the object lives: what its logger "KnxStack.ApplicationProgram"
+/// says from INFO on becomes events; all levels of all loggers go to a file where one is given.
+class PluginLog {
+public:
+    /// `file`: empty for none. Throws `std::runtime_error`, one line, when it cannot be written.
+    PluginLog(HostEvents& events, const std::string& file);
+    ~PluginLog();
+    PluginLog(const PluginLog&) = delete;
+    PluginLog& operator=(const PluginLog&) = delete;
+
+private:
+    const log4cplus::Initializer initializer_;
+    log4cplus::Logger logger_;
+    log4cplus::SharedAppenderPtr appender_;
+};
+
+}  // namespace LocalDevice

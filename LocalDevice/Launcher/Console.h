@@ -1,0 +1,27 @@
+#pragma once
+
+#include <ostream>
+#include <string>
+
+namespace LocalDevice {
+
+/// What the launcher tells people: one line for each event, on the standard output, with the time of day and its
+/// subject in front. For one thread.
+class Console {
+public:
+    /// `out` must outlive it.
+    explicit Console(std::ostream& out) : out_(out) {}
+    Console(const Console&) = delete;
+    Console& operator=(const Console&) = delete;
+
+    /// A line of its own, as it is.
+    void Print(const std::string& line);
+
+    /// "10:15:02.123  device stack  text"
+    void Tell(const std::string& subject, const std::string& text);
+
+private:
+    std::ostream& out_;
+};
+
+}  // namespace LocalDevice

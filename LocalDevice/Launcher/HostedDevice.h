@@ -1,0 +1,76 @@
+#pragma once
+
+#include <boost/asio/io_context.hpp>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "AppControlWatcher.h"
+#include "Console.h"
+#include "ControlClient.h"
+#include "DemoSession.h"
+#include "DeviceDescription.h"
+#include "SupervisedProcess.h"
+
+namespace LocalDevice {
+
+/// One logical device: its description, its KNX stack host and what is known of its app.
+///
+/// For the thread that runs `io`; the handlers are called there.
+class HostedDevice {
+public:
+    struct Handlers {
+        SupervisedProcess::Handlers process;
+        std::function<void()> onConnected;  ///< to the host
+        std::function<void(const std::string& failure)> onDemoEnded;
+    };
+
+    /// `controlSocket`: where the host listens. Everything passed by reference must outlive the device. Throws
+    /// `DescriptionError`.
+    HostedDevice(boost::asio::io_context& io, int logicalDevice, const std::string& file, std::string controlSocket,
+                 Console& console, Handlers handlers);
+    HostedDevice(const HostedDevice&) = delete;
+    HostedDevice& operator=(const HostedDevice&) = delete;
+
+    /// Such as "device 1".
+    const std::string& GetName() const { return name_; }
+    int GetLogicalDevice() const { return logicalDevice_; }
+    const DeviceDescription& GetDescription() const { return description_; }
+    const std::string& GetControlSocket() const { return controlSocket_; }
+    SupervisedProcess& GetHost() { return host_; }
+
+    /// Starts the host, and connects to it when it is up.
+    void PowerOn();
+    /// Asks the host to end.
+    void PowerOff();
+
+    void SetAppControl(AppControlWatcher::Point point, std::optional<int> value);
+    /// Host and app are up, and the app takes part in KNX communication.
+    bool IsReady() const;
+    /// Such as "run state Starting".
+    std::string GetRunStateText() const;
+
+    /// Plays a demo on the device, which is ready.
+    void PlayDemo(DemoScript script);
+
+private:
+    void Connect();
+
+    boost::asio::io_context& io_;
+    Console& console_;
+    const int logicalDevice_;
+    const std::string name_;
+    const DeviceDescription description_;
+    const std::string controlSocket_;
+    const Handlers handlers_;
+
+    SupervisedProcess host_;
+    std::unique_ptr<ControlClient> control_;
+    std::unique_ptr<DemoSession> demo_;
+    bool isConnected_ = false;
+    std::optional<int> runState_;
+    std::optional<int> appEvent_;
+};
+
+}  // namespace LocalDevice

@@ -1,0 +1,355 @@
+#include "Launcher.h"
+
+#include <algorithm>
+#include <array>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/system/system_error.hpp>
+#include <csignal>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <utility>
+#include <variant>
+
+#include "JsonFile.h"
+#include "KnxAddress.h"
+
+namespace LocalDevice {
+
+namespace {
+
+constexpr std::chrono::seconds DeviceStackGrace{5};
+constexpr std::chrono::seconds RunningTimeout{60};
+
+/// A port that nobody listens on now.
+std::uint16_t PickFreePort(boost::asio::io_context& io) {
+    using boost::asio::ip::tcp;
+    const tcp::acceptor acceptor(io, {boost::asio::ip::address_v4::loopback(), 0});
+    return acceptor.local_endpoint().port();
+}
+
+std::string SerialText(const DeviceDescription& description) {
+    constexpr std::string_view Digits = "0123456789abcdef";
+    std::string text;
+    for (const std::uint8_t byte : description.serialNumber) {
+        text += Digits[byte >> 4U];
+        text += Digits[byte & 0xFU];
+    }
+    return text;
+}
+
+}  // namespace
+
+Launcher::Launcher(const Options& options, const Installation& installation, Console& console)
+    : options_(options),
+      installation_(installation),
+      console_(console),
+      directory_(options.directory),
+      signals_(io_, SIGINT, SIGTERM),
+      demoDeadline_(io_),
+      port_(options.port) {
+    for (const std::string& device : options_.devices) {
+        AddDevice(device);
+    }
+    if (devices_.size() > 1 &&
+        devices_[0]->GetDescription().serialNumber == devices_[1]->GetDescription().serialNumber) {
+        throw std::runtime_error(devices_[1]->GetDescription().source + ": serial number " +
+                                 SerialText(devices_[1]->GetDescription()) + " is that of device 1 too");
+    }
+    if (!options_.withoutDeviceStack) {
+        deviceStack_ = std::make_unique<SupervisedProcess>(
+            io_, "device stack",
+            SupervisedProcess::Handlers{[this] { return DeviceStackCommand(); },
+                                        [this](const std::string& line) { OnDeviceStackOutput(line); },
+                                        [this](const std::string& how) { OnEnded(*deviceStack_, how); }});
+    }
+    // A reader that goes away, as in "localdevice | head", ends the local device in order.
+    signals_.add(SIGHUP);
+    signals_.add(SIGPIPE);
+}
+
+void Launcher::AddDevice(const std::string& nameOrFile) {
+    const auto index = devices_.size();
+    const int logicalDevice = static_cast<int>(index) + 1;
+    const std::string file = installation_.FindDescription(nameOrFile);
+    HostedDevice::Handlers handlers;
+    handlers.process.command = [this, index] { return HostCommand(*devices_[index]); };
+    handlers.process.onOutput = [this, index](const std::string& line) {
+        if (!options_.quiet && !options_.once) {
+            console_.Tell(devices_[index]->GetName(), line);
+        }
+    };
+    handlers.process.onEnded = [this, index](const std::string& how) { OnEnded(devices_[index]->GetHost(), how); };
+    handlers.onConnected = [this] { PlayDemos(); };
+    handlers.onDemoEnded = [this](const std::string& failure) { OnDemoEnded(failure); };
+    devices_.push_back(std::make_unique<HostedDevice>(io_, logicalDevice, file, directory_.ControlSocket(logicalDevice),
+                                                      console_, std::move(handlers)));
+    if (options_.once) {
+        demos_.push_back(LoadDemoScript(Installation::DemoOf(file)));
+    }
+}
+
+std::string Launcher::Run() {
+    supervisor_ = std::make_unique<SupervisorServer>(io_, directory_.SupervisorSocket(),
+                                                     [this](const SupervisorRequest& request) { OnRequest(request); });
+    AwaitSignal();
+    if (options_.once) {
+        demoDeadline_.expires_after(RunningTimeout);
+        demoDeadline_.async_wait([this](const boost::system::error_code& error) {
+            if (!error) {
+                OnNotRunning();
+            }
+        });
+    }
+    console_.Print("Files in " + directory_.GetPath().string() + "; Ctrl-C ends the local device.");
+    PowerOn();
+    io_.run();
+    return failure_;
+}
+
+void Launcher::AwaitSignal() {
+    signals_.async_wait([this](const boost::system::error_code& error, int signal) {
+        if (!error) {
+            AwaitSignal();
+            OnSignal(signal);
+        }
+    });
+}
+
+void Launcher::OnSignal(int signal) {
+    if (goal_ != Goal::Exit) {
+        if (options_.once && failure_.empty()) {
+            failure_ = "interrupted before the demo had ended";
+        }
+        PowerOff(Goal::Exit);
+        return;
+    }
+    if (signal == SIGPIPE) {
+        return;
+    }
+    for (const auto& device : devices_) {
+        device->GetHost().Kill();
+    }
+    if (deviceStack_) {
+        deviceStack_->Kill();
+    }
+}
+
+void Launcher::OnRequest(const SupervisorRequest& request) {
+    if (const auto* const bad = std::get_if<BadRequest>(&request)) {
+        console_.Tell("supervisor", "got a request " + bad->problem);
+        return;
+    }
+    if (const auto* const led = std::get_if<RunLedOffRequest>(&request)) {
+        SetRunLed(false);
+        return;
+    }
+    if (goal_ != Goal::Run) {
+        return;
+    }
+    const auto& restart = std::get<RestartRequest>(request);
+    const std::string who = "process " + std::to_string(restart.from);
+    if (options_.once) {
+        Fail(who + " asked for a restart of the device");
+        return;
+    }
+    console_.Tell("supervisor", std::string("restarts the device") +
+                                    (restart.factoryReset ? " in its factory state" : "") + ", as " + who + " asks");
+    PowerOff(Goal::Restart);
+}
+
+void Launcher::OnAppControl(int logicalDevice, AppControlWatcher::Point point, std::optional<int> value) {
+    const auto index = static_cast<std::size_t>(logicalDevice) - 1;
+    if (goal_ != Goal::Run || index >= devices_.size()) {
+        return;
+    }
+    HostedDevice& device = *devices_[index];
+    const std::string before = device.GetRunStateText();
+    device.SetAppControl(point, value);
+    if (device.GetRunStateText() != before) {
+        console_.Tell(device.GetName(), device.GetRunStateText());
+    }
+    if (point == AppControlWatcher::Point::RunState && value == AppControlWatcher::Running) {
+        SetRunLed(true);
+    }
+    PlayDemos();
+}
+
+void Launcher::OnDeviceStackOutput(const std::string& line) {
+    const std::string ready = "device stack listening on 127.0.0.1:";
+    const auto port = line.rfind(ready, 0) == 0 ? ParseDecimal(line.substr(ready.size()), UINT16_MAX) : std::nullopt;
+    if (!port) {
+        return;
+    }
+    port_ = static_cast<std::uint16_t>(*port);
+    deviceStack_->SetUp();
+    console_.Tell(deviceStack_->GetName(), "listening on " + DeviceStackAddress());
+    StartHosts();
+}
+
+void Launcher::OnEnded(SupervisedProcess& process, const std::string& how) {
+    if (goal_ != Goal::Run) {
+        ContinuePowerOff();
+        return;
+    }
+    const std::string what = process.GetName() + " " + how;
+    if (!process.WasUp() || options_.once) {
+        Fail(what);
+        return;
+    }
+    const auto pause = deaths_.Add(std::chrono::steady_clock::now());
+    if (!pause) {
+        Fail("too many processes ended within a minute, at last: " + what);
+        return;
+    }
+    const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(*pause).count();
+    console_.Tell(process.GetName(), how + "; starts again in " + std::to_string(milliseconds) + " ms");
+    process.StartAfter(*pause);
+}
+
+void Launcher::SetRunLed(bool on) {
+    if (std::exchange(isRunLedOn_, on) != on) {
+        console_.Tell("RUN LED", on ? "on" : "off");
+    }
+}
+
+void Launcher::PowerOn() {
+    goal_ = Goal::Run;
+    hostsStarted_ = false;
+    if (deviceStack_ && options_.deviceStackDelay.count() == 0) {
+        deviceStack_->Start();
+        return;
+    }
+    if (port_ == 0) {
+        port_ = PickFreePort(io_);
+    }
+    if (deviceStack_) {
+        deviceStack_->StartAfter(options_.deviceStackDelay);
+    }
+    console_.Tell("device stack", "expected on " + DeviceStackAddress());
+    StartHosts();
+}
+
+void Launcher::StartHosts() {
+    // A device stack that was started again finds them running.
+    if (std::exchange(hostsStarted_, true)) {
+        return;
+    }
+    watcher_ = std::make_unique<AppControlWatcher>(
+        io_, DeviceStackAddress(), [this](int logicalDevice, AppControlWatcher::Point point, std::optional<int> value) {
+            OnAppControl(logicalDevice, point, value);
+        });
+    for (const auto& device : devices_) {
+        const DeviceDescription& description = device->GetDescription();
+        console_.Tell(device->GetName(), description.name + ", " +
+                                             FormatIndividualAddress(description.individualAddress) + ", app " +
+                                             description.appId);
+        device->PowerOn();
+    }
+}
+
+void Launcher::PowerOff(Goal goal) {
+    goal_ = goal;
+    watcher_.reset();
+    SetRunLed(false);
+    for (const auto& device : devices_) {
+        device->PowerOff();
+    }
+    ContinuePowerOff();
+}
+
+void Launcher::ContinuePowerOff() {
+    for (const auto& device : devices_) {
+        if (device->GetHost().IsRunning()) {
+            return;
+        }
+    }
+    if (deviceStack_) {
+        deviceStack_->Stop(DeviceStackGrace);
+        if (deviceStack_->IsRunning()) {
+            return;
+        }
+    }
+    if (goal_ == Goal::Restart) {
+        PowerOn();
+        return;
+    }
+    signals_.cancel();
+    demoDeadline_.cancel();
+    supervisor_.reset();
+}
+
+void Launcher::Fail(const std::string& problem) {
+    failure_ = problem;
+    PowerOff(Goal::Exit);
+}
+
+void Launcher::PlayDemos() {
+    const bool areReady = std::all_of(devices_.begin(), devices_.end(), [](const auto& d) { return d->IsReady(); });
+    if (!options_.once || goal_ != Goal::Run || !areReady || playedDemos_ != 0) {
+        return;
+    }
+    demoDeadline_.cancel();
+    PlayNextDemo();
+}
+
+void Launcher::PlayNextDemo() {
+    if (playedDemos_ == devices_.size()) {
+        PowerOff(Goal::Exit);
+        return;
+    }
+    const std::size_t index = playedDemos_++;
+    devices_[index]->PlayDemo(demos_[index]);
+}
+
+void Launcher::OnDemoEnded(const std::string& failure) {
+    // The demo that has ended is still on the stack.
+    boost::asio::post(io_, [this, failure] {
+        if (goal_ != Goal::Run) {
+            return;
+        }
+        if (!failure.empty()) {
+            Fail(devices_[playedDemos_ - 1]->GetName() + ", " + failure);
+            return;
+        }
+        PlayNextDemo();
+    });
+}
+
+void Launcher::OnNotRunning() {
+    for (const auto& device : devices_) {
+        if (goal_ == Goal::Run && !device->IsReady()) {
+            Fail(device->GetName() + " does not run after " + std::to_string(RunningTimeout.count()) +
+                 " s: " + device->GetRunStateText());
+        }
+    }
+}
+
+LaunchCommand Launcher::DeviceStackCommand() const {
+    LaunchCommand command;
+    command.program = installation_.DeviceStack();
+    command.arguments = {"--port", std::to_string(port_), "--log", directory_.Log("devicestack")};
+    for (const auto& device : devices_) {
+        command.arguments.push_back("--serial" + std::to_string(device->GetLogicalDevice()));
+        command.arguments.push_back(SerialText(device->GetDescription()));
+    }
+    return command;
+}
+
+LaunchCommand Launcher::HostCommand(const HostedDevice& device) const {
+    LaunchCommand command;
+    command.program = installation_.KnxStackHost();
+    command.arguments = {"--device",  device.GetDescription().source,
+                         "--library", installation_.PluginLibrary(),
+                         "--bus",     options_.bus,
+                         "--control", device.GetControlSocket(),
+                         "--log",     directory_.Log("host" + std::to_string(device.GetLogicalDevice()))};
+    if (options_.quiet || options_.once) {
+        command.arguments.emplace_back("--quiet");
+    }
+    command.environment = {"ORN_DEVICE_STACK=" + DeviceStackAddress(),
+                           "ORN_SUPERVISOR=" + directory_.SupervisorSocket()};
+    return command;
+}
+
+}  // namespace LocalDevice

@@ -1,0 +1,50 @@
+#include "LocalDeviceProgram.h"
+
+#include <log4cplus/initializer.h>
+#include <log4cplus/logger.h>
+
+#include <exception>
+#include <iostream>
+
+#include "Console.h"
+#include "Installation.h"
+#include "Launcher.h"
+#include "Options.h"
+
+namespace LocalDevice {
+
+namespace {
+
+constexpr int ExitFailure = 1;
+constexpr int ExitUsage = 2;
+
+int Complain(int exitCode, const std::string& problem) {
+    std::cerr << "localdevice: " << problem << std::endl;
+    return exitCode;
+}
+
+}  // namespace
+
+int RunLocalDevice(const boost::filesystem::path& programDirectory, const std::vector<std::string>& arguments) {
+    try {
+        const log4cplus::Initializer logging;
+        // What the device-stack client would log, the launcher says itself.
+        log4cplus::Logger::getRoot().setLogLevel(log4cplus::OFF_LOG_LEVEL);
+        const auto options = ParseOptions(arguments);
+        if (!options) {
+            std::cout << GetOptionsHelp();
+            return 0;
+        }
+        const Installation installation(programDirectory);
+        Console console(std::cout);
+        Launcher launcher(*options, installation, console);
+        const std::string failure = launcher.Run();
+        return failure.empty() ? 0 : Complain(ExitFailure, failure);
+    } catch (const OptionsError& error) {
+        return Complain(ExitUsage, error.what());
+    } catch (const std::exception& error) {
+        return Complain(ExitFailure, error.what());
+    }
+}
+
+}  // namespace LocalDevice

@@ -1,0 +1,108 @@
+#include "RunDirectory.h"
+
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/local/stream_protocol.hpp>
+#include <boost/filesystem/directory.hpp>
+#include <boost/filesystem/operations.hpp>
+#include <boost/system/system_error.hpp>
+#include <cerrno>
+#include <cstdlib>
+#include <stdexcept>
+#include <system_error>
+
+namespace LocalDevice {
+
+namespace fs = boost::filesystem;
+
+namespace {
+
+constexpr const char* SupervisorName = "supervisor.sock";  // the longest of the sockets' names
+
+std::string FreshPrefix() {
+    return "localdevice-" + std::to_string(getuid()) + "-";
+}
+
+/// A Unix socket's path has a fixed size.
+void CheckLength(const fs::path& directory) {
+    const std::size_t longest = sizeof(sockaddr_un::sun_path) - 1;
+    if ((directory / SupervisorName).size() > longest) {
+        throw std::runtime_error(directory.string() + ": too long a path for sockets");
+    }
+}
+
+fs::path MakeFresh() {
+    std::string name = (fs::temp_directory_path() / (FreshPrefix() + "XXXXXX")).string();
+    CheckLength(name);
+    if (mkdtemp(name.data()) == nullptr) {
+        throw std::runtime_error(name + ": cannot be created: " + std::generic_category().message(errno));
+    }
+    return name;
+}
+
+fs::path MakeGiven(const std::string& path) {
+    boost::system::error_code error;
+    fs::create_directories(path, error);
+    if (error) {
+        throw std::runtime_error(path + ": cannot be created: " + error.message());
+    }
+    const fs::path absolute = fs::canonical(path);
+    CheckLength(absolute);
+    if (IsListening((absolute / SupervisorName).string())) {
+        throw std::runtime_error(path + ": another local device runs here");
+    }
+    return absolute;
+}
+
+}  // namespace
+
+bool IsListening(const std::string& socketPath) {
+    using Protocol = boost::asio::local::stream_protocol;
+    try {
+        boost::asio::io_context io;
+        Protocol::socket socket(io);
+        socket.connect(Protocol::endpoint(socketPath));
+        return true;
+    } catch (const boost::system::system_error&) {
+        return false;
+    }
+}
+
+RunDirectory::RunDirectory(const std::string& path)
+    : path_(path.empty() ? MakeFresh() : MakeGiven(path)), isFresh_(path.empty()) {}
+
+RunDirectory::~RunDirectory() {
+    boost::system::error_code ignored;
+    if (isFresh_) {
+        fs::remove_all(path_, ignored);
+        return;
+    }
+    fs::remove(SupervisorSocket(), ignored);
+    for (const int logicalDevice : {1, 2}) {
+        fs::remove(ControlSocket(logicalDevice), ignored);
+    }
+}
+
+std::string RunDirectory::SupervisorSocket() const {
+    return (path_ / SupervisorName).string();
+}
+
+std::string RunDirectory::ControlSocketIn(const fs::path& directory, int logicalDevice) {
+    return (directory / ("host" + std::to_string(logicalDevice) + ".sock")).string();
+}
+
+std::vector<fs::path> RunDirectory::FindRunning() {
+    std::vector<fs::path> running;
+    boost::system::error_code ignored;
+    for (const auto& entry : fs::directory_iterator(fs::temp_directory_path(), ignored)) {
+        const bool isOurs = entry.path().filename().string().rfind(FreshPrefix(), 0) == 0;
+        if (isOurs && IsListening((entry.path() / SupervisorName).string())) {
+            running.push_back(entry.path());
+        }
+    }
+    return running;
+}
+
+}  // namespace LocalDevice

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <boost/filesystem/path.hpp>
+#include <string>
+#include <vector>
+
+namespace LocalDevice {
+
+/// The folder of one running local device: its sockets and logs.
+///
+/// A fresh one lies in the temporary folder, for its user only, and goes away with this object. In a given one the
+/// sockets go away and the logs stay.
+class RunDirectory {
+public:
+    /// `path`: created where it is missing; empty takes a fresh one. Throws `std::runtime_error`, one line, where that
+    /// fails or another local device runs there.
+    explicit RunDirectory(const std::string& path);
+    ~RunDirectory();
+    RunDirectory(const RunDirectory&) = delete;
+    RunDirectory& operator=(const RunDirectory&) = delete;
+
+    const boost::filesystem::path& GetPath() const { return path_; }
+    std::string SupervisorSocket() const;
+    std::string ControlSocket(int logicalDevice) const { return ControlSocketIn(path_, logicalDevice); }
+    /// The log of a program, such as "host1".
+    std::string Log(const std::string& name) const { return (path_ / (name + ".log")).string(); }
+
+    static std::string ControlSocketIn(const boost::filesystem::path& directory, int logicalDevice);
+
+    /// The fresh folders of this user in which a local device is running.
+    static std::vector<boost::filesystem::path> FindRunning();
+
+private:
+    const boost::filesystem::path path_;
+    const bool isFresh_;
+};
+
+/// Whether somebody listens at a Unix stream socket. False for a path that is too long for one.
+bool IsListening(const std::string& socketPath);
+
+}  // namespace LocalDevice

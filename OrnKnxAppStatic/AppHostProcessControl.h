@@ -1,0 +1,96 @@
+#pragma once
+
+#include <log4cplus/logger.h>
+
+#include <atomic>
+#include <boost/filesystem/path.hpp>
+#include <boost/thread/lock_types.hpp>
+#include <boost/thread/mutex.hpp>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "AppHostControlState.h"
+#include "Orn/BoundedInt.h"
+#include "Orn/Clock.h"
+#include "Orn/Durations.h"
+#include "Orn/ThreadControl.h"
+#include "OrnProcessHandle.h"
+#include "Zandrel/AppHostConfiguration.h"
+#include "Zandrel/OrnIpcClientImpl.h"
+#include "Zandrel/ZanValue.h"
+
+namespace Zandrel {
+
+/// Owner of the app-host process and of the run state that its app reports.
+///
+/// Callable from any thread. There is one process at most: whoever starts or ends it does so under one lock, so that a
+/// process is signalled and reaped once, and none starts once a cycle's run flag is cleared and `KillLeftOver` has
+/// returned. The run state has a lock of its own, never held across a wait.
+class AppHostProcessControl {
+public:
+    /// A killed process is waited for `reapTimeout` at most, in real time. One that lasts longer (it hangs in the
+    /// kernel) stays held, and the next stop or launch waits for it again; the destructor gives it up.
+    AppHostProcessControl(log4cplus::Logger logger, std::shared_ptr<Clock> clock,
+                          Clock::Duration reapTimeout = Durations::ReapWait);
+    /// Ends like `KillLeftOver`.
+    ~AppHostProcessControl();
+    AppHostProcessControl(const AppHostProcessControl&) = delete;
+    AppHostProcessControl& operator=(const AppHostProcessControl&) = delete;
+
+    /// Sets what asks the app to shut down, which returns false where it could not be asked. Before the first `Stop`.
+    void SetShutDownFunction(std::function<bool()> shutDown) { shutDown_ = std::move(shutDown); }
+
+    AppHostConfiguration& GetConfiguration() noexcept { return configuration_; }
+    OrnIpcClientImpl& GetIpcClient() noexcept { return ipcClient_; }
+
+    /// The device stack has reported a run state; a value that is no integer is ignored.
+    void OnRunStateValue(const ZANVALUE& value);
+    /// None until the first report.
+    std::optional<AppHostControlState> GetRunState() const;
+    /// Waits until the run state is `wanted`, `timeout` has passed or `keepRunning` is false, and returns whether it is
+    /// `wanted` then. The wait is a Boost interruption point.
+    bool WaitForRunState(AppHostControlState wanted, Clock::Duration timeout,
+                         const std::atomic<bool>& keepRunning) const;
+
+    /// Starts `appHost` with `library` for logical device `id`, unless the run flag of `control` is cleared. A process
+    /// that is still held is ended first. True when the program runs; a failure is logged.
+    bool LaunchNativeApp(const ThreadControl& control, LogicalDeviceId id, const boost::filesystem::path& appHost,
+                         const boost::filesystem::path& library, const std::string& appName);
+
+    /// Asks the app to shut down, gives it 10 s to report "Stopped", and ends the process that is still held. Throws
+    /// `std::bad_function_call` when no shut-down function is set.
+    void Stop();
+
+    /// Ends a process that is still held, without asking the app; does nothing, silently, where there is none. Called
+    /// when a cycle has been stopped, for what it launched after `Stop` had looked.
+    void KillLeftOver();
+
+    /// Sends SIGKILL to the process of `process`. Does not reap. The caller keeps other threads off `process`.
+    void KillProcess(const OrnProcessHandle& process, const std::string& displayName) const;
+
+private:
+    using ProcessLock = boost::unique_lock<boost::mutex>;
+
+    std::string GetLaunchedApp() const;
+    void Stop(const ProcessLock& lock);
+
+    const log4cplus::Logger logger_;
+    const std::shared_ptr<Clock> clock_;
+    const Clock::Duration reapTimeout_;
+    std::function<bool()> shutDown_;
+
+    AppHostConfiguration configuration_;
+    OrnIpcClientImpl ipcClient_;
+
+    mutable boost::mutex runStateMutex_;  ///< guards runState_
+    std::optional<AppHostControlState> runState_;
+
+    mutable boost::mutex processMutex_;  ///< guards what follows
+    OrnProcessHandle appHost_;
+    std::string launchedApp_;  ///< empty before the first launch
+};
+
+}  // namespace Zandrel

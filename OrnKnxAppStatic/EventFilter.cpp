@@ -1,0 +1,114 @@
+#include "EventFilter.h"
+
+#include <algorithm>
+#include <array>
+#include <boost/date_time/posix_time/posix_time_io.hpp>
+#include <boost/functional/hash.hpp>
+#include <cmath>
+#include <cstdio>
+#include <memory>
+#include <utility>
+
+#include "DptTable.h"
+#include "Orn/Durations.h"
+#include "Orn/Logging.h"
+#include "ValueText.h"
+
+namespace Zandrel {
+
+namespace {
+
+/// "%f" of the largest float has 46 characters.
+constexpr std::size_t MaxFloatText = 64;
+
+std::string FloatText(float value) {
+    if (std::isnan(value)) {
+        return "nan";  // of either sign
+    }
+    std::array<char, MaxFloatText> text{};
+    const int length = std::snprintf(text.data(), text.size(), "%f", static_cast<double>(value));
+    return {text.data(), static_cast<std::size_t>(length)};
+}
+
+std::string Describe(const FilterEntry& entry) {
+    return (MessageStream{} << "CO: " << entry.co << ", value: " << DescribeGroupValue(entry.value, entry.dpt)
+                            << ", deathTime: " << entry.deathTime)
+        .Text();
+}
+
+}  // namespace
+
+std::size_t EventFilter::KeyHash::operator()(const Key& key) const noexcept {
+    std::size_t seed = std::hash<std::string>{}(key.value);
+    boost::hash_combine(seed, key.co);
+    boost::hash_combine(seed, key.dpt);
+    return seed;
+}
+
+EventFilter::EventFilter(const log4cplus::Logger& logger) : logger_(logger) {}
+
+EventFilter::~EventFilter() {
+    byKey_.clear();
+    byDeathTime_.clear_and_dispose(std::default_delete<Record>());
+}
+
+EventFilter::Key EventFilter::MakeKey(const FilterEntry& entry) {
+    const auto& bytes = entry.value.GetBytes();
+    if (GetMainNumber(entry.dpt) == FloatMainNumber && bytes.size() == sizeof(float)) {
+        return {entry.co, entry.dpt, FloatText(entry.value.GetFloatValue())};
+    }
+    return {entry.co, entry.dpt, {bytes.begin(), bytes.end()}};
+}
+
+void EventFilter::AddEvent(FilterEntry entry) {
+    ORN_LOG_PLAIN(logger_, DEBUG, "Adding event (" << Describe(entry) << ")");
+    auto record = std::make_unique<Record>();
+    const auto sameEvents = byKey_.try_emplace(MakeKey(entry)).first;
+    // From here on nothing throws.
+    record->entry = std::move(entry);
+    record->number = ++added_;
+    record->key = &sameEvents->first;
+    sameEvents->second.push_back(*record);
+    byDeathTime_.insert(byDeathTime_.end(), *record.release());
+}
+
+bool EventFilter::RemoveEvent(const FilterEntry& probe) {
+    const auto sameEvents = byKey_.find(MakeKey(probe));
+    if (sameEvents == byKey_.end()) {
+        return false;
+    }
+    Record& oldest = sameEvents->second.front();
+    ORN_LOG_PLAIN(logger_, DEBUG, "Removing event (" << Describe(oldest.entry) << ")");
+    Remove(sameEvents, oldest);
+    return true;
+}
+
+void EventFilter::RemoveExpired(boost::posix_time::ptime now) {
+    const auto isAlive = [now, latest = now + Durations::ToPosixTime(Durations::EchoLifetime)](const Record& record) {
+        return record.entry.deathTime > now && record.entry.deathTime <= latest;
+    };
+    std::vector<Record*> expired;
+    for (auto i = byDeathTime_.begin(); i != byDeathTime_.end() && !isAlive(*i); ++i) {
+        expired.push_back(&*i);
+    }
+    if (expired.size() < byDeathTime_.size()) {
+        for (auto i = byDeathTime_.rbegin(); !isAlive(*i); ++i) {
+            expired.push_back(&*i);
+        }
+    }
+    std::sort(expired.begin(), expired.end(), [](const Record* a, const Record* b) { return a->number < b->number; });
+    for (Record* const record : expired) {
+        ORN_LOG_PLAIN(logger_, DEBUG, "Expired event to be removed (" << Describe(record->entry) << ")");
+        Remove(byKey_.find(*record->key), *record);
+    }
+}
+
+void EventFilter::Remove(ByKey::iterator sameEvents, Record& record) {
+    sameEvents->second.erase(SameEvents::s_iterator_to(record));
+    if (sameEvents->second.empty()) {
+        byKey_.erase(sameEvents);
+    }
+    byDeathTime_.erase_and_dispose(ByDeathTime::s_iterator_to(record), std::default_delete<Record>());
+}
+
+}  // namespace Zandrel

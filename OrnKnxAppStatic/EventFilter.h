@@ -1,0 +1,94 @@
+#pragma once
+
+#include <log4cplus/logger.h>
+
+#include <boost/date_time/posix_time/ptime.hpp>
+#include <boost/intrusive/list.hpp>
+#include <boost/intrusive/set.hpp>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "KnxStack/GroupValue.h"
+
+namespace Zandrel {
+
+/// A value that came from the bus.
+struct FilterEntry {
+    std::uint16_t co = 0;
+    std::uint32_t dpt = 0;  ///< main number in the upper 16 bits, sub number in the lower 16 bits
+    KnxStack::GroupValue value;
+    boost::posix_time::ptime deathTime;  ///< local wall-clock time after which the entry no longer counts
+};
+
+/// Remembers the values that came from the bus, so that the echo of each is recognised once.
+///
+/// Two entries are the same event when CO and type are equal and the values are: those of main type 14 when they print
+/// the same with six decimals (all NaNs are one), all others byte by byte. What an event costs does not depend on how
+/// many are remembered. Not thread-safe.
+class EventFilter {
+public:
+    explicit EventFilter(const log4cplus::Logger& logger);
+    ~EventFilter();
+    EventFilter(const EventFilter&) = delete;
+    EventFilter& operator=(const EventFilter&) = delete;
+
+    /// Remembers `entry`.
+    void AddEvent(FilterEntry entry);
+
+    /// Forgets the oldest entry that is the same event as `probe`, whose death time does not count. False when there is
+    /// none. An entry past its death time that was not removed yet still matches.
+    bool RemoveEvent(const FilterEntry& probe);
+
+    /// Forgets every entry whose death time is not later than `now`, in the order in which they were added.
+    ///
+    /// So it does with one whose death time is further ahead than any lifetime: that comes from before the clock was
+    /// set back, and would otherwise stay for as long as the clock went back.
+    void RemoveExpired(boost::posix_time::ptime now);
+
+    std::size_t GetSize() const noexcept { return byDeathTime_.size(); }
+
+private:
+    struct Key {
+        std::uint16_t co;
+        std::uint32_t dpt;
+        std::string value;  ///< the bytes, or the text of a float: equal for equal values
+
+        friend bool operator==(const Key& a, const Key& b) noexcept {
+            return a.co == b.co && a.dpt == b.dpt && a.value == b.value;
+        }
+    };
+    struct KeyHash {
+        std::size_t operator()(const Key& key) const noexcept;
+    };
+    struct Record;
+    struct EarlierDeath;
+    struct SameEventTag;
+    using SameEventHook = boost::intrusive::list_base_hook<boost::intrusive::tag<SameEventTag>>;
+    using DeathTimeHook = boost::intrusive::set_base_hook<>;
+    /// The entries of one key, oldest first.
+    using SameEvents = boost::intrusive::list<Record, boost::intrusive::base_hook<SameEventHook>>;
+    using ByKey = std::unordered_map<Key, SameEvents, KeyHash>;
+    struct Record : SameEventHook, DeathTimeHook {
+        FilterEntry entry;
+        std::uint64_t number;  ///< counts the entries in the order in which they were added
+        const Key* key;        ///< the one under which it is found
+    };
+    struct EarlierDeath {
+        bool operator()(const Record& a, const Record& b) const { return a.entry.deathTime < b.entry.deathTime; }
+    };
+    using ByDeathTime = boost::intrusive::multiset<Record, boost::intrusive::base_hook<DeathTimeHook>,
+                                                   boost::intrusive::compare<EarlierDeath>>;
+
+    static Key MakeKey(const FilterEntry& entry);
+    void Remove(ByKey::iterator sameEvents, Record& record);
+
+    log4cplus::Logger logger_;
+    std::uint64_t added_ = 0;
+    ByKey byKey_;
+    ByDeathTime byDeathTime_;  ///< owns the records
+};
+
+}  // namespace Zandrel

@@ -1,0 +1,5 @@
+/* A library that is no app at all. */
+int nothing(void);
+int nothing(void) {
+    return 0;
+}

@@ -1,0 +1,230 @@
+#include "Control/ControlServer.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/local/stream_protocol.hpp>
+#include <boost/asio/read_until.hpp>
+#include <boost/asio/write.hpp>
+#include <boost/filesystem/fstream.hpp>
+#include <boost/thread/future.hpp>
+#include <nlohmann/json.hpp>
+#include <optional>
+
+#include "Control/ControlConnection.h"
+#include "TemporaryFolder.h"
+
+namespace LocalDevice {
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+
+/// A client that waits.
+class Client {
+public:
+    explicit Client(const std::string& path) {
+        socket_.connect(path);
+        constexpr timeval Limit{10, 0};
+        setsockopt(socket_.native_handle(), SOL_SOCKET, SO_RCVTIMEO, &Limit, sizeof(Limit));
+    }
+
+    void Send(const std::string& text) { boost::asio::write(socket_, boost::asio::buffer(text)); }
+
+    /// The next line; "closed" when none comes.
+    std::string Receive() {
+        boost::system::error_code error;
+        const auto length = boost::asio::read_until(socket_, boost::asio::dynamic_buffer(buffer_), '\n', error);
+        if (error) {
+            return "closed";
+        }
+        const auto line = buffer_.substr(0, length - 1);
+        buffer_.erase(0, length);
+        return line;
+    }
+    std::string Ask(const std::string& line) {
+        Send(line + "\n");
+        return Receive();
+    }
+
+private:
+    boost::asio::io_context io_;
+    boost::asio::local::stream_protocol::socket socket_{io_};
+    std::string buffer_;
+};
+
+class ControlServerTest : public testing::Test {
+protected:
+    static json Echo(const json& request) { return {{"ok", true}, {"got", request}}; }
+
+    ControlServer& Make(ControlServer::Executor execute = Echo) {
+        sut.emplace(path, events, std::move(execute));
+        return *sut;
+    }
+    std::string ErrorOf(const std::string& wanted) {
+        try {
+            const ControlServer server(wanted, events, Echo);
+        } catch (const ControlSocketError& error) {
+            return error.what();
+        }
+        return "no error";
+    }
+
+    const TemporaryFolder folder;
+    const std::string path = (folder.GetPath() / "control").string();
+    HostEvents events;
+    std::optional<ControlServer> sut;
+};
+
+TEST_F(ControlServerTest, EachLineGetsOneAnswerInOrder) {
+    Make();
+    Client client(path);
+    client.Send("{\"a\":1}\n[2]\n");
+    EXPECT_EQ(client.Receive(), R"({"got":{"a":1},"ok":true})");
+    EXPECT_EQ(client.Receive(), R"({"got":[2],"ok":true})");
+}
+
+TEST_F(ControlServerTest, ALineThatIsNoJsonIsRefusedAndTheConnectionStays) {
+    Make();
+    Client client(path);
+    EXPECT_EQ(client.Ask("{"), R"({"error":"this is no JSON","ok":false})");
+    EXPECT_EQ(client.Ask(""), R"({"error":"this is no JSON","ok":false})");
+    EXPECT_EQ(client.Ask("\xFF\x01"), R"({"error":"this is no JSON","ok":false})");
+    EXPECT_EQ(client.Ask(std::string(30'000, '[')), R"({"error":"this is no JSON","ok":false})");
+    EXPECT_EQ(client.Ask("3"), R"({"got":3,"ok":true})");
+}
+
+TEST_F(ControlServerTest, ALineThatIsTooLongEndsTheConnection) {
+    Make();
+    Client client(path);
+    client.Send(std::string(ControlConnection::LongestLine, 'x'));
+    EXPECT_EQ(client.Receive(), R"({"error":"a request has 65536 bytes at most","ok":false})");
+    EXPECT_EQ(client.Receive(), "closed");
+}
+
+TEST_F(ControlServerTest, ASlowRequestHoldsUpNobodyElse) {
+    boost::promise<void> release;
+    Make([&release](const json& request) {
+        if (request == "slow") {
+            release.get_future().wait();
+        }
+        return Echo(request);
+    });
+    Client slow(path);
+    slow.Send("\"slow\"\n");
+    Client quick(path);
+    EXPECT_EQ(quick.Ask("1"), R"({"got":1,"ok":true})");
+    release.set_value();
+    EXPECT_EQ(slow.Receive(), R"({"got":"slow","ok":true})");
+}
+
+TEST_F(ControlServerTest, AMonitorGetsEventsAndStillAnswers) {
+    Make();
+    Client client(path);
+    client.Ask(R"({"command":"monitor"})");
+    events.Publish(MessageEvent{true, "something"});
+    const auto event = json::parse(client.Receive());
+    EXPECT_EQ(event["event"], "message");
+    EXPECT_EQ(event["text"], "something");
+    EXPECT_EQ(client.Ask("1"), R"({"got":1,"ok":true})");
+}
+
+TEST_F(ControlServerTest, AClientThatLeavesEndsItsMonitor) {
+    Make();
+    {
+        Client client(path);
+        client.Ask(R"({"command":"monitor"})");
+    }
+    events.Publish(MessageEvent{});
+    events.Publish(MessageEvent{});
+    Client client(path);
+    EXPECT_EQ(client.Ask("1"), R"({"got":1,"ok":true})");
+}
+
+TEST_F(ControlServerTest, AMonitorThatIsNotReadLosesEventsAndIsTold) {
+    Make();
+    Client client(path);
+    client.Ask(R"({"command":"monitor"})");
+    constexpr int Count = 300;
+    for (int i = 0; i < Count; ++i) {
+        events.Publish(MessageEvent{false, std::string(10'000, 'x')});
+    }
+    Client(path).Ask("1");  // all events are with the connection by now
+    int received = 0;
+    json message;
+    while (received < Count && (message = json::parse(client.Receive()))["event"] == "message") {
+        ++received;
+        if (received == 100) {
+            events.Publish(MessageEvent{false, "later"});
+        }
+    }
+    EXPECT_EQ(message["event"], "lost");
+    EXPECT_EQ(received + message["count"].get<int>(), Count);
+}
+
+TEST_F(ControlServerTest, MoreThan64ConnectionsAreTooMany) {
+    Make();
+    std::vector<std::unique_ptr<Client>> clients;
+    for (int i = 0; i < 64; ++i) {
+        clients.push_back(std::make_unique<Client>(path));
+        EXPECT_EQ(clients.back()->Ask("1"), R"({"got":1,"ok":true})");
+    }
+    Client oneMore(path);
+    EXPECT_EQ(oneMore.Receive(), R"({"error":"too many connections","ok":false})");
+    EXPECT_EQ(oneMore.Receive(), "closed");
+}
+
+TEST_F(ControlServerTest, TheEndOfTheServerClosesItsConnectionsAndRemovesTheSocket) {
+    Make();
+    Client client(path);
+    client.Ask("1");
+    sut.reset();
+    EXPECT_EQ(client.Receive(), "closed");
+    EXPECT_FALSE(boost::filesystem::exists(path));
+}
+
+TEST_F(ControlServerTest, TheSocketIsForItsUserOnly) {
+    Make();
+    struct stat status {};
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 077U, 0U);
+}
+
+TEST_F(ControlServerTest, AStaleSocketIsReplaced) {
+    {
+        boost::asio::io_context io;
+        const boost::asio::local::stream_protocol::acceptor left(io, path);
+    }
+    ASSERT_TRUE(boost::filesystem::exists(path));
+    Make();
+    EXPECT_EQ(Client(path).Ask("1"), R"({"got":1,"ok":true})");
+}
+
+TEST_F(ControlServerTest, ASocketInUseIsLeftAlone) {
+    Make();
+    EXPECT_EQ(ErrorOf(path), path + ": the control socket is in use; expected one path for each host");
+    EXPECT_EQ(Client(path).Ask("1"), R"({"got":1,"ok":true})");
+}
+
+TEST_F(ControlServerTest, AnotherFileIsLeftAlone) {
+    boost::filesystem::ofstream(path) << "mine";
+    EXPECT_EQ(ErrorOf(path), path + ": this is no socket; expected a path for the control socket");
+    EXPECT_TRUE(boost::filesystem::exists(path));
+}
+
+TEST_F(ControlServerTest, APathThatIsTooLongIsRefused) {
+    const std::string longPath = "/" + std::string(107, 'x');
+    EXPECT_EQ(ErrorOf(longPath), longPath + ": the path of the control socket has 108 bytes; expected 1 to 107");
+    EXPECT_EQ(ErrorOf(""), ": the path of the control socket has 0 bytes; expected 1 to 107");
+}
+
+TEST_F(ControlServerTest, AFolderThatIsNotThereIsNamed) {
+    EXPECT_EQ(ErrorOf("/nowhere/control"),
+              "/nowhere/control: the control socket cannot be made: No such file or directory");
+}
+
+}  // namespace
+}  // namespace LocalDevice

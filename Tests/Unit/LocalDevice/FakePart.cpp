@@ -1,0 +1,105 @@
+// Stands in for the device stack or the KNX stack host of an installation made for a test, whichever name it is started
+// by. "../journal" gets a line when it starts and one when it ends in order; "../manner/NAME" may hold a word that says
+// how to behave.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/local/stream_protocol.hpp>
+#include <boost/asio/signal_set.hpp>
+#include <boost/filesystem/operations.hpp>
+#include <boost/filesystem/path.hpp>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace fs = boost::filesystem;
+using Protocol = boost::asio::local::stream_protocol;
+
+class Part {
+public:
+    Part(const fs::path& program, std::vector<std::string> arguments)
+        : root_(program.parent_path().parent_path()),
+          name_(program.filename().string()),
+          arguments_(std::move(arguments)) {
+        std::ifstream(root_.string() + "/manner/" + name_) >> manner_;
+    }
+
+    int Run() {
+        std::string line = name_ + " " + std::to_string(getpid()) + " start";
+        for (const char* option : {"--port", "--serial1", "--serial2", "--bus"}) {
+            const std::string value = Option(option);
+            line += value.empty() ? "" : std::string(" ") + option + " " + value;
+        }
+        const char* const deviceStack = std::getenv("ORN_DEVICE_STACK");
+        line += deviceStack == nullptr ? "" : std::string(" at ") + deviceStack;
+        Note(line);
+        if (manner_ == "fail") {
+            std::cerr << name_ << ": does not like it here\n";
+            return 1;
+        }
+        boost::asio::signal_set signals(io_, manner_ == "stubborn" ? SIGUSR1 : SIGTERM);
+        signals.async_wait([](const boost::system::error_code&, int) {});
+        const int result = name_ == "devicestack" ? RunDeviceStack() : RunHost();
+        Note(name_ + " end");
+        return result;
+    }
+
+private:
+    std::string Option(const std::string& option) const {
+        const auto found = std::find(arguments_.begin(), arguments_.end(), option);
+        return found == arguments_.end() ? "" : *(found + 1);
+    }
+
+    void Note(const std::string& text) const {
+        const int file = open((root_ / "journal").c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
+        const std::string line = text + "\n";
+        const bool isWritten = write(file, line.data(), line.size()) == static_cast<ssize_t>(line.size());
+        close(file);
+        if (!isWritten) {
+            std::abort();
+        }
+    }
+
+    int RunDeviceStack() {
+        const std::string port = Option("--port");
+        std::cout << "device stack listening on 127.0.0.1:" << (port == "0" ? "9" : port) << std::endl;
+        io_.run();
+        return 0;
+    }
+
+    int RunHost() {
+        const std::string path = Option("--control");
+        fs::remove(path);
+        Protocol::acceptor acceptor(io_, Protocol::endpoint(path));
+        if (manner_ == "stubborn") {
+            std::signal(SIGTERM, SIG_IGN);
+        }
+        const auto launcher = acceptor.accept();
+        std::cout << "host at work" << std::endl;
+        if (manner_ == "die") {
+            return 5;
+        }
+        io_.run();
+        return 0;
+    }
+
+    const fs::path root_;
+    const std::string name_;
+    const std::vector<std::string> arguments_;
+    std::string manner_;
+    boost::asio::io_context io_;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    return Part(argv[0], {argv + 1, argv + argc}).Run();
+}

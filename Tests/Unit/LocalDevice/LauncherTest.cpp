@@ -1,0 +1,300 @@
+#include <gmock/gmock.h>
+
+#include <boost/algorithm/string/predicate.hpp>
+#include <boost/algorithm/string/replace.hpp>
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/local/stream_protocol.hpp>
+#include <boost/asio/write.hpp>
+#include <boost/filesystem/operations.hpp>
+#include <cerrno>
+#include <csignal>
+#include <optional>
+#include <regex>
+
+#include "ChildProcess.h"
+#include "Journal.h"
+#include "TemporaryDirectory.h"
+#include "Zandrel/OrnIpcClientImpl.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using TestSupport::ChildProcess;
+using TestSupport::ExitStatus;
+namespace fs = boost::filesystem;
+
+/// A launcher in an installation whose device stack and host are fakes that write a journal.
+class LauncherTest : public testing::Test {
+protected:
+    LauncherTest() {
+        for (const char* folder : {"bin", "lib", "devices", "manner", "run"}) {
+            fs::create_directory(directory_.Path(folder));
+        }
+        for (const char* part : {"bin/devicestack", "bin/knxstackhost"}) {
+            fs::create_symlink(FAKE_PART, directory_.Path(part));
+        }
+        directory_.Write("lib/libOrnKnxAppPrg.so", "");
+        AddDevice("first", "000000000001");
+        AddDevice("second", "000000000002");
+    }
+
+    void AddDevice(const std::string& name, const std::string& serialNumber) {
+        directory_.Write("devices/" + name + ".json", R"({"name": "A device", "serialNumber": ")" + serialNumber +
+                                                          R"(", "individualAddress": "1.1.10", "appId": "App",
+                                                            "communicationObjects": []})");
+    }
+
+    void SetManner(const std::string& part, const std::string& manner) { directory_.Write("manner/" + part, manner); }
+
+    void Launch(std::vector<std::string> arguments = {"--device", "first"}) {
+        arguments.insert(arguments.begin(), {directory_.Path("bin"), "--directory", directory_.Path("run")});
+        sut_.emplace(LOCAL_DEVICE_AT, arguments);
+    }
+
+    /// Waits until the launcher has connected to the host, so that host and launcher know of each other.
+    bool AwaitUp() { return journal_.Await("knxstackhost start", 1) && sut_->WaitForLine("host at work"); }
+
+    void SendToSupervisor(const std::string& text) const {
+        boost::asio::io_context io;
+        boost::asio::local::stream_protocol::socket socket(io);
+        socket.connect(directory_.Path("run/supervisor.sock"));
+        boost::asio::write(socket, boost::asio::buffer(text));
+    }
+
+    ExitStatus AwaitExit() { return sut_->WaitForExit().value_or(ExitStatus{}); }
+
+    /// The lines about a subject, without the time of day.
+    std::vector<std::string> LinesAbout(const std::string& subject) const {
+        std::vector<std::string> texts;
+        for (const std::string& line : sut_->GetOutputLines()) {
+            const std::regex form("[0-9:.]{12}  " + subject + " +(.*)");
+            std::smatch match;
+            if (std::regex_match(line, match, form)) {
+                texts.push_back(match[1]);
+            }
+        }
+        return texts;
+    }
+
+    const TemporaryDirectory directory_;
+    const Journal journal_{directory_.Path("")};
+    std::optional<ChildProcess> sut_;
+};
+
+TEST_F(LauncherTest, DeviceStackIsUpBeforeTheHostStarts) {
+    Launch();
+    ASSERT_TRUE(AwaitUp());
+    EXPECT_THAT(journal_.Lines(), ElementsAre("devicestack start --port 0 --serial1 000000000001",
+                                              "knxstackhost start --bus in-process at 127.0.0.1:9"));
+    EXPECT_THAT(LinesAbout("device stack"), ElementsAre("listening on 127.0.0.1:9"));
+    EXPECT_THAT(LinesAbout("device 1"), ElementsAre("A device, 1.1.10, app App", "host at work"));
+}
+
+TEST_F(LauncherTest, CtrlCEndsHostThenDeviceStack) {
+    Launch();
+    ASSERT_TRUE(AwaitUp());
+    sut_->Signal(SIGINT);
+    EXPECT_EQ(AwaitExit(), ExitStatus::Exited(0));
+    const auto journal = journal_.Lines();
+    ASSERT_EQ(journal.size(), 4U);
+    EXPECT_EQ(journal[2], "knxstackhost end");
+    EXPECT_EQ(journal[3], "devicestack end");
+    EXPECT_THAT(sut_->GetErrorLines(), IsEmpty());
+    EXPECT_FALSE(fs::exists(directory_.Path("run/supervisor.sock")));
+}
+
+TEST_F(LauncherTest, SigtermEndsItToo) {
+    Launch();
+    ASSERT_TRUE(AwaitUp());
+    sut_->Signal(SIGTERM);
+    EXPECT_EQ(AwaitExit(), ExitStatus::Exited(0));
+}
+
+TEST_F(LauncherTest, SecondCtrlCKillsAtOnce) {
+    SetManner("knxstackhost", "stubborn");
+    Launch();
+    ASSERT_TRUE(AwaitUp());
+    sut_->Signal(SIGINT);
+    sut_->Signal(SIGTERM);  // another number: two of one kind at once are one
+    EXPECT_EQ(AwaitExit(), ExitStatus::Exited(0));
+    EXPECT_EQ(kill(journal_.PidOf("knxstackhost"), 0), -1);
+    EXPECT_EQ(errno, ESRCH);
+}
+
+TEST_F(LauncherTest, ProcessesEndWhenTheLauncherIsKilled) {
+    Launch();
+    ASSERT_TRUE(AwaitUp());
+    sut_->Signal(SIGKILL);
+    EXPECT_TRUE(journal_.Await("knxstackhost end", 1));
+    EXPECT_TRUE(journal_.Await("devicestack end", 1));
+}
+
+TEST_F(LauncherTest, TwoDevicesShareOneDeviceStack) {
+    Launch({"--device", "first", "--device", "second", "--bus", "knxd:local:/x"});
+    ASSERT_TRUE(journal_.Await("knxstackhost start", 2));
+    EXPECT_THAT(journal_.Lines(),
+                ElementsAre("devicestack start --port 0 --serial1 000000000001 --serial2 000000000002",
+                            "knxstackhost start --bus knxd:local:/x at 127.0.0.1:9",
+                            "knxstackhost start --bus knxd:local:/x at 127.0.0.1:9"));
+    EXPECT_TRUE(fs::exists(directory_.Path("run/supervisor.sock")));
+}
+
+TEST_F(LauncherTest, WithoutDeviceStackOnlyTheHostStarts) {
+    Launch({"--device", "first", "--no-device-stack", "--port", "7"});
+    ASSERT_TRUE(AwaitUp());
+    EXPECT_THAT(journal_.Lines(), ElementsAre("knxstackhost start --bus in-process at 127.0.0.1:7"));
+    EXPECT_THAT(LinesAbout("device stack"), ElementsAre("expected on 127.0.0.1:7"));
+    sut_->Signal(SIGINT);
+    EXPECT_EQ(AwaitExit(), ExitStatus::Exited(0));
+}
+
+TEST_F(LauncherTest, DelayedDeviceStackComesAfterTheHost) {
+    Launch({"--device", "first", "--device-stack-delay", "1"});
+    ASSERT_TRUE(journal_.Await("devicestack start", 1));
+    EXPECT_THAT(journal_.Lines().front(), HasSubstr("knxstackhost start"));
+}
+
+TEST_F(LauncherTest, RestartRequestRestartsEverythingInOrder) {
+    Launch();
+    ASSERT_TRUE(AwaitUp());
+    ASSERT_EQ(setenv("ORN_SUPERVISOR", directory_.Path("run/supervisor.sock").c_str(), 1), 0);
+    Zandrel::OrnIpcClientImpl(13, 2).Restart(false);
+    ASSERT_TRUE(journal_.Await("knxstackhost start", 2));
+    EXPECT_THAT(journal_.Lines(), ElementsAre("devicestack start --port 0 --serial1 000000000001",
+                                              "knxstackhost start --bus in-process at 127.0.0.1:9", "knxstackhost end",
+                                              "devicestack end", "devicestack start --port 9 --serial1 000000000001",
+                                              "knxstackhost start --bus in-process at 127.0.0.1:9"));
+    EXPECT_THAT(LinesAbout("supervisor"), ElementsAre("restarts the device, as process 13 asks"));
+}
+
+TEST_F(LauncherTest, SeveralRequestsAtOnceAreOneRestart) {
+    Launch();
+    ASSERT_TRUE(AwaitUp());
+    ASSERT_EQ(setenv("ORN_SUPERVISOR", directory_.Path("run/supervisor.sock").c_str(), 1), 0);
+    Zandrel::OrnIpcClientImpl client(13, 2);
+    for (int i = 0; i < 20; ++i) {
+        client.Restart(true);
+    }
+    ASSERT_TRUE(journal_.Await("knxstackhost start", 2));
+    sut_->Signal(SIGINT);
+    EXPECT_EQ(AwaitExit(), ExitStatus::Exited(0));
+    EXPECT_THAT(LinesAbout("supervisor"), ElementsAre("restarts the device in its factory state, as process 13 asks"));
+}
+
+TEST_F(LauncherTest, BadRequestIsToldAndChangesNothing) {
+    Launch();
+    ASSERT_TRUE(AwaitUp());
+    SendToSupervisor("nonsense\n");
+    EXPECT_TRUE(sut_->WaitForLine("got a request no JSON object"));
+    EXPECT_EQ(journal_.Lines().size(), 2U);
+}
+
+TEST_F(LauncherTest, HostThatDiesIsStartedAgain) {
+    Launch();
+    ASSERT_TRUE(AwaitUp());
+    kill(journal_.PidOf("knxstackhost"), SIGKILL);
+    EXPECT_TRUE(journal_.Await("knxstackhost start", 2));
+    EXPECT_THAT(LinesAbout("host 1"),
+                ElementsAre("ended with signal 9 (Killed): host at work; starts again in 250 ms"));
+}
+
+TEST_F(LauncherTest, DeviceStackThatDiesIsStartedAgainOnItsPortAndTheHostStays) {
+    Launch();
+    ASSERT_TRUE(AwaitUp());
+    kill(journal_.PidOf("devicestack"), SIGKILL);
+    EXPECT_TRUE(journal_.Await("devicestack start --port 9", 1));
+    const auto journal = journal_.Lines();
+    EXPECT_EQ(journal.size(), 3U);
+}
+
+TEST_F(LauncherTest, FiveDeathsWithinAMinuteAreTheEnd) {
+    SetManner("knxstackhost", "die");
+    Launch();
+    EXPECT_EQ(AwaitExit(), ExitStatus::Exited(1));
+    EXPECT_THAT(sut_->GetErrorLines(),
+                ElementsAre("localdevice: too many processes ended within a minute, at last: host 1 ended with exit "
+                            "code 5: host at work"));
+    EXPECT_EQ(journal_.Lines().back(), "devicestack end");
+}
+
+TEST_F(LauncherTest, HostThatCannotStartIsTheEnd) {
+    SetManner("knxstackhost", "fail");
+    Launch();
+    EXPECT_EQ(AwaitExit(), ExitStatus::Exited(1));
+    EXPECT_THAT(sut_->GetErrorLines(), ElementsAre("localdevice: host 1 ended with exit code 1: knxstackhost: does "
+                                                   "not like it here"));
+    EXPECT_EQ(journal_.Lines().back(), "devicestack end");
+}
+
+TEST_F(LauncherTest, DeviceStackThatCannotStartIsTheEnd) {
+    SetManner("devicestack", "fail");
+    Launch();
+    EXPECT_EQ(AwaitExit(), ExitStatus::Exited(1));
+    EXPECT_THAT(sut_->GetErrorLines(), ElementsAre("localdevice: device stack ended with exit code 1: devicestack: "
+                                                   "does not like it here"));
+    EXPECT_EQ(journal_.Lines().size(), 1U);
+}
+
+TEST_F(LauncherTest, InterruptedDemoIsAFailure) {
+    directory_.Write("devices/first.demo.json", R"({"title": "T", "steps": []})");
+    Launch({"--device", "first", "--once"});
+    ASSERT_TRUE(journal_.Await("knxstackhost start", 1));
+    sut_->Signal(SIGINT);
+    EXPECT_EQ(AwaitExit(), ExitStatus::Exited(1));
+    EXPECT_THAT(sut_->GetErrorLines(), ElementsAre("localdevice: interrupted before the demo had ended"));
+}
+
+TEST_F(LauncherTest, FreshFolderIsGoneAtTheEnd) {
+    sut_.emplace(LOCAL_DEVICE_AT, std::vector<std::string>{directory_.Path("bin"), "--device", "first"},
+                 ChildProcess::Environment{{"TMPDIR", directory_.Path("run")}});
+    ASSERT_TRUE(AwaitUp());
+    EXPECT_FALSE(fs::is_empty(directory_.Path("run")));
+    sut_->Signal(SIGINT);
+    EXPECT_EQ(AwaitExit(), ExitStatus::Exited(0));
+    EXPECT_TRUE(fs::is_empty(directory_.Path("run")));
+}
+
+/// A command line and what comes of it; "ROOT" stands for the installation.
+struct BadStart {
+    std::vector<std::string> arguments;
+    int exitCode;
+    std::string message;
+};
+
+class LauncherRefuses : public LauncherTest, public testing::WithParamInterface<BadStart> {};
+
+TEST_P(LauncherRefuses, SaysWhyAndStartsNothing) {
+    Launch(GetParam().arguments);
+    EXPECT_EQ(AwaitExit(), ExitStatus::Exited(GetParam().exitCode));
+    const std::string message =
+        boost::replace_all_copy(GetParam().message, "ROOT", fs::path(directory_.Path("bin")).parent_path().string());
+    EXPECT_THAT(sut_->GetErrorLines(), ElementsAre("localdevice: " + message));
+    EXPECT_THAT(journal_.Lines(), IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    CommandLines, LauncherRefuses,
+    testing::Values(BadStart{{"--port", "x"}, 2, "--port x: expected a number from 0 to 65535"},
+                    BadStart{
+                        {"--device", "third"}, 1, "unknown device \"third\", expected a file or one of first, second"},
+                    BadStart{{"--device", "./none"}, 1, "./none: cannot be read: No such file or directory"},
+                    BadStart{{"--device", "none.json"}, 1, "none.json: cannot be read: No such file or directory"},
+                    BadStart{{"--device", "first", "--device", "first"},
+                             1,
+                             "ROOT/devices/first.json: serial number 000000000001 is that of device 1 too"},
+                    BadStart{{"--device", "first", "--once"},
+                             1,
+                             "ROOT/devices/first.demo.json: cannot be read: No such file or directory"}));
+
+TEST_F(LauncherTest, MissingProgramIsNamed) {
+    fs::remove(directory_.Path("bin/knxstackhost"));
+    Launch();
+    EXPECT_EQ(AwaitExit(), ExitStatus::Exited(1));
+    EXPECT_THAT(sut_->GetErrorLines(), ElementsAre("localdevice: " + directory_.Path("bin/knxstackhost") +
+                                                   ": missing; build the whole project first"));
+}
+
+}  // namespace

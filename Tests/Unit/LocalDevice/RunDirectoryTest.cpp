@@ -1,0 +1,84 @@
+#include "RunDirectory.h"
+
+#include <gmock/gmock.h>
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/local/stream_protocol.hpp>
+#include <boost/filesystem/operations.hpp>
+
+#include "TemporaryDirectory.h"
+
+namespace {
+
+using LocalDevice::RunDirectory;
+using Protocol = boost::asio::local::stream_protocol;
+namespace fs = boost::filesystem;
+
+TEST(RunDirectory, FreshOneIsForItsUserAndGoesAwayWithItsContent) {
+    fs::path path;
+    {
+        const RunDirectory sut("");
+        path = sut.GetPath();
+        EXPECT_EQ(fs::status(path).permissions(), fs::owner_all);
+        EXPECT_EQ(path.parent_path(), fs::temp_directory_path());
+        std::ofstream(sut.Log("host1")) << "line\n";
+    }
+    EXPECT_FALSE(fs::exists(path));
+}
+
+TEST(RunDirectory, TwoFreshOnesAreDifferent) {
+    const RunDirectory first("");
+    const RunDirectory second("");
+    EXPECT_NE(first.GetPath(), second.GetPath());
+}
+
+TEST(RunDirectory, GivenOneIsCreatedAndKeepsItsLogs) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.Path("a/b");
+    {
+        const RunDirectory sut(path);
+        std::ofstream(sut.Log("host1")) << "line\n";
+        std::ofstream(sut.ControlSocket(1)) << "";
+        std::ofstream(sut.ControlSocket(2)) << "";
+        std::ofstream(sut.SupervisorSocket()) << "";
+    }
+    EXPECT_TRUE(fs::exists(path + "/host1.log"));
+    EXPECT_FALSE(fs::exists(path + "/host1.sock"));
+    EXPECT_FALSE(fs::exists(path + "/host2.sock"));
+    EXPECT_FALSE(fs::exists(path + "/supervisor.sock"));
+}
+
+TEST(RunDirectory, FileInItsPlaceIsRefused) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.Write("file", "");
+    EXPECT_THAT([&path] { const RunDirectory sut(path); },
+                testing::ThrowsMessage<std::runtime_error>(path + ": cannot be created: File exists"));
+}
+
+TEST(RunDirectory, PathThatIsTooLongForSocketsIsRefused) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.Path(std::string(100, 'd'));
+    EXPECT_THAT([&path] { const RunDirectory sut(path); },
+                testing::ThrowsMessage<std::runtime_error>(path + ": too long a path for sockets"));
+}
+
+TEST(RunDirectory, OneInUseIsRefusedAndLeftAlone) {
+    const TemporaryDirectory directory;
+    boost::asio::io_context io;
+    const Protocol::acceptor other(io, Protocol::endpoint(directory.Path("supervisor.sock")));
+    const std::string path = directory.Path("");
+    EXPECT_THAT([&path] { const RunDirectory sut(path); },
+                testing::ThrowsMessage<std::runtime_error>(path + ": another local device runs here"));
+    EXPECT_TRUE(LocalDevice::IsListening(directory.Path("supervisor.sock")));
+}
+
+TEST(RunDirectory, RunningOnesAreFound) {
+    const RunDirectory idle("");
+    const RunDirectory running("");
+    boost::asio::io_context io;
+    const Protocol::acceptor supervisor(io, Protocol::endpoint(running.SupervisorSocket()));
+    EXPECT_THAT(RunDirectory::FindRunning(), testing::Contains(running.GetPath()));
+    EXPECT_THAT(RunDirectory::FindRunning(), testing::Not(testing::Contains(idle.GetPath())));
+}
+
+}  // namespace

@@ -1,0 +1,82 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <atomic>
+#include <boost/filesystem/fstream.hpp>
+#include <boost/filesystem/operations.hpp>
+#include <functional>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "AppHostProcessControl.h"
+#include "AppSideTools.h"
+#include "Orn/ThreadControl.h"
+#include "ProcessTestTools.h"
+#include "SystemFaults.h"
+
+/// A process control that starts test children in the app host's place. What a child does is told by the name of its
+/// library, its first argument.
+class AppHostProcessFixture : public testing::Test {
+protected:
+    using LogLine = AppSideTools::LogLine;
+
+    AppHostProcessFixture() {
+        sut_->SetShutDownFunction([this] { return shutDown_(); });
+    }
+    void TearDown() override {
+        sut_.reset();
+        EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child was left behind";
+    }
+
+    bool Launch(const std::string& library, Zandrel::LogicalDeviceId id = AppSideTools::FirstDevice) {
+        return sut_->LaunchNativeApp(control_, id, TEST_CHILD, library, "MyApp");
+    }
+
+    /// A running app host; forgets the lines of its launch.
+    void GivenAppHost(const std::string& library = "pause") {
+        ASSERT_TRUE(Launch(library));
+        log_.TakeLines();
+    }
+
+    /// An app host that has ended and is not reaped.
+    void GivenEndedAppHost(const std::string& library, Zandrel::LogicalDeviceId id = AppSideTools::FirstDevice) {
+        ASSERT_TRUE(Launch(library, id));
+        log_.TakeLines();
+        siginfo_t info{};
+        ASSERT_EQ(waitid(P_ALL, 0, &info, WEXITED | WNOWAIT), 0);
+    }
+
+    /// What a stop ends with when it kills a running app host.
+    static std::vector<LogLine> LinesOfAKill() {
+        return {{"INFO", "KillProcess (SOURCE) - Have to kill process App host"},
+                {"INFO", "KillProcess - App host killed"},
+                {"INFO", "Stop - Waiting for app host process to exit"},
+                {"INFO", "Wait (SOURCE) - Child process was killed by signal 9"},
+                {"FATAL", "Stop (SOURCE) - App host process exited with -1"}};
+    }
+
+    void ExpectLines(const std::vector<LogLine>& lines) {
+        EXPECT_EQ(AppSideTools::Comparable(log_.TakeLines()), lines);
+    }
+
+    /// The process ids of the children of all threads, ended ones included.
+    static std::vector<int> GetChildren() {
+        std::vector<int> children;
+        for (const auto& thread : boost::filesystem::directory_iterator("/proc/self/task")) {
+            boost::filesystem::ifstream file(thread.path() / "children");
+            children.insert(children.end(), std::istream_iterator<int>(file), {});
+        }
+        return children;
+    }
+
+    TestSupport::GlobalLogCapture log_;
+    std::shared_ptr<AppSideTools::HookedClock> clock_ = std::make_shared<AppSideTools::HookedClock>();
+    Zandrel::ThreadControl control_;
+    std::function<bool()> shutDown_ = [] { return false; };
+    std::unique_ptr<Zandrel::AppHostProcessControl> sut_ =
+        std::make_unique<Zandrel::AppHostProcessControl>(log_.GetLogger(), clock_);
+};

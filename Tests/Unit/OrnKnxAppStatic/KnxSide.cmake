@@ -1,0 +1,17 @@
+orn_add_test(KnxSideTest
+    SOURCES
+        EventFilterTest.cpp
+        GroupValueBridgeTest.cpp
+        GroupValueReadTest.cpp
+        KnxHandlerTest.cpp
+        KnxHandlerValuesTest.cpp
+        LoadStateMachineTest.cpp
+        ParameterMapTest.cpp
+        ParameterReaderTest.cpp
+        ScrollingTextTest.cpp
+        TickerTest.cpp
+    LIBRARIES KnxStackTestSupport PluginTestSupport ThreadShortage Boost::filesystem)
+
+# A program of its own: it brings a table of ids with a gap, which takes the place of the platform's.
+orn_add_test(KnxSideIdGapTest
+    SOURCES KnxSideIdGapTest.cpp LIBRARIES KnxStackTestSupport PluginTestSupport)

@@ -1,0 +1,146 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/wait.h>
+
+#include <atomic>
+#include <boost/thread/scoped_thread.hpp>
+#include <csignal>
+
+#include "CapturingAppender.h"
+#include "ProcessTestTools.h"
+
+namespace {
+
+using ProcessTestTools::CountDescriptors;
+using ProcessTestTools::Pipe;
+using ProcessTestTools::Start;
+using Zandrel::OrnProcessHandle;
+
+/// Calls `step` again and again, on a thread of its own, until it is destroyed.
+class Repeating {
+public:
+    template <typename Step>
+    explicit Repeating(Step step)
+        : thread_([this, step] {
+              while (!stop_) {
+                  step();
+              }
+          }) {}
+    ~Repeating() {  // NOLINT(bugprone-exception-escape): nobody interrupts the join
+        stop_ = true;
+        thread_.join();
+    }
+    Repeating(const Repeating&) = delete;
+    Repeating& operator=(const Repeating&) = delete;
+
+private:
+    std::atomic<bool> stop_{false};
+    boost::thread thread_;
+};
+
+// What other libraries of the host may do at any time
+
+/// Programs that run until the end. One that had inherited an error pipe would leave its reader waiting.
+class ForeignPrograms {
+public:
+    ForeignPrograms() = default;
+    ~ForeignPrograms() {
+        for (const pid_t pid : pids_) {
+            kill(pid, SIGKILL);
+            waitpid(pid, nullptr, 0);
+        }
+    }
+    ForeignPrograms(const ForeignPrograms&) = delete;
+    ForeignPrograms& operator=(const ForeignPrograms&) = delete;
+
+    void StartOne() {
+        constexpr std::size_t Enough = 200;
+        if (pids_.size() == Enough) {
+            boost::this_thread::sleep_for(boost::chrono::milliseconds(1));
+            return;
+        }
+        std::string program = TEST_CHILD;
+        std::array<char*, 2> arguments{program.data(), nullptr};
+        pid_t pid = -1;
+        ASSERT_EQ(posix_spawn(&pid, program.c_str(), nullptr, nullptr, arguments.data(), environ), 0);
+        pids_.push_back(pid);
+    }
+
+private:
+    std::vector<pid_t> pids_;
+};
+
+void ForkWithoutExec() {
+    const pid_t pid = fork();
+    if (pid == 0) {
+        _exit(0);
+    }
+    ASSERT_EQ(waitpid(pid, nullptr, 0), pid);
+}
+
+void OpenForAMoment() {
+    close(open("/dev/null", O_RDONLY));  // NOLINT(android-cloexec-open): to be inherited is the point
+}
+
+TEST(SpawnStress, AThousandChildrenInheritAndLoseNothing) {
+    constexpr int Threads = 10;
+    constexpr int ChildrenPerThread = 100;
+    const TestSupport::GlobalLogCapture log;
+    const std::ptrdiff_t descriptors = CountDescriptors();
+    std::atomic<int> good{0};
+    {
+        ForeignPrograms programs;
+        const Repeating starting([&programs] { programs.StartOne(); });
+        const Repeating forking(ForkWithoutExec);
+        const Repeating opening(OpenForAMoment);
+        std::vector<boost::scoped_thread<>> threads;
+        threads.reserve(Threads);
+        for (int i = 0; i < Threads; ++i) {
+            threads.emplace_back(boost::thread([&good] {
+                for (int child = 0; child < ChildrenPerThread; ++child) {
+                    Pipe pipe;
+                    OrnProcessHandle sut =
+                        Start({"descriptors"}, {pipe.GetReadEnd(), pipe.GetWriteEnd(), pipe.GetWriteEnd()});
+                    const std::string output = pipe.ReadAll();
+                    EXPECT_EQ(output, "0 1 2 \n");
+                    const int status = sut.Wait();
+                    EXPECT_EQ(status, 0);
+                    good += output == "0 1 2 \n" && status == 0 ? 1 : 0;
+                }
+            }));
+        }
+    }
+    EXPECT_EQ(good, Threads * ChildrenPerThread);
+    EXPECT_EQ(CountDescriptors(), descriptors);
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+    EXPECT_TRUE(log.GetLines().empty());
+}
+
+std::atomic<int> signals{0};
+
+TEST(SpawnStress, StormOfSignalsChangesNoResult) {
+    const TestSupport::GlobalLogCapture log;
+    struct sigaction action {};
+    action.sa_handler = [](int) { ++signals; };  // without SA_RESTART: calls are interrupted
+    struct sigaction previous {};
+    ASSERT_EQ(sigaction(SIGUSR1, &action, &previous), 0);
+    signals = 0;
+    {
+        const Repeating storm([target = pthread_self()] {
+            pthread_kill(target, SIGUSR1);
+            boost::this_thread::sleep_for(boost::chrono::microseconds(20));
+        });
+        for (int i = 0; i < 50; ++i) {
+            EXPECT_EQ(Start({"exit", "7"}).Wait(), 7);
+            EXPECT_EQ(Start({"exit", "8"}).Wait(boost::chrono::seconds(10)), 8);
+            EXPECT_EQ(OrnProcessHandle::Spawn({"/missing"}).error.value(), ENOENT);
+        }
+    }
+    EXPECT_GT(signals, 0);
+    ASSERT_EQ(sigaction(SIGUSR1, &previous, nullptr), 0);
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+    EXPECT_TRUE(log.GetLines().empty());
+}
+
+}  // namespace
