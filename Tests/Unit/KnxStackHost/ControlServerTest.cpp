@@ -94,7 +94,7 @@ TEST_F(ControlServerTest, ALineThatIsNoJsonIsRefusedAndTheConnectionStays) {
     EXPECT_EQ(client.Ask(""), R"({"error":"this is no JSON","ok":false})");
     EXPECT_EQ(client.Ask("\xFF\x01"), R"({"error":"this is no JSON","ok":false})");
     EXPECT_EQ(client.Ask(std::string(30'000, '[')), R"({"error":"this is no JSON","ok":false})");
-    EXPECT_EQ(client.Ask("3"), R"({"got":3,"ok":true})");
+    EXPECT_EQ(client.Ask(R"({"command":3})"), R"({"got":{"command":3},"ok":true})");
 }
 
 TEST_F(ControlServerTest, ALineThatIsTooLongEndsTheConnection) {
