@@ -83,10 +83,11 @@ void ControlConnection::Handle(const std::string& line) {
 }
 
 void ControlConnection::Answer(const nlohmann::json& request, const nlohmann::json& answer) {
-    Send(answer);
+    // Before the client knows: nothing that happens after the answer is missed. Events come behind it all the same.
     if (answer.value("ok", false) && IsMonitor(request)) {
         Subscribe();
     }
+    Send(answer);
     Read();
 }
 

@@ -21,7 +21,8 @@ const nlohmann::json* Find(const nlohmann::json& request, const char* member) {
 }
 
 std::optional<std::uint32_t> ToNumber(const nlohmann::json& value, std::uint32_t max) {
-    if (!value.is_number_unsigned() || value.get<std::uint64_t>() > max) {
+    const bool isNatural = value.is_number_unsigned() || (value.is_number_integer() && value.get<std::int64_t>() >= 0);
+    if (!isNatural || value.get<std::uint64_t>() > max) {
         return std::nullopt;
     }
     return value.get<std::uint32_t>();
