@@ -21,13 +21,13 @@ constexpr std::int64_t CommunicationOff = 3;
 
 }  // namespace
 
-AppHost::AppHost(AppFunctions app, int logicalDevice, IDeviceStack& deviceStack, const log4cplus::Logger& logger,
-                 const log4cplus::Logger& appLogger, EventLoop::Milliseconds heartbeatPeriod)
+AppHost::AppHost(AppFunctions app, int logicalDevice, IDeviceStack& deviceStack, log4cplus::Logger logger,
+                 log4cplus::Logger appLogger, EventLoop::Milliseconds heartbeatPeriod)
     : app_(app),
       logicalDevice_(logicalDevice),
       deviceStack_(deviceStack),
-      logger_(logger),
-      appLogger_(appLogger),
+      logger_(std::move(logger)),
+      appLogger_(std::move(appLogger)),
       heartbeatPeriod_(heartbeatPeriod) {}
 
 int AppHost::Run(DeviceModel model) {
@@ -102,15 +102,19 @@ void AppHost::OnCoValue(std::uint16_t co, ZANVALUE value) {
 }
 
 void AppHost::OnControlEvent(const ZANVALUE& value) {
-    const auto event = value.GetInteger();
-    if (event == ShutDown) {
-        LOG4CPLUS_INFO(logger_, "Asked to shut down");
-        RequestStop(Success);
-    } else if (event == CommunicationOn || event == CommunicationOff) {
-        const bool on = event == CommunicationOn;
-        loop_.Post([this, on] { interface_->OnCommunication(on); });
-    } else {
-        LOG4CPLUS_WARN(logger_, "Unknown control event: " << value.Serialize());
+    switch (value.GetInteger().value_or(0)) {
+        case ShutDown:
+            LOG4CPLUS_INFO(logger_, "Asked to shut down");
+            RequestStop(Success);
+            break;
+        case CommunicationOn:
+            loop_.Post([this] { interface_->OnCommunication(true); });
+            break;
+        case CommunicationOff:
+            loop_.Post([this] { interface_->OnCommunication(false); });
+            break;
+        default:
+            LOG4CPLUS_WARN(logger_, "Unknown control event: " << value.Serialize());
     }
 }
 

@@ -31,8 +31,8 @@ public:
     static constexpr EventLoop::Milliseconds HeartbeatPeriod{20000};
 
     /// `deviceStack` outlives the object. `appLogger` takes the app's own lines, `logger` those about the app.
-    AppHost(AppFunctions app, int logicalDevice, IDeviceStack& deviceStack, const log4cplus::Logger& logger,
-            const log4cplus::Logger& appLogger, EventLoop::Milliseconds heartbeatPeriod = HeartbeatPeriod);
+    AppHost(AppFunctions app, int logicalDevice, IDeviceStack& deviceStack, log4cplus::Logger logger,
+            log4cplus::Logger appLogger, EventLoop::Milliseconds heartbeatPeriod = HeartbeatPeriod);
     AppHost(const AppHost&) = delete;
     AppHost& operator=(const AppHost&) = delete;
     ~AppHost() = default;

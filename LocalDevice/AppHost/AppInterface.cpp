@@ -46,16 +46,16 @@ orn_result Guard(const log4cplus::Logger& logger, Body body) noexcept {
 }  // namespace
 
 AppInterface::AppInterface(int logicalDevice, DeviceModel model, EventLoop& loop, IDeviceStack& deviceStack,
-                           const log4cplus::Logger& logger, std::function<void()> onFailure)
+                           log4cplus::Logger logger, std::function<void()> onFailure)
     : appThread_(boost::this_thread::get_id()),
       logicalDevice_(logicalDevice),
       parameters_(std::move(model.parameters)),
       loop_(loop),
       deviceStack_(deviceStack),
-      logger_(logger),
+      logger_(std::move(logger)),
       onFailure_(std::move(onFailure)),
       table_(MakeTable(logicalDevice)),
-      cos_(std::move(model.cos)) {}
+      cos_(model.cos) {}
 
 AppInterface::Table AppInterface::MakeTable(int logicalDevice) {
     Table table{};

@@ -25,7 +25,7 @@ public:
     /// Loop and device stack outlive the object. `onFailure` is called on any thread when the app gives up; `logger` is
     /// where the app's own lines go.
     AppInterface(int logicalDevice, DeviceModel model, EventLoop& loop, IDeviceStack& deviceStack,
-                 const log4cplus::Logger& logger, std::function<void()> onFailure);
+                 log4cplus::Logger logger, std::function<void()> onFailure);
     ~AppInterface() = default;
     AppInterface(const AppInterface&) = delete;
     AppInterface& operator=(const AppInterface&) = delete;

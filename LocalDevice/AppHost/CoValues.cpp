@@ -1,15 +1,14 @@
 #include "CoValues.h"
 
 #include <boost/thread/lock_guard.hpp>
-#include <utility>
 
 namespace LocalDevice {
 
 using Zandrel::ZANVALUE;
 
-CoValues::CoValues(std::map<std::uint16_t, DeviceModel::Co> cos) {
-    for (auto& [number, state] : cos) {
-        cos_[number].state = std::move(state);
+CoValues::CoValues(const std::map<std::uint16_t, DeviceModel::Co>& cos) {
+    for (const auto& [number, state] : cos) {
+        cos_[number].state = state;
     }
 }
 

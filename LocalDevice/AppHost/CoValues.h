@@ -26,7 +26,7 @@ public:
     /// How long the report of a write is waited for. One that comes later, after all, is news.
     static constexpr std::chrono::seconds ReportLifetime{10};
 
-    explicit CoValues(std::map<std::uint16_t, DeviceModel::Co> cos);
+    explicit CoValues(const std::map<std::uint16_t, DeviceModel::Co>& cos);
 
     bool Exists(std::uint16_t co) const;
     /// None where the CO has no value or does not exist.

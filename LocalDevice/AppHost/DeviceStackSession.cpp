@@ -23,8 +23,8 @@ constexpr unsigned int WarnAfterTimeouts = 3;
 
 }  // namespace
 
-DeviceStackSession::DeviceStackSession(int logicalDevice, const log4cplus::Logger& logger)
-    : logicalDevice_(logicalDevice), logger_(logger) {}
+DeviceStackSession::DeviceStackSession(int logicalDevice, log4cplus::Logger logger)
+    : logicalDevice_(logicalDevice), logger_(std::move(logger)) {}
 
 DeviceStackSession::~DeviceStackSession() {
     Disconnect();

@@ -23,6 +23,7 @@ public:
 };
 
 /// The app host's connection to the device stack. One thread connects and disconnects.
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): it is final
 class DeviceStackSession final : public IDeviceStack, private Ostra::IDeviceStackClient::IEventHandler {
 public:
     /// Called on the client's event thread, one call at a time.
@@ -37,7 +38,7 @@ public:
         ~IListener() = default;
     };
 
-    DeviceStackSession(int logicalDevice, const log4cplus::Logger& logger);
+    DeviceStackSession(int logicalDevice, log4cplus::Logger logger);
     /// Disconnects.
     ~DeviceStackSession();
     DeviceStackSession(const DeviceStackSession&) = delete;

@@ -5,12 +5,6 @@
 
 namespace LocalDevice {
 
-EventLoop::Timer::Timer(boost::asio::io_context& context, Milliseconds anInterval, bool isPeriodic, Task aTask)
-    : due(context, anInterval),
-      interval(anInterval),
-      periodic(isPeriodic),
-      task(std::make_shared<const Task>(std::move(aTask))) {}
-
 void EventLoop::Run() {
     while (!quitting_) {
         context_.run_one();
@@ -27,8 +21,9 @@ void EventLoop::Post(Task task) {
 
 EventLoop::TimerId EventLoop::StartTimer(Milliseconds interval, bool periodic, Task task) {
     const TimerId id = ++lastTimer_;
-    Timer& timer = timers_.try_emplace(id, context_, interval, periodic, std::move(task)).first->second;
-    Wait(id, timer);
+    Timer timer{boost::asio::steady_timer(context_, interval), interval, periodic,
+                std::make_shared<const Task>(std::move(task))};
+    Wait(id, timers_.emplace(id, std::move(timer)).first->second);
     return id;
 }
 

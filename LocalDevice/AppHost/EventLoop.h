@@ -34,8 +34,6 @@ public:
 
 private:
     struct Timer {
-        Timer(boost::asio::io_context& context, Milliseconds anInterval, bool isPeriodic, Task aTask);
-
         boost::asio::steady_timer due;
         Milliseconds interval;
         bool periodic;

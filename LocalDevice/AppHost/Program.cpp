@@ -49,7 +49,7 @@ void Program::OnExit() {
     LOG4CPLUS_ERROR(program->logger_, "The app ended the process");
     program->host_.ReportStopped();
     program->session_.Drain();
-    std::fflush(stdout);
+    static_cast<void>(std::fflush(stdout));
     std::_Exit(AppHost::Failure);
 }
 

@@ -28,10 +28,10 @@ void UnblockSignals() {
 
 }  // namespace
 
-Supervision::Supervision(pid_t parent, Actions actions, const log4cplus::Logger& logger, Durations durations)
+Supervision::Supervision(pid_t parent, Actions actions, log4cplus::Logger logger, Durations durations)
     : parent_(parent),
       actions_(std::move(actions)),
-      logger_(logger),
+      logger_(std::move(logger)),
       durations_(durations),
       signals_(context_, SIGINT, SIGTERM) {
     UnblockSignals();
@@ -40,6 +40,7 @@ Supervision::Supervision(pid_t parent, Actions actions, const log4cplus::Logger&
     thread_ = boost::thread([this] { context_.run(); });
 }
 
+// NOLINTNEXTLINE(bugprone-exception-escape): nobody interrupts the join
 Supervision::~Supervision() {
     context_.stop();
     thread_.join();

@@ -64,6 +64,7 @@ public:
         }
     }
     ~Program() {
+        events_.Publish(MessageEvent{false, "ending"});
         host_->StopWaiting();  // for what the control socket waits for
     }
     Program(const Program&) = delete;

@@ -39,7 +39,8 @@ void DemoPlayer::OnWriteFailed(const std::string& reason) {
 void DemoPlayer::OnTime(TimePoint now) {
     const auto deadline = GetDeadline();
     if (deadline && now >= *deadline) {
-        Fail("nothing came within " + std::to_string(Step().timeout.count()) + " ms");
+        Fail(std::string(Step().kind == DemoStep::Kind::Await ? "it did not come" : "nothing came") + " within " +
+             std::to_string(Step().timeout.count()) + " ms");
     }
 }
 
@@ -70,17 +71,19 @@ void DemoPlayer::Proceed(TimePoint now) {
 
 bool DemoPlayer::MeetExpectation(TimePoint now) {
     auto& values = received_[Step().groupAddress];
-    if (values.empty()) {
-        return false;
+    while (!values.empty()) {
+        const std::string value = std::move(values.front());
+        values.pop_front();
+        if (value == Step().value) {
+            actions_.show(Step(), std::chrono::duration_cast<std::chrono::milliseconds>(now - stepBegin_));
+            return true;
+        }
+        if (Step().kind == DemoStep::Kind::Expect) {
+            Fail(Quoted(value) + " came");
+            return false;
+        }
     }
-    const std::string value = std::move(values.front());
-    values.pop_front();
-    if (value != Step().value) {
-        Fail(Quoted(value) + " came");
-        return false;
-    }
-    actions_.show(Step(), std::chrono::duration_cast<std::chrono::milliseconds>(now - stepBegin_));
-    return true;
+    return false;
 }
 
 void DemoPlayer::Fail(const std::string& problem) {

@@ -1,5 +1,8 @@
 #include "DemoScript.h"
 
+#include <array>
+#include <utility>
+
 #include "JsonFile.h"
 #include "KnxAddress.h"
 
@@ -8,6 +11,10 @@ namespace LocalDevice {
 namespace {
 
 constexpr std::uint32_t MaxTimeoutMs = 60'000;
+
+/// The member that makes a step what it is, by the number of the kind.
+constexpr std::array<std::pair<const char*, DemoStep::Kind>, 3> StepKinds{
+    {{"write", DemoStep::Kind::Write}, {"expect", DemoStep::Kind::Expect}, {"await", DemoStep::Kind::Await}}};
 
 void ReadTelegram(const JsonValue& telegram, DemoStep& step) {
     const JsonValue address = telegram.Member("address");
@@ -19,25 +26,32 @@ void ReadTelegram(const JsonValue& telegram, DemoStep& step) {
     step.value = telegram.Member("value").Text();
 }
 
+DemoStep::Kind ReadKind(const JsonValue& step) {
+    step.AllowOnly({"title", "write", "expect", "await"});
+    std::vector<DemoStep::Kind> kinds;
+    for (const auto& [key, kind] : StepKinds) {
+        if (step.FindMember(key)) {
+            kinds.push_back(kind);
+        }
+    }
+    if (kinds.size() != 1) {
+        step.Fail(R"(expected one member "write", "expect" or "await")");
+    }
+    return kinds.front();
+}
+
 DemoStep ReadStep(const JsonValue& value) {
-    value.AllowOnly({"title", "write", "expect"});
     DemoStep step;
+    step.kind = ReadKind(value);
     step.title = value.Member("title").Text();
-    const auto write = value.FindMember("write");
-    const auto expect = value.FindMember("expect");
-    if (write.has_value() == expect.has_value()) {
-        value.Fail(R"(expected either a member "write" or a member "expect")");
-    }
-    if (write) {
-        write->AllowOnly({"address", "value"});
-        step.kind = DemoStep::Kind::Write;
-        ReadTelegram(*write, step);
+    const JsonValue telegram = value.Member(StepKinds.at(static_cast<std::size_t>(step.kind)).first);
+    if (step.kind == DemoStep::Kind::Write) {
+        telegram.AllowOnly({"address", "value"});
     } else {
-        expect->AllowOnly({"address", "value", "withinMs"});
-        step.kind = DemoStep::Kind::Expect;
-        ReadTelegram(*expect, step);
-        step.timeout = boost::chrono::milliseconds(expect->Member("withinMs").WholeNumber(1, MaxTimeoutMs));
+        telegram.AllowOnly({"address", "value", "withinMs"});
+        step.timeout = boost::chrono::milliseconds(telegram.Member("withinMs").WholeNumber(1, MaxTimeoutMs));
     }
+    ReadTelegram(telegram, step);
     return step;
 }
 

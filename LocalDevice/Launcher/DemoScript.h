@@ -9,7 +9,11 @@ namespace LocalDevice {
 
 /// One step of a demo: a telegram that another device sends, or one that the device is to send.
 struct DemoStep {
-    enum class Kind { Write, Expect };
+    enum class Kind {
+        Write,   ///< another device sends the telegram
+        Expect,  ///< it is the next one that the device sends on its address
+        Await,   ///< the device sends it, whatever it sends on its address before
+    };
 
     std::string title;  ///< for people
     Kind kind = Kind::Write;

@@ -162,10 +162,7 @@ nlohmann::json ControlCommands::Start(const nlohmann::json&) {
 nlohmann::json ControlCommands::Download(const nlohmann::json& request) {
     DownloadRequest download;
     download.objects = FindObjects(request, "objects").value_or(download.objects);
-    const auto abortAfter = FindObjects(request, "abortAfter");
-    if (abortAfter) {
-        download.abortAfter = abortAfter->at(0);
-    }
+    download.abortAfter = FindObject(request, "abortAfter");
     const auto file = FindText(request, "file");
     const DeviceDescription device = file ? load_(*file) : GetDevice();
     {

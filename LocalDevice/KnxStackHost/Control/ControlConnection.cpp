@@ -17,6 +17,11 @@ nlohmann::json MakeError(const std::string& text) {
     return {{"ok", false}, {"error", text}};
 }
 
+bool IsMonitor(const nlohmann::json& request) {
+    const auto command = request.find("command");  // of anything but an object: the end
+    return command != request.end() && *command == "monitor";
+}
+
 }  // namespace
 
 ControlConnection::ControlConnection(Socket socket, HostEvents& events, boost::asio::thread_pool& executors,
@@ -78,10 +83,11 @@ void ControlConnection::Handle(const std::string& line) {
 }
 
 void ControlConnection::Answer(const nlohmann::json& request, const nlohmann::json& answer) {
-    Send(answer);
-    if (answer.value("ok", false) && request.value("command", "") == "monitor") {
+    // Before the client knows: nothing that happens after the answer is missed. Events come behind it all the same.
+    if (answer.value("ok", false) && IsMonitor(request)) {
         Subscribe();
     }
+    Send(answer);
     Read();
 }
 

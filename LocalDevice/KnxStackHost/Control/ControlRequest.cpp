@@ -21,10 +21,22 @@ const nlohmann::json* Find(const nlohmann::json& request, const char* member) {
 }
 
 std::optional<std::uint32_t> ToNumber(const nlohmann::json& value, std::uint32_t max) {
-    if (!value.is_number_unsigned() || value.get<std::uint64_t>() > max) {
+    const bool isNatural = value.is_number_unsigned() || (value.is_number_integer() && value.get<std::int64_t>() >= 0);
+    if (!isNatural || value.get<std::uint64_t>() > max) {
         return std::nullopt;
     }
     return value.get<std::uint32_t>();
+}
+
+constexpr const char* LoadableObjectTypes = "the object types 1, 2, 3, 9, 11 and 40960";
+
+std::optional<std::uint16_t> ToLoadableObject(const nlohmann::json& value) {
+    const auto known = DownloadRequest::EverythingLoadable();
+    const auto type = ToNumber(value, std::numeric_limits<std::uint16_t>::max());
+    if (!type || std::find(known.begin(), known.end(), *type) == known.end()) {
+        return std::nullopt;
+    }
+    return static_cast<std::uint16_t>(*type);
 }
 
 }  // namespace
@@ -63,19 +75,30 @@ std::optional<bool> FindBoolean(const nlohmann::json& request, const char* membe
     return value->get<bool>();
 }
 
+std::optional<std::uint16_t> FindObject(const nlohmann::json& request, const char* member) {
+    const auto* const value = Find(request, member);
+    if (value == nullptr) {
+        return std::nullopt;
+    }
+    const auto type = ToLoadableObject(*value);
+    if (!type) {
+        Refuse(member, std::string("one of ") + LoadableObjectTypes);
+    }
+    return type;
+}
+
 std::optional<std::vector<std::uint16_t>> FindObjects(const nlohmann::json& request, const char* member) {
     const auto* const value = Find(request, member);
     if (value == nullptr) {
         return std::nullopt;
     }
-    const auto known = DownloadRequest::EverythingLoadable();
     std::vector<std::uint16_t> objects;
-    for (const auto& element : value->is_array() ? *value : nlohmann::json::array({*value})) {
-        const auto type = ToNumber(element, std::numeric_limits<std::uint16_t>::max());
-        if (!type || std::find(known.begin(), known.end(), *type) == known.end()) {
-            Refuse(member, "made of the object types 1, 2, 3, 9, 11 and 40960");
+    for (const auto& element : value->is_array() ? *value : nlohmann::json::array({nullptr})) {
+        const auto type = ToLoadableObject(element);
+        if (!type) {
+            Refuse(member, std::string("an array of ") + LoadableObjectTypes);
         }
-        objects.push_back(static_cast<std::uint16_t>(*type));
+        objects.push_back(*type);
     }
     return objects;
 }

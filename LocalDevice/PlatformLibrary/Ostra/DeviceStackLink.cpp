@@ -63,7 +63,7 @@ void DeviceStackLink::ConnectNext(const error_code& lastError) {
     error_code ignored;
     transport.socket().close(ignored);
     if (const auto error = OpenSocket(transport.socket(), endpoint.protocol())) {
-        End(error);
+        ConnectNext(error);
         return;
     }
     transport.async_connect(endpoint, [self = shared_from_this()](const error_code& error) {
@@ -98,12 +98,10 @@ void DeviceStackLink::ShakeHands() {
 }
 
 void DeviceStackLink::Open(const std::vector<std::string>& firstFrames) {
-    {
-        const boost::lock_guard<boost::mutex> lock(mutex_);
-        open_ = true;
-    }
+    const boost::lock_guard<boost::mutex> lock(mutex_);
+    open_ = true;
     for (const auto& frame : firstFrames) {
-        Send(frame);
+        EnqueueLocked(frame);
     }
 }
 
@@ -141,12 +139,16 @@ bool DeviceStackLink::Send(const std::string& text) {
         asio::post(stream_.get_executor(), [self = shared_from_this()] { self->End(asio::error::no_buffer_space); });
         return false;
     }
+    EnqueueLocked(text);
+    return true;
+}
+
+void DeviceStackLink::EnqueueLocked(const std::string& text) {
     queue_.push_back(text);
     queuedBytes_ += text.size();
     if (!std::exchange(writing_, true)) {
         asio::post(stream_.get_executor(), [self = shared_from_this()] { self->Write(); });
     }
-    return true;
 }
 
 void DeviceStackLink::Write() {

@@ -54,6 +54,7 @@ private:
     void ShakeHands();
     void Read();
     bool HandOverFrame();
+    void EnqueueLocked(const std::string& text);
     void Write();
     void CloseWhenWritten();
     void End(const boost::system::error_code& reason);

@@ -21,6 +21,9 @@ namespace AppHostTests {
 /// An app host whose app is made of the test's own functions. All of it runs on the test's thread. What the device
 /// stack reports before `Run` waits in the loop until the app has started.
 class AppHostFixture : public testing::Test {
+public:
+    ~AppHostFixture() override { current_ = nullptr; }
+
 protected:
     static constexpr int LogicalDevice = 2;
     static constexpr int OneMinute = 60000;
@@ -29,7 +32,6 @@ protected:
         current_ = this;
         UseHeartbeatPeriod(OneMinute);
     }
-    ~AppHostFixture() override { current_ = nullptr; }
 
     /// The app host anew, with another period.
     void UseHeartbeatPeriod(int milliseconds) {

@@ -109,14 +109,16 @@ TEST_F(ControlCommandsTest, ADownloadCanBePartialAndCanBeAborted) {
 
 TEST_F(ControlCommandsTest, ADownloadThatCannotBeSaysWhy) {
     EXPECT_EQ(ErrorOf(R"({"command":"download","file":"missing.json"})"), "missing.json: no such file");
-    EXPECT_EQ(ErrorOf(R"({"command":"download","objects":[4]})"),
-              "\"objects\" must be made of the object types 1, 2, 3, 9, 11 and 40960");
-    EXPECT_EQ(ErrorOf(R"({"command":"download","objects":"all"})"),
-              "\"objects\" must be made of the object types 1, 2, 3, 9, 11 and 40960");
-    EXPECT_EQ(ErrorOf(R"({"command":"download","abortAfter":-1})"),
-              "\"abortAfter\" must be made of the object types 1, 2, 3, 9, 11 and 40960");
-    EXPECT_EQ(ErrorOf(R"({"command":"download","abortAfter":[]})"),
-              "\"abortAfter\" must be made of the object types 1, 2, 3, 9, 11 and 40960");
+    for (const char* const request :
+         {R"({"command":"download","objects":[4]})", R"({"command":"download","objects":"all"})",
+          R"({"command":"download","objects":[[1]]})"}) {
+        EXPECT_EQ(ErrorOf(request), "\"objects\" must be an array of the object types 1, 2, 3, 9, 11 and 40960");
+    }
+    for (const char* const request :
+         {R"({"command":"download","abortAfter":-1})", R"({"command":"download","abortAfter":[]})",
+          R"({"command":"download","abortAfter":65545})"}) {
+        EXPECT_EQ(ErrorOf(request), "\"abortAfter\" must be one of the object types 1, 2, 3, 9, 11 and 40960");
+    }
     EXPECT_EQ(ErrorOf(R"({"command":"download","file":1})"), "\"file\" must be a text");
 }
 

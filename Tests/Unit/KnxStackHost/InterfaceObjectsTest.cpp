@@ -3,9 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <boost/thread/future.hpp>
 #include <boost/thread/thread.hpp>
-#include <atomic>
 #include <limits>
 #include <vector>
 

@@ -27,6 +27,10 @@ DemoStep Expect(std::uint16_t address, const std::string& value) {
     return {"Expect " + value, DemoStep::Kind::Expect, address, value, boost::chrono::milliseconds(1000)};
 }
 
+DemoStep Await(std::uint16_t address, const std::string& value) {
+    return {"Await " + value, DemoStep::Kind::Await, address, value, boost::chrono::milliseconds(1000)};
+}
+
 /// A player whose actions are written down, at a time that the test moves.
 class DemoPlayerTest : public testing::Test {
 protected:
@@ -123,6 +127,22 @@ TEST_F(DemoPlayerTest, EachExpectationHasItsOwnTime) {
     done_.clear();
     Pass(milliseconds(900));
     EXPECT_THAT(done_, IsEmpty());
+}
+
+TEST_F(DemoPlayerTest, AwaitedTelegramMayComeAfterOthers) {
+    Play({Await(Display, "b"), Expect(Display, "c")});
+    Receive(Display, "a");
+    Receive(Display, "b");
+    Receive(Display, "c");
+    EXPECT_THAT(done_, ElementsAre("show b after 0", "show c after 0", "end:"));
+}
+
+TEST_F(DemoPlayerTest, AwaitedTelegramThatDoesNotComeFails) {
+    Play({Await(Display, "b")});
+    Receive(Display, "a");
+    Pass(milliseconds(1000));
+    EXPECT_THAT(done_,
+                ElementsAre("end:step 1, \"Await b\": expected \"b\" on 1/0/3, but it did not come within 1000 ms"));
 }
 
 TEST_F(DemoPlayerTest, RefusedWriteFails) {

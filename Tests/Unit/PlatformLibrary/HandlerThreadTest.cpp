@@ -60,7 +60,7 @@ TEST(HandlerThread, DropsCallsWithoutHandler) {
     EXPECT_TRUE(handler.calls.empty());
 }
 
-TEST(HandlerThread, DroppingTheHandlerWaitsForTheRunningCallAndClearsTheQueue) {
+TEST(HandlerThread, DroppingTheHandlerWaitsForTheRunningCall) {
     Handler handler;
     Gate gate;
     HandlerThread sut;
@@ -69,44 +69,69 @@ TEST(HandlerThread, DroppingTheHandlerWaitsForTheRunningCallAndClearsTheQueue) {
         gate.EnterAndWait();
         called.calls.push_back(1);
     });
-    sut.Post([](Handler& called) { called.calls.push_back(2); });
     gate.AwaitEntered();
     boost::thread opener([&gate] { gate.Open(); });
-    sut.SetHandler(nullptr);
-    EXPECT_EQ(handler.calls, std::vector<int>{1});
-
-    sut.SetHandler(&handler);
-    AwaitDelivered(sut);
     sut.SetHandler(nullptr);
     EXPECT_EQ(handler.calls, std::vector<int>{1});
     opener.join();
 }
 
-TEST(HandlerThread, ReplacingTheHandlerWaitsForTheRunningCallOnly) {
+TEST(HandlerThread, ReplacingTheHandlerWaitsForTheRunningCall) {
     Handler first;
     Handler second;
-    Gate firstGate;
-    Gate secondGate;
+    Gate gate;
     HandlerThread sut;
     sut.SetHandler(&first);
-    sut.Post([&firstGate](Handler& called) {
-        firstGate.EnterAndWait();
+    sut.Post([&gate](Handler& called) {
+        gate.EnterAndWait();
         called.calls.push_back(1);
     });
-    sut.Post([&secondGate](Handler& called) {
-        secondGate.EnterAndWait();
-        called.calls.push_back(2);
-    });
-    firstGate.AwaitEntered();
-    boost::thread opener([&firstGate] { firstGate.Open(); });
+    gate.AwaitEntered();
+    boost::thread opener([&gate] { gate.Open(); });
     sut.SetHandler(&second);
     EXPECT_EQ(first.calls, std::vector<int>{1});
-    secondGate.AwaitEntered();
-    secondGate.Open();
+    opener.join();
+}
+
+TEST(HandlerThread, DroppingTheHandlerClearsTheQueue) {
+    Handler handler;
+    Gate gate;
+    boost::promise<void> dropped;
+    HandlerThread sut;
+    sut.SetHandler(&handler);
+    sut.Post([&](Handler&) {
+        gate.EnterAndWait();
+        sut.SetHandler(nullptr);
+        sut.SetHandler(&handler);
+        dropped.set_value();
+    });
+    gate.AwaitEntered();
+    sut.Post([](Handler& called) { called.calls.push_back(2); });
+    gate.Open();
+    dropped.get_future().wait();
     AwaitDelivered(sut);
     sut.SetHandler(nullptr);
+    EXPECT_TRUE(handler.calls.empty());
+}
+
+TEST(HandlerThread, QueuedCallsGoToTheNewHandler) {
+    Handler first;
+    Handler second;
+    Gate gate;
+    HandlerThread sut;
+    sut.SetHandler(&first);
+    sut.Post([&](Handler& called) {
+        gate.EnterAndWait();
+        called.calls.push_back(1);
+        sut.SetHandler(&second);
+    });
+    gate.AwaitEntered();
+    sut.Post([](Handler& called) { called.calls.push_back(2); });
+    gate.Open();
+    AwaitDelivered(sut);
+    sut.SetHandler(nullptr);
+    EXPECT_EQ(first.calls, std::vector<int>{1});
     EXPECT_EQ(second.calls, std::vector<int>{2});
-    opener.join();
 }
 
 TEST(HandlerThread, HandlerMayDropItself) {
@@ -133,7 +158,6 @@ TEST(HandlerThread, DestructionWaitsForTheRunningCall) {
         gate.EnterAndWait();
         called.calls.push_back(1);
     });
-    sut->Post([](Handler& called) { called.calls.push_back(2); });
     gate.AwaitEntered();
     boost::thread opener([&gate] { gate.Open(); });
     sut.reset();

@@ -44,6 +44,8 @@
 #ifndef ORN_APP_H
 #define ORN_APP_H
 
+/* NOLINTBEGIN(modernize-deprecated-headers,modernize-use-using): C reads it, too */
+
 #include <stdbool.h>
 #include <stdint.h>
 
@@ -205,5 +207,7 @@ ORN_APP_EXPORT void orn_app_stop(void* app);
 #ifdef __cplusplus
 }
 #endif
+
+/* NOLINTEND(modernize-deprecated-headers,modernize-use-using) */
 
 #endif

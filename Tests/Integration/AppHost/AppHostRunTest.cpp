@@ -1,0 +1,209 @@
+#include <csignal>
+#include <string>
+#include <vector>
+
+#include "AppHostFixture.h"
+
+namespace {
+
+using IntegrationTest::AppHostFixture;
+using TestSupport::ExitStatus;
+using Texts = std::vector<std::string>;
+
+const std::string Stopped = "1001001 3.1:0";
+const std::string Starting = "1001001 3.1:1";
+const std::string Running = "1001001 3.1:2";
+const std::string Stopping = "1001001 3.1:3";
+
+const std::string ShutDown = "3.1:1";
+const std::string CommunicationOn = "3.1:2";
+const std::string CommunicationOff = "3.1:3";
+
+/// What the app that makes trouble tells.
+std::string Told(const std::string& text) {
+    return "1010021 5.1:" + text;
+}
+
+class AppHostRun : public AppHostFixture {
+protected:
+    void StartTroubleApp(const std::string& trouble) {
+        SetUpDevice(trouble);
+        Start(ORN_TROUBLE_APP);
+    }
+    /// Lets the running app make its trouble.
+    void Call() { Write(Co1, "2.1:1"); }
+};
+
+TEST_F(AppHostRun, leadsAnAppFromItsStartToItsEnd) {
+    StartTroubleApp("none");
+    EXPECT_EQ(NextReports(2), (Texts{Starting, Running}));
+    Write(Event, CommunicationOn);
+    EXPECT_EQ(NextReport(), Told("on"));
+    EXPECT_EQ(CountHeartbeats(), 1U);
+    Call();
+    EXPECT_EQ(NextReport(), Told("called"));
+    Write(Event, CommunicationOff);
+    EXPECT_EQ(NextReport(), Told("off"));
+    Write(Event, ShutDown);
+    EXPECT_EQ(NextReports(3), (Texts{Stopping, Told("stopped"), Stopped}));
+    EXPECT_EQ(WaitForExit(), ExitStatus::Exited(0));
+}
+
+TEST_F(AppHostRun, obeysNoEventFromBeforeItsStart) {
+    SetUpDevice("none");
+    Write(Event, ShutDown);
+    Start(ORN_TROUBLE_APP);
+    EXPECT_EQ(NextReports(2), (Texts{Starting, Running}));
+    Call();
+    EXPECT_EQ(NextReport(), Told("called"));
+    Write(Event, ShutDown);
+    EXPECT_EQ(NextReports(3), (Texts{Stopping, Told("stopped"), Stopped}));
+    EXPECT_EQ(WaitForExit(), ExitStatus::Exited(0));
+}
+
+TEST_F(AppHostRun, copiesManyValuesInOrder) {
+    SetUpDevice();
+    Start(ORN_COPY_APP);
+    EXPECT_EQ(NextReports(2), (Texts{Starting, Running}));
+    constexpr int Count = 2000;
+    for (int i = 0; i < Count; ++i) {
+        Write(Co1, "3.1:" + std::to_string(i / 2));
+    }
+    for (int i = 0; i < Count; ++i) {
+        ASSERT_EQ(NextReport(), "1010021 3.1:" + std::to_string(i / 2));
+    }
+    Write(Event, ShutDown);
+    EXPECT_EQ(NextReports(2), (Texts{Stopping, Stopped}));
+    EXPECT_EQ(WaitForExit(), ExitStatus::Exited(0));
+}
+
+TEST_F(AppHostRun, endsByASignalAsByAnEvent) {
+    for (const int signal : {SIGTERM, SIGINT}) {
+        StartTroubleApp("none");
+        EXPECT_EQ(NextReports(2), (Texts{Starting, Running}));
+        appHost->Signal(signal);
+        EXPECT_EQ(NextReports(3), (Texts{Stopping, Told("stopped"), Stopped}));
+        EXPECT_EQ(WaitForExit(), ExitStatus::Exited(0));
+    }
+}
+
+TEST_F(AppHostRun, reportsStoppedWhenTheAppDoesNotStart) {
+    StartTroubleApp("start throw");
+    EXPECT_EQ(NextReports(2), (Texts{Starting, Stopped}));
+    EXPECT_EQ(WaitForExit(), ExitStatus::Exited(1));
+    EXPECT_TRUE(appHost->WaitForLine("ERROR OrnAppHost - The app threw an exception: trouble"));
+}
+
+TEST_F(AppHostRun, stopsAnAppThatThrows) {
+    StartTroubleApp("call throw");
+    EXPECT_EQ(NextReports(2), (Texts{Starting, Running}));
+    Call();
+    EXPECT_EQ(NextReports(4), (Texts{Told("called"), Stopping, Told("stopped"), Stopped}));
+    EXPECT_EQ(WaitForExit(), ExitStatus::Exited(1));
+}
+
+TEST_F(AppHostRun, stopsAnAppThatGivesUp) {
+    StartTroubleApp("call fail");
+    EXPECT_EQ(NextReports(2), (Texts{Starting, Running}));
+    Call();
+    EXPECT_EQ(NextReports(4), (Texts{Told("called"), Stopping, Told("stopped"), Stopped}));
+    EXPECT_EQ(WaitForExit(), ExitStatus::Exited(1));
+    EXPECT_TRUE(appHost->WaitForLine("ERROR OrnAppHost.TroubleApp - trouble"));
+}
+
+class AppHostRunOfAnExit : public AppHostRun, public testing::WithParamInterface<const char*> {};
+
+TEST_P(AppHostRunOfAnExit, reportsStoppedForAnAppThatEndsTheProcess) {
+    StartTroubleApp(GetParam());
+    std::string report = NextReport();
+    EXPECT_EQ(report, Starting);
+    if (std::string(GetParam()).find("start") != 0) {
+        EXPECT_EQ(NextReport(), Running);
+        Call();
+        EXPECT_EQ(NextReport(), Told("called"));
+    }
+    EXPECT_EQ(NextReport(), Stopped);
+    EXPECT_EQ(WaitForExit(), ExitStatus::Exited(1));
+    EXPECT_TRUE(appHost->WaitForLine("ERROR OrnAppHost - The app ended the process"));
+}
+
+INSTANTIATE_TEST_SUITE_P(All, AppHostRunOfAnExit,
+                         testing::Values("start exit", "start exit on a thread", "call exit", "call exit on a thread"));
+
+struct Crash {
+    const char* trouble;
+    int signal;
+};
+
+class AppHostRunOfACrash : public AppHostRun, public testing::WithParamInterface<Crash> {};
+
+TEST_P(AppHostRunOfACrash, saysSoAndDiesOfTheSignal) {
+    StartTroubleApp(GetParam().trouble);
+    EXPECT_EQ(NextReports(2), (Texts{Starting, Running}));
+    Call();
+    EXPECT_EQ(NextReport(), Told("called"));
+    EXPECT_EQ(WaitForExit(), ExitStatus::Killed(GetParam().signal));
+    EXPECT_TRUE(appHost->WaitForLine("ornapphost: the app has crashed; call stack:"));
+}
+
+INSTANTIATE_TEST_SUITE_P(All, AppHostRunOfACrash,
+                         testing::Values(Crash{"call crash", SIGSEGV}, Crash{"call abort", SIGABRT}));
+
+class AppHostRunOfAHang : public AppHostRun, public testing::WithParamInterface<const char*> {};
+
+TEST_P(AppHostRunOfAHang, isEndedByTheSecondSignal) {
+    StartTroubleApp(GetParam());
+    while (NextReport() != Told("hanging")) {
+        const std::string place = GetParam();
+        if (place == "call hang") {
+            Call();
+        } else if (place == "stop hang") {
+            Write(Event, ShutDown);
+        }
+    }
+    appHost->Signal(SIGTERM);
+    EXPECT_TRUE(appHost->WaitForLine("INFO  OrnAppHost - Asked to end by signal 15"));
+    appHost->Signal(SIGTERM);
+    EXPECT_EQ(WaitForExit(), ExitStatus::Exited(128 + SIGTERM));
+}
+
+INSTANTIATE_TEST_SUITE_P(All, AppHostRunOfAHang, testing::Values("start hang", "call hang", "stop hang"));
+
+TEST_F(AppHostRun, endsWithItsParent) {
+    SetUpDevice("none");
+    StartAsGrandchild(ORN_TROUBLE_APP);
+    EXPECT_EQ(NextReports(2), (Texts{Starting, Running}));
+    appHost->Signal(SIGKILL);
+    EXPECT_EQ(NextReports(3), (Texts{Stopping, Told("stopped"), Stopped}));
+    // The orphan held the outputs open; it is gone when they are closed.
+    EXPECT_FALSE(appHost->WaitForLine("never written"));
+}
+
+TEST_F(AppHostRun, endsWithItsParentThoughTheAppHangs) {
+    SetUpDevice("call hang");
+    StartAsGrandchild(ORN_TROUBLE_APP);
+    EXPECT_EQ(NextReports(2), (Texts{Starting, Running}));
+    Call();
+    EXPECT_EQ(NextReports(2), (Texts{Told("called"), Told("hanging")}));
+    appHost->Signal(SIGKILL);
+    EXPECT_TRUE(appHost->WaitForLine("FATAL OrnAppHost - The app does not stop: the process is ended"));
+    EXPECT_FALSE(appHost->WaitForLine("never written"));
+}
+
+TEST_F(AppHostRun, endsWhenTheDeviceStackStaysGone) {
+    StartTroubleApp("none");
+    EXPECT_EQ(NextReports(2), (Texts{Starting, Running}));
+    sut.Signal(SIGKILL);
+    EXPECT_EQ(WaitForExit(), ExitStatus::Exited(1));
+    EXPECT_TRUE(appHost->WaitForLine("ERROR OrnAppHost - The device stack is gone: the app is ended"));
+}
+
+TEST_F(AppHostRun, failsWithoutTheDevice) {
+    Start(ORN_COPY_APP);
+    EXPECT_EQ(WaitForExit(), ExitStatus::Exited(1));
+    EXPECT_TRUE(
+        appHost->WaitForLine("FATAL OrnAppHost - The app host ends: the device stack refuses the request for "
+                             "the object model: "));
+}
+
+}  // namespace

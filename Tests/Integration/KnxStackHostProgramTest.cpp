@@ -1,0 +1,112 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/local/stream_protocol.hpp>
+#include <boost/filesystem/operations.hpp>
+#include <csignal>
+
+#include "ChildProcess.h"
+#include "TemporaryFolder.h"
+
+namespace {
+
+using testing::Each;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+using TestSupport::ChildProcess;
+using TestSupport::ExitStatus;
+
+constexpr const char* Device = ORN_DEVICES_DIRECTORY "/stairlight.json";
+
+std::string Plugin(const std::string& name) {
+    return std::string(TEST_PLUGIN_FOLDER) + "/lib" + name + ".so";
+}
+
+class KnxStackHostProgramTest : public testing::Test {
+protected:
+    /// Runs the program until it ends by itself; checks that it says one line, and gives it.
+    std::string GetErrorOf(const std::vector<std::string>& arguments, int code) {
+        ChildProcess sut(KNXSTACKHOST_PROGRAM, arguments);
+        EXPECT_EQ(sut.WaitForExit(), ExitStatus::Exited(code));
+        const auto lines = sut.GetErrorLines();
+        EXPECT_EQ(lines.size(), 1U);
+        return lines.empty() ? "" : lines.front();
+    }
+
+    const TemporaryFolder folder;
+    const std::string control = (folder.GetPath() / "control").string();
+};
+
+TEST_F(KnxStackHostProgramTest, EachFailureToStartHasItsLineAndItsExitCode) {
+    const std::string plugin = Plugin("GoodPlugin");
+    EXPECT_EQ(GetErrorOf({}, 2), "knxstackhost: --device is missing; expected the file of a device description");
+    EXPECT_THAT(GetErrorOf({"--device", Device, "--library", "/nowhere.so"}, 3),
+                StartsWith("knxstackhost: /nowhere.so: cannot be loaded ("));
+    EXPECT_EQ(GetErrorOf({"--device", Device, "--library", Plugin("PluginOfVersion9")}, 3),
+              "knxstackhost: " + Plugin("PluginOfVersion9") + ": getKnxStackApiVersion() is 9; expected 10");
+    EXPECT_THAT(GetErrorOf({"--device", "/nowhere.json", "--library", plugin}, 4), HasSubstr("/nowhere.json"));
+    EXPECT_EQ(GetErrorOf({"--device", Device, "--library", plugin, "--quiet", "--bus", "knxd:local:/nowhere"}, 5),
+              "knxstackhost: no knxd at local:/nowhere: No such file or directory");
+    EXPECT_THAT(GetErrorOf({"--device", Device, "--library", plugin, "--quiet", "--control", "/nowhere/control"}, 6),
+                StartsWith("knxstackhost: /nowhere/control: the control socket cannot be made"));
+    EXPECT_THAT(GetErrorOf({"--device", Device, "--library", plugin, "--quiet", "--log", "/nowhere/log"}, 1),
+                StartsWith("knxstackhost: /nowhere/log: the log cannot be written"));
+}
+
+TEST_F(KnxStackHostProgramTest, HelpEndsWithSuccess) {
+    ChildProcess sut(KNXSTACKHOST_PROGRAM, {"--help"});
+    EXPECT_EQ(sut.WaitForExit(), ExitStatus::Exited(0));
+    EXPECT_TRUE(sut.WaitForLine("Exit codes:"));
+}
+
+TEST_F(KnxStackHostProgramTest, ASignalEndsTheProgramInOrder) {
+    for (const int signal : {SIGTERM, SIGINT}) {
+        ChildProcess sut(KNXSTACKHOST_PROGRAM,
+                         {"--device", Device, "--library", Plugin("GoodPlugin"), "--control", control});
+        ASSERT_TRUE(sut.WaitForLine("KNX stack host: Stair light, app StairLight, 1.1.10, 4 group objects"));
+        ASSERT_TRUE(sut.WaitForLine("Init returned 2"));
+        EXPECT_TRUE(boost::filesystem::exists(control));
+        ASSERT_TRUE(sut.Signal(signal));
+        EXPECT_EQ(sut.WaitForExit(), ExitStatus::Exited(0));
+        EXPECT_TRUE(sut.WaitForLine("Exit returned 1"));
+        EXPECT_FALSE(boost::filesystem::exists(control));
+        EXPECT_TRUE(sut.GetErrorLines().empty());
+    }
+}
+
+TEST_F(KnxStackHostProgramTest, ASecondSignalEndsItHard) {
+    ChildProcess sut(KNXSTACKHOST_PROGRAM, {"--device", Device, "--library", Plugin("HangingPlugin")});
+    ASSERT_TRUE(sut.WaitForLine("Init returned 2"));
+    ASSERT_TRUE(sut.Signal(SIGTERM));
+    ASSERT_TRUE(sut.WaitForLine("ending"));
+    ASSERT_TRUE(sut.Signal(SIGTERM));
+    EXPECT_EQ(sut.WaitForExit(), ExitStatus::Exited(1));
+    EXPECT_THAT(sut.GetErrorLines(), ElementsAre("knxstackhost: ended hard by a second signal"));
+}
+
+TEST_F(KnxStackHostProgramTest, QuietMeansSilentAndNoTerminalMeansNoColours) {
+    ChildProcess quiet(KNXSTACKHOST_PROGRAM,
+                       {"--device", Device, "--library", Plugin("GoodPlugin"), "--quiet", "--control", control});
+    boost::asio::io_context io;
+    boost::asio::local::stream_protocol::socket socket(io);
+    boost::system::error_code error = boost::asio::error::not_found;
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (error && std::chrono::steady_clock::now() < end) {
+        socket.close();
+        socket.connect(control, error);
+    }
+    EXPECT_FALSE(error);
+    ASSERT_TRUE(quiet.Signal(SIGTERM));
+    EXPECT_EQ(quiet.WaitForExit(), ExitStatus::Exited(0));
+    EXPECT_TRUE(quiet.GetOutputLines().empty());
+
+    ChildProcess loud(KNXSTACKHOST_PROGRAM, {"--device", Device, "--library", Plugin("GoodPlugin")});
+    ASSERT_TRUE(loud.WaitForLine("Init returned 2"));
+    ASSERT_TRUE(loud.Signal(SIGTERM));
+    EXPECT_EQ(loud.WaitForExit(), ExitStatus::Exited(0));
+    EXPECT_THAT(loud.GetOutputLines(), Each(testing::Not(HasSubstr("\x1b"))));
+}
+
+}  // namespace
