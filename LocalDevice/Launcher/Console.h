@@ -5,8 +5,8 @@
 
 namespace LocalDevice {
 
-/// What the launcher tells people: one line for each event, on the standard output, with the time of day and its
-/// subject in front. For one thread.
+/// What the launcher tells people, one line for each event, in the form of the KNX stack host's own lines. For one
+/// thread.
 class Console {
 public:
     /// `out` must outlive it.
@@ -17,7 +17,7 @@ public:
     /// A line of its own, as it is.
     void Print(const std::string& line);
 
-    /// "10:15:02.123  device stack  text"
+    /// "10:15:02.123 == device stack: text"
     void Tell(const std::string& subject, const std::string& text);
 
 private:

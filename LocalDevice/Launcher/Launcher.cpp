@@ -76,7 +76,7 @@ void Launcher::AddDevice(const std::string& nameOrFile) {
     handlers.process.command = [this, index] { return HostCommand(*devices_[index]); };
     handlers.process.onOutput = [this, index](const std::string& line) {
         if (!options_.quiet && !options_.once) {
-            console_.Tell(devices_[index]->GetName(), line);
+            console_.Print(devices_.size() > 1 ? "[" + std::to_string(index + 1) + "] " + line : line);
         }
     };
     handlers.process.onEnded = [this, index](const std::string& how) { OnEnded(devices_[index]->GetHost(), how); };
