@@ -26,7 +26,7 @@ using testing::StartsWith;
 using TestSupport::LogLine;
 using TestSupport::WebSocketClient;
 
-constexpr std::chrono::milliseconds Short{150};
+constexpr std::chrono::milliseconds Short{400};
 constexpr std::size_t QueueLimit = 10000;
 
 /// The server in a thread of this process, with limits that a test can reach.
@@ -99,7 +99,7 @@ TEST_F(DeviceStackLimitsTest, HalfAFrameIsNoSignOfLifeForLong) {
 TEST_F(DeviceStackLimitsTest, AHealthyClientMayBeIdle) {
     WebSocketClient client(GetPort());
     // Answers pings meanwhile, as every WebSocket library does.
-    EXPECT_EQ(client.Receive(10 * Short), std::nullopt);
+    EXPECT_EQ(client.Receive(5 * Short), std::nullopt);
     EXPECT_TRUE(client.IsOpen());
     ASSERT_TRUE(client.Send(R"({"request":1,"command":"EnableNativeFormat"})"));
     EXPECT_THAT(client.Receive(), Optional(std::string(R"({"request":1,"response":{}})")));
