@@ -256,13 +256,25 @@ TEST_F(StairLight, DownloadThatIsAbortedAndCompletedLaterEndsWell) {
     description["parameters"]["text"]["1"] = "Hello";
     const std::string file = WriteDescription(description);
 
-    Download(file, {{"abortAfter", 9}});
-    EXPECT_EQ(host_.GetStatus().at("loadStates").at("9"), "loading");
+    Download(file, {{"abortAfter", 40960}});
+    EXPECT_EQ(host_.GetStatus().at("loadStates").at("40960"), "loading");
     ASSERT_TRUE(WaitUntil([this] { return host_.GetAppHosts().empty(); }));
     TelegramMonitor monitor(host_);
     DownloadAndWait(file);
 
     EXPECT_EQ(monitor.NextSent("1/0/4"), "Hello");
+    EXPECT_EQ(host_.GetAppHosts().size(), 1U);
+}
+
+TEST_F(StairLight, DownloadThatIsAbortedBeforeTheApplicationsOwnObjectLeavesTheAppRunning) {
+    ASSERT_TRUE(host_.WaitForRunState("running"));
+    const std::string file = WriteDescription(ReadStairLight());
+
+    Download(file, {{"abortAfter", 9}});
+
+    EXPECT_EQ(host_.GetStatus().at("loadStates").at("9"), "loading");
+    EXPECT_EQ(host_.GetAppHosts().size(), 1U);
+    DownloadAndWait(file);
     EXPECT_EQ(host_.GetAppHosts().size(), 1U);
 }
 
@@ -308,8 +320,10 @@ TEST(DeadDeviceStack, DeviceWorksAgainOnceItsDeviceStackIsBack) {
     // The client finds the new one by itself; until then a restart fails without harm.
     ASSERT_TRUE(WaitUntil([&host] { return host.RestartAndWait() && host.GetStatus().at("runState") == "running"; }));
     TelegramMonitor monitor(host);
-    host.Write("1/0/1", "1");
-    EXPECT_EQ(monitor.NextSent("1/0/2"), "1");
+    EXPECT_TRUE(WaitUntil([&host, &monitor] {
+        host.Write("1/0/1", "1");
+        return monitor.NextSent("1/0/2", Milliseconds(500)) == "1";
+    }));
 }
 
 TEST(TwoDevices, RunSideBySideOnOneDeviceStack) {
