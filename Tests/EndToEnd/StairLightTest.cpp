@@ -194,9 +194,7 @@ TEST_F(StairLight, ComesBackFromTwentyRestartsWhileALaunchIsUnderWay) {
         std::this_thread::sleep_for(Milliseconds(restart * 7));
     }
 
-    const auto cycles = host_.GetStatus().at("cycles").get<int>();
-    ASSERT_TRUE(WaitUntil([this] { return host_.Ask({{"command", "restart"}}).at("result") == 2; }));
-    EXPECT_TRUE(WaitUntil([this, cycles] { return host_.GetStatus().at("cycles").get<int>() > cycles; }));
+    EXPECT_TRUE(host_.RestartAndWait());
     EXPECT_TRUE(host_.WaitForRunState("running"));
     EXPECT_TRUE(WaitUntil([this] { return host_.GetAppHosts().size() == 1; }));
     TelegramMonitor monitor(host_);
