@@ -6,6 +6,7 @@
 #include <boost/functional/hash.hpp>
 #include <cmath>
 #include <cstdio>
+#include <iterator>
 #include <memory>
 #include <utility>
 
@@ -38,13 +39,6 @@ std::string Describe(const FilterEntry& entry) {
 
 }  // namespace
 
-std::size_t EventFilter::KeyHash::operator()(const Key& key) const noexcept {
-    std::size_t seed = std::hash<std::string>{}(key.value);
-    boost::hash_combine(seed, key.co);
-    boost::hash_combine(seed, key.dpt);
-    return seed;
-}
-
 EventFilter::EventFilter(const log4cplus::Logger& logger) : logger_(logger) {}
 
 EventFilter::~EventFilter() {
@@ -54,10 +48,13 @@ EventFilter::~EventFilter() {
 
 EventFilter::Key EventFilter::MakeKey(const FilterEntry& entry) {
     const auto& bytes = entry.value.GetBytes();
-    if (GetMainNumber(entry.dpt) == FloatMainNumber && bytes.size() == sizeof(float)) {
-        return {entry.co, entry.dpt, FloatText(entry.value.GetFloatValue())};
-    }
-    return {entry.co, entry.dpt, {bytes.begin(), bytes.end()}};
+    const bool isFloat = GetMainNumber(entry.dpt) == FloatMainNumber && bytes.size() == sizeof(float);
+    Key key{entry.co, entry.dpt,
+            isFloat ? FloatText(entry.value.GetFloatValue()) : std::string(bytes.begin(), bytes.end()), 0};
+    key.hash = std::hash<std::string>{}(key.value);
+    boost::hash_combine(key.hash, key.co);
+    boost::hash_combine(key.hash, key.dpt);
+    return key;
 }
 
 void EventFilter::AddEvent(FilterEntry entry) {
@@ -69,7 +66,11 @@ void EventFilter::AddEvent(FilterEntry entry) {
     record->number = ++added_;
     record->key = &sameEvents->first;
     sameEvents->second.push_back(*record);
-    byDeathTime_.insert(byDeathTime_.end(), *record.release());
+    auto next = byDeathTime_.end();
+    while (next != byDeathTime_.begin() && std::prev(next)->entry.deathTime > record->entry.deathTime) {
+        --next;
+    }
+    byDeathTime_.insert(next, *record.release());
 }
 
 bool EventFilter::RemoveEvent(const FilterEntry& probe) {

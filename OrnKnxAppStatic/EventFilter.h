@@ -4,7 +4,6 @@
 
 #include <boost/date_time/posix_time/ptime.hpp>
 #include <boost/intrusive/list.hpp>
-#include <boost/intrusive/set.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -55,19 +54,20 @@ private:
         std::uint16_t co;
         std::uint32_t dpt;
         std::string value;  ///< the bytes, or the text of a float: equal for equal values
+        std::size_t hash;   ///< of the three
 
         friend bool operator==(const Key& a, const Key& b) noexcept {
-            return a.co == b.co && a.dpt == b.dpt && a.value == b.value;
+            return a.hash == b.hash && a.co == b.co && a.dpt == b.dpt && a.value == b.value;
         }
     };
     struct KeyHash {
-        std::size_t operator()(const Key& key) const noexcept;
+        std::size_t operator()(const Key& key) const noexcept { return key.hash; }
     };
     struct Record;
-    struct EarlierDeath;
     struct SameEventTag;
+    struct DeathTimeTag;
     using SameEventHook = boost::intrusive::list_base_hook<boost::intrusive::tag<SameEventTag>>;
-    using DeathTimeHook = boost::intrusive::set_base_hook<>;
+    using DeathTimeHook = boost::intrusive::list_base_hook<boost::intrusive::tag<DeathTimeTag>>;
     /// The entries of one key, oldest first.
     using SameEvents = boost::intrusive::list<Record, boost::intrusive::base_hook<SameEventHook>>;
     using ByKey = std::unordered_map<Key, SameEvents, KeyHash>;
@@ -76,11 +76,9 @@ private:
         std::uint64_t number;  ///< counts the entries in the order in which they were added
         const Key* key;        ///< the one under which it is found
     };
-    struct EarlierDeath {
-        bool operator()(const Record& a, const Record& b) const { return a.entry.deathTime < b.entry.deathTime; }
-    };
-    using ByDeathTime = boost::intrusive::multiset<Record, boost::intrusive::base_hook<DeathTimeHook>,
-                                                   boost::intrusive::compare<EarlierDeath>>;
+    /// All entries, those that die first at the front. A new one belongs to the back, but for a clock that was set back
+    /// since the last sweep.
+    using ByDeathTime = boost::intrusive::list<Record, boost::intrusive::base_hook<DeathTimeHook>>;
 
     static Key MakeKey(const FilterEntry& entry);
     void Remove(ByKey::iterator sameEvents, Record& record);

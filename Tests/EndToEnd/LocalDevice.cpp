@@ -175,9 +175,13 @@ bool Host::WaitForRunState(const std::string& state, Milliseconds limit) {
 }
 
 bool Host::RestartAndWait() {
-    const auto reported = GetStatus().at("runStates").get<int>();
-    return Ask({{"command", "restart"}}).at("result") == 2 &&
-           WaitUntil([this, reported] { return GetStatus().at("runStates").get<int>() > reported; });
+    const json before = GetStatus();
+    // A request while the cycle of an earlier one ends is a duplicate and begins none.
+    const bool hasBegun = WaitUntil([this, &before] {
+        return Ask({{"command", "restart"}}).at("result") == 2 &&
+               WaitUntil([this, &before] { return GetStatus().at("cycles") > before.at("cycles"); }, Milliseconds(500));
+    });
+    return hasBegun && WaitUntil([this, &before] { return GetStatus().at("runStates") > before.at("runStates"); });
 }
 
 void Host::Write(const std::string& address, const std::string& value) {

@@ -194,9 +194,7 @@ TEST_F(StairLight, ComesBackFromTwentyRestartsWhileALaunchIsUnderWay) {
         std::this_thread::sleep_for(Milliseconds(restart * 7));
     }
 
-    const auto cycles = host_.GetStatus().at("cycles").get<int>();
-    ASSERT_TRUE(WaitUntil([this] { return host_.Ask({{"command", "restart"}}).at("result") == 2; }));
-    EXPECT_TRUE(WaitUntil([this, cycles] { return host_.GetStatus().at("cycles").get<int>() > cycles; }));
+    EXPECT_TRUE(host_.RestartAndWait());
     EXPECT_TRUE(host_.WaitForRunState("running"));
     EXPECT_TRUE(WaitUntil([this] { return host_.GetAppHosts().size() == 1; }));
     TelegramMonitor monitor(host_);
@@ -256,13 +254,25 @@ TEST_F(StairLight, DownloadThatIsAbortedAndCompletedLaterEndsWell) {
     description["parameters"]["text"]["1"] = "Hello";
     const std::string file = WriteDescription(description);
 
-    Download(file, {{"abortAfter", 9}});
-    EXPECT_EQ(host_.GetStatus().at("loadStates").at("9"), "loading");
+    Download(file, {{"abortAfter", 40960}});
+    EXPECT_EQ(host_.GetStatus().at("loadStates").at("40960"), "loading");
     ASSERT_TRUE(WaitUntil([this] { return host_.GetAppHosts().empty(); }));
     TelegramMonitor monitor(host_);
     DownloadAndWait(file);
 
     EXPECT_EQ(monitor.NextSent("1/0/4"), "Hello");
+    EXPECT_EQ(host_.GetAppHosts().size(), 1U);
+}
+
+TEST_F(StairLight, DownloadThatIsAbortedBeforeTheApplicationsOwnObjectLeavesTheAppRunning) {
+    ASSERT_TRUE(host_.WaitForRunState("running"));
+    const std::string file = WriteDescription(ReadStairLight());
+
+    Download(file, {{"abortAfter", 9}});
+
+    EXPECT_EQ(host_.GetStatus().at("loadStates").at("9"), "loading");
+    EXPECT_EQ(host_.GetAppHosts().size(), 1U);
+    DownloadAndWait(file);
     EXPECT_EQ(host_.GetAppHosts().size(), 1U);
 }
 
@@ -308,8 +318,10 @@ TEST(DeadDeviceStack, DeviceWorksAgainOnceItsDeviceStackIsBack) {
     // The client finds the new one by itself; until then a restart fails without harm.
     ASSERT_TRUE(WaitUntil([&host] { return host.RestartAndWait() && host.GetStatus().at("runState") == "running"; }));
     TelegramMonitor monitor(host);
-    host.Write("1/0/1", "1");
-    EXPECT_EQ(monitor.NextSent("1/0/2"), "1");
+    EXPECT_TRUE(WaitUntil([&host, &monitor] {
+        host.Write("1/0/1", "1");
+        return monitor.NextSent("1/0/2", Milliseconds(500)) == "1";
+    }));
 }
 
 TEST(TwoDevices, RunSideBySideOnOneDeviceStack) {

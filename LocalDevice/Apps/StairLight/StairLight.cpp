@@ -70,8 +70,9 @@ orn_result StairLight::Listen() {
     const auto onBrightness = [](void* context, std::uint16_t, const orn_value* value) {
         Of(context).OnBrightness(*value);
     };
+    // Without the sensor the light is switched on at any time: unknown brightness counts as dark.
     const orn_result result = host_.on_value(&host_, Brightness, onBrightness, this);
-    if (result != ORN_OK) {
+    if (result != ORN_OK && result != ORN_NO_SUCH_CO) {
         return result;
     }
     const auto onButton = [](void* context, std::uint16_t, const orn_value* value) { Of(context).OnButton(*value); };

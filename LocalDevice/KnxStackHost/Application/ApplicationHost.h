@@ -23,8 +23,8 @@ namespace LocalDevice {
 struct ApplicationHostTimes {
     std::chrono::milliseconds firstInitPause{500};
     std::chrono::milliseconds longestInitPause{10'000};
-    std::chrono::milliseconds unloadGrace{100};     ///< how long the restart waits for the event before it
-    std::chrono::milliseconds restartRepeat{200};   ///< between two restarts after a download
+    std::chrono::milliseconds unloadGrace{100};       ///< how long the restart waits for the event before it
+    std::chrono::milliseconds restartRepeat{200};     ///< between two restarts after a download
     std::chrono::milliseconds restartBound{150'000};  ///< from when on no more of them follows
 };
 
@@ -68,8 +68,7 @@ public:
     std::uint64_t GetRestartCount() const { return restarts_; }
 
 private:
-    using Program =
-        std::unique_ptr<KnxStack::IApplicationProgram, std::function<void(KnxStack::IApplicationProgram*)>>;
+    using Program = std::unique_ptr<KnxStack::IApplicationProgram, std::function<void(KnxStack::IApplicationProgram*)>>;
 
     CallResult Run(std::function<CallResult()> call);
     CallResult StartNow();

@@ -117,8 +117,8 @@ bool Downloader::Step(std::uint16_t objectType, LoadEvent event) {
 void Downloader::Write(std::uint16_t objectType, LoadEvent event) {
     InterfaceObject& object = *objects_.Find(objectType);
     const LoadState state = object.GetLoadState();
-    const bool leavesLoaded = objectType == ObjectType::Application && state == LoadState::Loaded &&
-                              Next(state, event) != LoadState::Loaded;
+    const bool leavesLoaded =
+        objectType == ObjectType::Application && state == LoadState::Loaded && Next(state, event) != LoadState::Loaded;
     cyclesBeforeLastStep_ = hub_.GetCycleCount();
     if (leavesLoaded) {
         hub_.ForgetRunState();

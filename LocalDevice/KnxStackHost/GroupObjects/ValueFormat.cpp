@@ -14,10 +14,10 @@ struct MainType {
 };
 
 constexpr std::array MainTypes{
-    MainType{1, 1},   MainType{2, 2},   MainType{3, 4},   MainType{4, 8},   MainType{5, 8},    MainType{6, 8},
-    MainType{7, 16},  MainType{8, 16},  MainType{9, 16},  MainType{10, 24}, MainType{11, 24},  MainType{12, 32},
-    MainType{13, 32}, MainType{14, 32}, MainType{15, 32}, MainType{16, 112}, MainType{17, 8},  MainType{18, 8},
-    MainType{19, 64}, MainType{20, 8},  MainType{21, 8},  MainType{22, 16}, MainType{26, 8},   MainType{27, 32},
+    MainType{1, 1},   MainType{2, 2},   MainType{3, 4},    MainType{4, 8},    MainType{5, 8},    MainType{6, 8},
+    MainType{7, 16},  MainType{8, 16},  MainType{9, 16},   MainType{10, 24},  MainType{11, 24},  MainType{12, 32},
+    MainType{13, 32}, MainType{14, 32}, MainType{15, 32},  MainType{16, 112}, MainType{17, 8},   MainType{18, 8},
+    MainType{19, 64}, MainType{20, 8},  MainType{21, 8},   MainType{22, 16},  MainType{26, 8},   MainType{27, 32},
     MainType{28, 0},  MainType{29, 64}, MainType{232, 24}, MainType{235, 48}, MainType{242, 48}, MainType{251, 48},
 };
 

@@ -14,8 +14,8 @@ struct StoredProperty {
 };
 
 constexpr std::array StoredProperties{
-    StoredProperty{ObjectType::Device, 11, PropertyDataType::Generic06, 1},         // serial number
-    StoredProperty{ObjectType::Device, 78, PropertyDataType::Generic06, 1},         // hardware type
+    StoredProperty{ObjectType::Device, 11, PropertyDataType::Generic06, 1},          // serial number
+    StoredProperty{ObjectType::Device, 78, PropertyDataType::Generic06, 1},          // hardware type
     StoredProperty{ObjectType::IpParameters, 52, PropertyDataType::UnsignedInt, 1},  // individual address
     // Additional individual addresses; here with 32 bits an element.
     StoredProperty{ObjectType::IpParameters, 53, PropertyDataType::UnsignedLong, 255},
@@ -53,8 +53,7 @@ InterfaceObjects::InterfaceObjects() {
         objects_[type] = std::make_unique<InterfaceObject>(type, true);
     }
     for (const auto& [objectType, propertyId, dataType, maxElements] : StoredProperties) {
-        objects_[objectType]->CreateProperty(propertyId, static_cast<int>(dataType), maxElements, 0, 1)
-            ->Enable(1);
+        objects_[objectType]->CreateProperty(propertyId, static_cast<int>(dataType), maxElements, 0, 1)->Enable(1);
     }
 }
 

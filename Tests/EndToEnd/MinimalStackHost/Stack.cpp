@@ -276,9 +276,8 @@ bool Stack::WithUser(Call call) {
 }
 
 bool Stack::SendWrite(std::uint16_t number, const Bytes& value) {
-    return WithUser([&](KnxStack::IGroupValueUser& user) {
-        return user.OnGroupValueWrite(number, KnxStack::GroupValue(value));
-    });
+    return WithUser(
+        [&](KnxStack::IGroupValueUser& user) { return user.OnGroupValueWrite(number, KnxStack::GroupValue(value)); });
 }
 
 bool Stack::SendResponse(std::uint16_t number, const Bytes& value) {
@@ -289,9 +288,8 @@ bool Stack::SendResponse(std::uint16_t number, const Bytes& value) {
 
 std::optional<Bytes> Stack::SendRead(std::uint16_t number) {
     KnxStack::GroupValue value;
-    const bool isThere = WithUser([&](KnxStack::IGroupValueUser& user) {
-        return user.OnGroupValueRead(number, value, false);
-    });
+    const bool isThere =
+        WithUser([&](KnxStack::IGroupValueUser& user) { return user.OnGroupValueRead(number, value, false); });
     return isThere ? std::optional(value.GetBytes()) : std::nullopt;
 }
 

@@ -133,6 +133,8 @@ INSTANTIATE_TEST_SUITE_P(All, AppHostRunOfAnExit,
 struct Crash {
     const char* trouble;
     int signal;
+
+    friend std::ostream& operator<<(std::ostream& stream, const Crash& crash) { return stream << crash.trouble; }
 };
 
 class AppHostRunOfACrash : public AppHostRun, public testing::WithParamInterface<Crash> {};
@@ -141,7 +143,6 @@ TEST_P(AppHostRunOfACrash, saysSoAndDiesOfTheSignal) {
     StartTroubleApp(GetParam().trouble);
     EXPECT_EQ(NextReports(2), (Texts{Starting, Running}));
     Call();
-    EXPECT_EQ(NextReport(), Told("called"));
     EXPECT_EQ(WaitForExit(), ExitStatus::Killed(GetParam().signal));
     EXPECT_TRUE(appHost->WaitForLine("ornapphost: the app has crashed; call stack:"));
 }

@@ -78,7 +78,7 @@ TEST(EventTextTest, AValueWithoutAddressAndWithControlCharactersStaysOneLine) {
     event.value = KnxStack::GroupValue(event.telegram.data);
     event.verdict = Verdict::Kept;
     EXPECT_EQ(Format(event),
-              "<- write    -         CO 3   Brightness           16.001  a.b [610a6200000000000000000000000000]  kept");
+              "<- write    -         CO 3   Brightness           16.001  a.b [610a620000000000000000000000]  kept");
 }
 
 TEST(EventTextTest, TheOtherEventsAreLinesToo) {
