@@ -1,19 +1,19 @@
 #include "SupervisedProcess.h"
 
+#include <boost/algorithm/string/predicate.hpp>
+#include <boost/filesystem/path.hpp>
 #include <boost/system/system_error.hpp>
 
 namespace LocalDevice {
 
 void SupervisedProcess::Start() {
     const LaunchCommand command = handlers_.command();
-    lastLine_.clear();
+    complaintBegin_ = boost::filesystem::path(command.program).filename().string() + ": ";
+    complaint_.clear();
+    const auto onOutput = [this](const std::string& line) { OnOutput(line); };
+    const auto onExit = [this](const std::string& how) { OnExit(how); };
     try {
-        child_ = LaunchedProcess::Start(io_, command,
-                                        {[this](const std::string& line) {
-                                             lastLine_ = line;
-                                             handlers_.onOutput(line);
-                                         },
-                                         [this](const std::string& how) { OnExit(how); }});
+        process_ = LaunchedProcess::Start(io_, command, {onOutput, onExit});
     } catch (const boost::system::system_error& error) {
         handlers_.onEnded(std::string("cannot be started: ") + error.what());
     }
@@ -31,20 +31,28 @@ void SupervisedProcess::StartAfter(std::chrono::steady_clock::duration pause) {
 void SupervisedProcess::Stop(std::chrono::steady_clock::duration grace) {
     ++startNumber_;
     startTimer_.cancel();
-    if (child_) {
-        child_->Stop(grace);
+    if (process_) {
+        process_->Stop(grace);
     }
 }
 
 void SupervisedProcess::Kill() const {
-    if (child_) {
-        child_->Kill();
+    if (process_) {
+        process_->Kill();
+    }
+}
+
+void SupervisedProcess::OnOutput(const std::string& line) {
+    if (boost::starts_with(line, complaintBegin_)) {
+        complaint_ = line;
+    } else {
+        handlers_.onOutput(line);
     }
 }
 
 void SupervisedProcess::OnExit(const std::string& how) {
-    child_ = nullptr;
-    handlers_.onEnded("ended with " + how + (lastLine_.empty() ? "" : ": " + lastLine_));
+    process_ = nullptr;
+    handlers_.onEnded("ended with " + how + (complaint_.empty() ? "" : ": " + complaint_));
 }
 
 }  // namespace LocalDevice

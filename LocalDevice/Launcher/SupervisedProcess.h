@@ -18,8 +18,9 @@ class SupervisedProcess {
 public:
     struct Handlers {
         std::function<LaunchCommand()> command;  ///< what to start, asked at each start
+        /// What it prints, but for its complaints: "PROGRAM: " and why it ends.
         std::function<void(const std::string& line)> onOutput;
-        /// The process has ended, or could not be started: one line without the process's name.
+        /// The process has ended, or could not be started: one line without the process's name, with its complaint.
         std::function<void(const std::string& how)> onEnded;
     };
 
@@ -32,7 +33,7 @@ public:
 
     void Start();
     void StartAfter(std::chrono::steady_clock::duration pause);
-    bool IsRunning() const { return child_ != nullptr; }
+    bool IsRunning() const { return process_ != nullptr; }
 
     /// Forgets a start that is due, and asks the process to end; kills it when it has not ended after `grace`.
     void Stop(std::chrono::steady_clock::duration grace);
@@ -44,6 +45,7 @@ public:
     bool WasUp() const { return wasUp_; }
 
 private:
+    void OnOutput(const std::string& line);
     void OnExit(const std::string& how);
 
     boost::asio::io_context& io_;
@@ -52,8 +54,9 @@ private:
     boost::asio::steady_timer startTimer_;
     unsigned startNumber_ = 0;  ///< tells a start that is due from one that was forgotten
     bool wasUp_ = false;
-    std::string lastLine_;
-    std::shared_ptr<LaunchedProcess> child_;
+    std::string complaintBegin_;  ///< of the running program
+    std::string complaint_;
+    std::shared_ptr<LaunchedProcess> process_;
 };
 
 }  // namespace LocalDevice

@@ -184,6 +184,9 @@ TEST_F(LauncherTest, RequestsWhileRestartingArePartOfTheRestart) {
     ASSERT_TRUE(journal_.Await("knxstackhost start", 2));
     EXPECT_THAT(LinesAbout("supervisor"), ElementsAre("restarts the device in its factory state, as process 13 asks",
                                                       "got a request no JSON object"));
+    sut_->Signal(SIGINT);
+    sut_->Signal(SIGTERM);
+    EXPECT_EQ(AwaitExit(), ExitStatus::Exited(0));
 }
 
 TEST_F(LauncherTest, BadRequestIsToldAndChangesNothing) {
@@ -199,8 +202,7 @@ TEST_F(LauncherTest, HostThatDiesIsStartedAgain) {
     ASSERT_TRUE(AwaitUp());
     kill(journal_.PidOf("knxstackhost"), SIGKILL);
     EXPECT_TRUE(journal_.Await("knxstackhost start", 2));
-    EXPECT_THAT(LinesAbout("host 1"),
-                ElementsAre("ended with signal 9 (Killed): host at work; starts again in 250 ms"));
+    EXPECT_THAT(LinesAbout("host 1"), ElementsAre("ended with signal 9 (Killed); starts again in 250 ms"));
 }
 
 TEST_F(LauncherTest, DeviceStackThatDiesIsStartedAgainOnItsPortAndTheHostStays) {
@@ -218,7 +220,7 @@ TEST_F(LauncherTest, FiveDeathsWithinAMinuteAreTheEnd) {
     EXPECT_EQ(AwaitExit(), ExitStatus::Exited(1));
     EXPECT_THAT(sut_->GetErrorLines(),
                 ElementsAre("localdevice: too many processes ended within a minute, at last: host 1 ended with exit "
-                            "code 5: host at work"));
+                            "code 5"));
     EXPECT_EQ(journal_.Lines().back(), "devicestack end");
 }
 
