@@ -27,6 +27,10 @@ bool AppLauncher::LaunchApp(const ThreadControl& control) {
         ORN_LOG(log_, FATAL, "No valid Logical KNX Device Id.");
         return false;
     }
+    if (!control.running) {
+        ORN_LOG(log_, INFO, "Interruption signaled.");
+        return false;
+    }
     const std::string what = identity_->IsManagedApp() ? "app host and connector app host" : "app host";
     const MeasureDuration duration("Starting " + what + " took ", log_.GetLogger());
     if (identity_->IsManagedApp()) {

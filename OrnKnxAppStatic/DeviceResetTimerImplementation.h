@@ -4,6 +4,7 @@
 #include <boost/thread/lock_guard.hpp>
 #include <utility>
 
+#include "ContainExceptions.h"
 #include "DeviceResetTimer.h"
 
 namespace Zandrel {
@@ -66,12 +67,16 @@ void BasicDeviceResetTimer<SteadyClock>::OnExpiry(const boost::system::error_cod
         return;
     }
     armed_ = false;
-    if (actions_.isInAppDebugMode()) {
-        ORN_LOG(log_, INFO, "IPC restart suppressed: AppHost debugging mode active!");
-    } else {
-        ORN_LOG(log_, FATAL, "DeviceResetTimer expired (60 seconds)... resetting device!");
-        actions_.restart();
-    }
+    // Whatever becomes of this restart, the watchdog goes on.
+    ContainExceptions(log_, "OnExpiry", [this] {
+        if (actions_.isInAppDebugMode()) {
+            ORN_LOG_AS("OnExpiry", log_, INFO, "IPC restart suppressed: AppHost debugging mode active!");
+        } else {
+            ORN_LOG_AS("OnExpiry", log_, FATAL, "DeviceResetTimer expired (60 seconds)... resetting device!");
+            actions_.restart();
+        }
+        return true;
+    });
     Arm();
 }
 

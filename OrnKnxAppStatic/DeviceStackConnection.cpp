@@ -113,8 +113,11 @@ void DeviceStackConnection::Disconnect() {
     if (client_ == nullptr) {
         return;
     }
-    // A cycle that goes on in the background must not register the handler again once it is dropped.
-    eventHandlerSet_ = true;
+    {
+        // A cycle that goes on in the background must not register the handler again once it is dropped.
+        const boost::unique_lock<boost::shared_mutex> lock(mutex_);
+        eventHandlerSet_ = true;
+    }
     if (messenger_ != nullptr) {
         messenger_->UnsetAsResponseHandler();
     }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "ApplicationCore.h"
+#include "ContainExceptions.h"
 #include "DeviceStackConfigurationIndicator.h"
 #include "KnxStack/IApiHub.h"
 
@@ -29,7 +30,7 @@ void InitThread::operator()() {
     } catch (const boost::thread_interrupted&) {
         ORN_LOG_CYCLE(DEBUG, "Thread has been interrupted.");
     } catch (const std::exception& error) {
-        ORN_LOG_CYCLE(FATAL, "Init thread failed: " << error.what());
+        LogException(core_->log, "operator()", error);
     }
 }
 

@@ -2,7 +2,8 @@
 
 #include <exception>
 
-#include "Orn/Logging.h"
+#include "ContainExceptions.h"
+#include "Zandrel/Logging.h"
 
 namespace Zandrel {
 
@@ -18,7 +19,7 @@ void IoState::Start() {
                 service_.run();
                 finished = true;
             } catch (const std::exception& error) {
-                ORN_LOG_GLOBAL(FATAL, "A timer failed: " << error.what());
+                LogException(GetGlobalDefaultLogger(), "Start", error);
             }
         }
     });

@@ -4,6 +4,7 @@
 #include <exception>
 #include <utility>
 
+#include "ContainExceptions.h"
 #include "DeviceStackConfigurationIndicator.h"
 #include "InitThread.h"
 #include "Orn/MeasureDuration.h"
@@ -40,11 +41,15 @@ OrnKnxAppPrg::OrnKnxAppPrg(const log4cplus::Logger& logger, const Environment& e
 }
 
 OrnKnxAppPrg::~OrnKnxAppPrg() {
-    core_->deviceResetTimer.Close();
-    core_->ioState.Stop();
-    core_->hub.Close();
-    core_->knxHandler.SetMessengers({}, {});
-    core_->connection.Disconnect();
+    ContainExceptions(log_, "~OrnKnxAppPrg", [this] {
+        core_->deviceResetTimer.Close();
+        core_->ioState.Stop();
+        core_->knxHandler.Close();
+        core_->hub.Close();
+        core_->knxHandler.SetMessengers({}, {});
+        core_->connection.Disconnect();
+        return true;
+    });
     core_->knxHandler.Detach();
 }
 
@@ -65,7 +70,7 @@ int OrnKnxAppPrg::Init(KnxStack::IApiHub& hub) {
         apiHub_ = &hub;
         return Started;
     } catch (const std::exception& error) {
-        ORN_LOG(log_, FATAL, "Init failed: " << error.what());
+        LogException(log_, "Init", error);
         return Failure;
     }
 }
@@ -97,7 +102,7 @@ int OrnKnxAppPrg::OnDeviceRestart() {
         }
         return Restart(finalizer);
     } catch (const std::exception& error) {
-        ORN_LOG(log_, FATAL, "OnDeviceRestart failed: " << error.what());
+        LogException(log_, "OnDeviceRestart", error);
         return Failure;
     }
 }
@@ -135,31 +140,36 @@ int OrnKnxAppPrg::Restart(const std::shared_ptr<Finalizer>& finalizer) {
 }
 
 int OrnKnxAppPrg::Exit() {
+    static constexpr const char* Caller = "Exit";
     // Whatever one step does, the others follow.
     const auto attempt = [this](const auto& step) {
-        try {
+        ContainExceptions(log_, Caller, [&step] {
             step();
-        } catch (const std::exception& error) {
-            ORN_LOG_AS("Exit", log_, FATAL, "Exit failed: " << error.what());
-        }
+            return true;
+        });
     };
     attempt([this] { SignalConfigurationUnloaded(core_->connection, log_); });
-    if (const auto logicalDevice = core_->identity->GetLogicalDeviceId()) {
-        attempt([this, &logicalDevice] { SignalKnxCommunicationOff("Exit", *logicalDevice); });
-    } else {
-        ORN_LOG(log_, INFO, "Cannot signal KNX communication disabled because logical device id is unknown.");
-    }
+    attempt([this] {
+        if (const auto logicalDevice = core_->identity->GetLogicalDeviceId()) {
+            SignalKnxCommunicationOff(Caller, *logicalDevice);
+        } else {
+            ORN_LOG_AS(Caller, log_, INFO,
+                       "Cannot signal KNX communication disabled because logical device id is unknown.");
+        }
+    });
     attempt([this] { StopAppHost(); });
     attempt([this] { core_->deviceResetTimer.Close(); });
     attempt([this] { core_->knxHandler.Close(); });
-    bool stopped = true;
-    attempt([this, &stopped] { stopped = StopInitThread(); });
-    if (!stopped) {
-        ORN_LOG(log_, WARN, "Failed to stop init thread.");
-    }
-    if (const auto logicalDevice = core_->identity->GetLogicalDeviceId()) {
-        attempt([this, &logicalDevice] { core_->configurator.ResetConfiguration(*logicalDevice); });
-    }
+    attempt([this] {
+        if (!StopInitThread()) {
+            ORN_LOG_AS(Caller, log_, WARN, "Failed to stop init thread.");
+        }
+    });
+    attempt([this] {
+        if (const auto logicalDevice = core_->identity->GetLogicalDeviceId()) {
+            core_->configurator.ResetConfiguration(*logicalDevice);
+        }
+    });
     attempt([this] {
         const MeasureDuration measure("Disconnecting from dsc took ", log_.GetLogger(), MeasureDuration::Always);
         core_->knxHandler.SetMessengers({}, {});
@@ -172,17 +182,21 @@ int OrnKnxAppPrg::Exit() {
 
 bool OrnKnxAppPrg::StartInitThread(KnxStack::IApiHub& hub, std::shared_ptr<Finalizer> finalizer) {
     const auto control = std::make_shared<ThreadControl>();
+    // Before the thread: one that runs can be stopped.
+    stopInitThread_ = [control, log = log_] {
+        return InterruptAndJoinInitThread(*control, log.GetLogger(), log.GetPrefix());
+    };
     core_->hub.Open(hub);
     core_->deviceResetTimer.Open();
     core_->knxHandler.Open();
     try {
         control->thread = boost::thread(InitThread(core_, control, std::move(finalizer)));
     } catch (const boost::thread_resource_error&) {
+        stopInitThread_ = nullptr;
+        core_->deviceResetTimer.Close();
+        core_->knxHandler.Close();
         return false;
     }
-    stopInitThread_ = [control, log = log_] {
-        return InterruptAndJoinInitThread(*control, log.GetLogger(), log.GetPrefix());
-    };
     ORN_LOG(log_, DEBUG, "Started a new thread for updating enabled objects.");
     return true;
 }
@@ -191,9 +205,10 @@ bool OrnKnxAppPrg::StopInitThread() {
     if (!stopInitThread_) {
         return true;
     }
-    const bool stopped = std::exchange(stopInitThread_, nullptr)();
+    const bool stopped = ContainExceptions(log_, "StopInitThread", std::exchange(stopInitThread_, nullptr));
     // A launch that was under way when the app host was stopped may have ended after that.
     core_->processControl.KillLeftOver();
+    core_->appControl.CorrectStaleRunState();
     return stopped;
 }
 
@@ -207,21 +222,15 @@ void OrnKnxAppPrg::SignalKnxCommunicationOff(const char* caller, LogicalDeviceId
 
 void OrnKnxAppPrg::StopAppHost() {
     core_->processControl.Stop();
-    // An app that was killed cannot report it: a state it left behind must not pass for that of its successor.
-    const auto runState = core_->processControl.GetRunState();
-    if (runState && *runState != AppHostControlState::Stopped && core_->identity->GetLogicalDeviceId()) {
-        core_->appControl.SetAppHostRunstate(AppHostControlState::Stopped);
-    }
+    core_->appControl.CorrectStaleRunState();
 }
 
 bool OrnKnxAppPrg::OnValueChanged(unsigned long id, const std::string& text, const std::string& value) {
-    ORN_LOG(log_, DEBUG, id << ": " << text << ", " << value);
-    try {
+    static constexpr const char* Caller = "OnValueChanged";
+    return ContainExceptions(log_, Caller, [&] {
+        ORN_LOG_AS(Caller, log_, DEBUG, id << ": " << text << ", " << value);
         return DispatchValue(id, value);
-    } catch (const std::exception& error) {
-        ORN_LOG(log_, ERROR, id << ": Value could not be handled: " << error.what());
-        return false;
-    }
+    });
 }
 
 bool OrnKnxAppPrg::DispatchValue(unsigned long id, const std::string& value) {

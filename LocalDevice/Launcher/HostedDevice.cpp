@@ -69,7 +69,15 @@ void HostedDevice::Connect() {
                                                                        },
                                                                        [this] {
                                                                            isConnected_ = false;
+                                                                           // The demo uses the connection.
+                                                                           const bool wasPlaying = demo_ != nullptr;
+                                                                           demo_.reset();
                                                                            Connect();
+                                                                           if (wasPlaying) {
+                                                                               handlers_.onDemoEnded(
+                                                                                   "the connection to the host was "
+                                                                                   "lost");
+                                                                           }
                                                                        }});
 }
 

@@ -195,7 +195,8 @@ void LaunchedProcess::Spawn(const LaunchCommand& command) {
 }
 
 void LaunchedProcess::Stop(std::chrono::steady_clock::duration grace) {
-    if (isStopping_) {
+    // Its last lines are read after it was reaped: whoever reacts to them may come here without a process.
+    if (isStopping_ || pid_ <= 0) {
         return;
     }
     isStopping_ = true;

@@ -1,6 +1,7 @@
 #include "SupervisedProcess.h"
 
 #include <boost/algorithm/string/predicate.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/filesystem/path.hpp>
 #include <boost/system/system_error.hpp>
 
@@ -15,7 +16,13 @@ void SupervisedProcess::Start() {
     try {
         process_ = LaunchedProcess::Start(io_, command, {onOutput, onExit});
     } catch (const boost::system::system_error& error) {
-        handlers_.onEnded(std::string("cannot be started: ") + error.what());
+        // Told later: the caller is not in a state to hear of an end before it has finished starting.
+        boost::asio::post(io_,
+                          [this, number = ++startNumber_, how = std::string("cannot be started: ") + error.what()] {
+                              if (number == startNumber_) {
+                                  handlers_.onEnded(how);
+                              }
+                          });
     }
 }
 

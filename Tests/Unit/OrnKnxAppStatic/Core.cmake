@@ -4,4 +4,5 @@ orn_add_test(CoreTest
         DeviceStackConnectionTest.cpp
         IncludeTest.cpp
         LoggingFormsTest.cpp
-    LIBRARIES PluginTestSupport ZandrelPlatform)
+        OrnKnxAppPrgTest.cpp
+    LIBRARIES PluginTestSupport KnxStackTestSupport ZandrelPlatform)

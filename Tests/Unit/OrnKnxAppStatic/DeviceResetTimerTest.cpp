@@ -178,8 +178,7 @@ TEST(IoState, HandlerThatThrowsDoesNotEndTheLoop) {
     sut.Stop();
     EXPECT_TRUE(ran);
     ASSERT_EQ(capture.GetLines().size(), 1U);
-    EXPECT_EQ(capture.GetLines()[0].level, "FATAL");
-    EXPECT_EQ(capture.GetLines()[0].text, "operator() (" + capture.GetLastSource() + ") - A timer failed: broken");
+    EXPECT_EQ(capture.GetLines()[0], (LogLine{"ERROR", "Start - Unexpected failure: broken"}));
 }
 
 }  // namespace
