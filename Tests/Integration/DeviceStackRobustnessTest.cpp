@@ -228,6 +228,9 @@ TEST_F(DeviceStackRobustnessTest, DropsAClientThatDoesNotReadAndServesTheOthers)
 }
 
 TEST_F(DeviceStackRobustnessTest, SurvivesRunningOutOfDescriptors) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizers look at memory through a pipe, for which the service has no descriptor left";
+#endif
     rlimit limit{};
     ASSERT_EQ(prlimit(sut.GetPid(), RLIMIT_NOFILE, nullptr, &limit), 0);
     const rlimit few{static_cast<rlim_t>(CountDescriptors() + 5), limit.rlim_max};
