@@ -3,7 +3,9 @@
 add_compile_options(-Wall -Wextra -Wconversion -Wshadow -Werror)
 
 # Source files are named by their path below the source root, in log lines and in what assertions print.
-add_compile_options("-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=")
+# ccache may hand the compiler paths relative to the build folder, so that form is mapped as well.
+cmake_path(RELATIVE_PATH CMAKE_SOURCE_DIR BASE_DIRECTORY "${CMAKE_BINARY_DIR}" OUTPUT_VARIABLE ORN_SOURCE_FROM_BUILD)
+add_compile_options("-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=" "-fmacro-prefix-map=${ORN_SOURCE_FROM_BUILD}/=")
 
 # Boost.Asio's io_service and its handlers, without the warnings of Boost's own deprecated parts.
 add_compile_definitions(BOOST_ALLOW_DEPRECATED_HEADERS BOOST_THREAD_VERSION=4 BOOST_CHRONO_VERSION=2
