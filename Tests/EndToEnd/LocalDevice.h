@@ -142,9 +142,6 @@ struct Resources {
 };
 Resources GetResources(pid_t process);
 
-/// Processes whose parent is `parent`, zombies included.
-std::vector<pid_t> GetChildren(pid_t parent);
-
 /// The description NAME.json of the sample apps.
 std::string SampleDevice(const std::string& name);
 
