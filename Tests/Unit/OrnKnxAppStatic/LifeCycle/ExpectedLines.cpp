@@ -86,7 +86,7 @@ Lines LinesBetween(Stop from, Stop to) {
     return lines;
 }
 
-/// A stopped configuration sees it before the first channel of the next batch.
+/// A stopped configuration sends no further batch.
 Lines StoppedBeforeBatch(const std::string& batchSent) {
     return {ConfigurationInterrupted, batchSent, SwitchedOff, ThreadFinished};
 }
@@ -199,7 +199,7 @@ Lines LinesOfAStoppedCycle(Stop at) {
         case Stop::Download:
             return {Retrieved, ConfigurationInterrupted, ThreadFinished};
         case Stop::ChangeBegin:
-            return Lines{SwitchedOn, DevicesSent} + StoppedBeforeBatch(CosSent);
+            return Lines{SwitchedOn} + StoppedBeforeBatch(DevicesSent);
         case Stop::Devices:
             return Lines{DevicesSent} + StoppedBeforeBatch(CosSent);
         case Stop::Cos:
