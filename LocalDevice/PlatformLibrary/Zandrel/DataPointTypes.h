@@ -26,7 +26,7 @@ struct DataPointType {
     std::size_t size;       ///< in bytes, or `VariableSize`
     ZANVALUE::Type type;    ///< as which the values of the main type are declared,
     std::uint16_t subtype;  ///< the same in all its rows
-    const char* initial;    ///< the content of a value that nobody wrote, the same in all rows of the main type
+    const char* initial;    ///< the content of a value that nobody wrote
     Decode decode;          ///< takes `size` bytes, or any number; none where they stand for no value
     Encode encode;          ///< gives `size` bytes, or any number; none where the value cannot be expressed
 };

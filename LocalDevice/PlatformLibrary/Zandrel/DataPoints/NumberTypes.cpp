@@ -118,6 +118,8 @@ constexpr bool IsStatusWithMode(std::uint8_t code) {
     return mode == 1 || mode == 2 || mode == 4;
 }
 
+constexpr Declared FirstMode{ZANVALUE::Type::Integer, ZANVALUE::PlainSubtype, "1"};
+
 constexpr std::uint8_t LastScene = 63;
 
 constexpr int AnySub = DataPointType::AnySub;
@@ -129,7 +131,7 @@ constexpr std::array Table{
     Row<ScaledCoding<std::uint8_t, 100, 255>>(5, 1, DeclaredFloat),  // percent
     Row<ScaledCoding<std::uint8_t, 360, 255>>(5, 3, DeclaredFloat),  // degrees
     Row<WholeCoding<std::uint8_t>>(5, AnySub, DeclaredFloat),
-    Row<WholeCoding<std::uint8_t, &IsStatusWithMode>>(6, 20, DeclaredInteger),
+    Row<WholeCoding<std::uint8_t, &IsStatusWithMode>>(6, 20, FirstMode),
     Row<WholeCoding<std::int8_t>>(6, AnySub, DeclaredInteger),
     Row<ScaledCoding<std::uint16_t, 10, 1>>(7, 3, DeclaredInteger),   // milliseconds, in steps of 10
     Row<ScaledCoding<std::uint16_t, 100, 1>>(7, 4, DeclaredInteger),  // milliseconds, in steps of 100

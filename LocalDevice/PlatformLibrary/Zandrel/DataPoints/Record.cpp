@@ -32,6 +32,23 @@ std::optional<std::string> DecimalText(const RecordField& field, std::uint64_t c
     return TextOf(field.first + static_cast<std::int64_t>(distance), field.digits);
 }
 
+/// The code nearest to a part of `scale`.
+std::uint64_t FractionCode(const RecordField& field, double number) {
+    return static_cast<std::uint64_t>(std::nearbyint(number / field.scale * static_cast<double>(field.bits.GetMax())));
+}
+
+/// The shortest text of all that are read as the code.
+std::string FractionText(const RecordField& field, std::uint64_t code) {
+    const double number = static_cast<double>(code) / static_cast<double>(field.bits.GetMax()) * field.scale;
+    std::string text;
+    double read = -1;
+    for (int decimals = 0; read < 0 || FractionCode(field, read) != code; ++decimals) {
+        text = TextOf(number, 0, std::chars_format::fixed, decimals);
+        std::from_chars(text.data(), text.data() + text.size(), read);
+    }
+    return text;
+}
+
 std::optional<std::string> WordText(const RecordField& field, std::uint64_t code) {
     const char* const word = code < field.words.size() ? field.words.at(code) : nullptr;
     return word == nullptr ? std::nullopt : std::optional<std::string>(word);
@@ -47,10 +64,8 @@ std::optional<std::string> FieldText(const RecordField& field, std::uint64_t cod
                            [](char digit) { return digit >= 'a' ? static_cast<char>(digit - 'a' + 'A') : digit; });
             return text;
         }
-        case Kind::Fraction: {
-            const double part = static_cast<double>(code) / static_cast<double>(field.bits.GetMax());
-            return TextOf(static_cast<float>(part * field.scale), 0, std::chars_format::fixed);
-        }
+        case Kind::Fraction:
+            return FractionText(field, code);
         case Kind::Word:
             return WordText(field, code);
     }
@@ -131,7 +146,7 @@ std::optional<std::uint64_t> ReadFraction(const RecordField& field, Reader& read
     if (!number || !(*number >= 0 && *number <= field.scale)) {
         return std::nullopt;
     }
-    return static_cast<std::uint64_t>(std::nearbyint(*number / field.scale * static_cast<double>(field.bits.GetMax())));
+    return FractionCode(field, *number);
 }
 
 std::optional<std::uint64_t> FindWord(const RecordField& field, std::string_view wanted) {
