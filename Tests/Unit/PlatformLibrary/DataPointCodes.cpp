@@ -77,12 +77,12 @@ std::uint64_t NumberOf(const Bytes& bytes) {
     return number;
 }
 
-std::string SerialisedDefault(const DataPointType& type) {
-    return std::to_string(static_cast<unsigned>(type.type)) + "." + std::to_string(type.subtype) + ":" + type.initial;
+std::string DeclaredType(const DataPointType& type) {
+    return std::to_string(static_cast<unsigned>(type.type)) + "." + std::to_string(type.subtype);
 }
 
 std::uint64_t DefaultCode(std::uint32_t dpt, const DataPointType& type) {
-    return NumberOf(Encode(dpt, SerialisedDefault(type)).value());
+    return NumberOf(Encode(dpt, DeclaredType(type) + ":" + type.initial).value());
 }
 
 /// The `index`-th code of the bits of a mask, in their places.
@@ -216,13 +216,14 @@ Fate FateOf(std::uint32_t dpt, const Bytes& bytes) {
     if (!serialised) {
         return Fate::NoValue;
     }
-    const DataPointType* const type = Zandrel::FindDataPointType(dpt);
     const auto again = Encode(dpt, *serialised);
     // A value that is written as plain text has the declared type.
-    const std::string declared = SerialisedDefault(*type);
-    const std::string plain = serialised->substr(serialised->find(':'));
-    if (!again || Encode(dpt, declared.substr(0, declared.find(':')) + plain) != again ||
-        Decode(dpt, *again) != serialised) {
+    const auto colon = serialised->find(':');
+    const std::string declared = DeclaredType(*Zandrel::FindDataPointType(dpt));
+    const bool isSameInPlain =
+        serialised->compare(0, colon, declared) == 0 || Encode(dpt, declared + serialised->substr(colon)) == again;
+    const bool isSameAgain = again == bytes || (again && Decode(dpt, *again) == serialised);
+    if (!isSameInPlain || !isSameAgain) {
         throw std::logic_error("the value \"" + *serialised + "\" does not come back");
     }
     return *again == bytes ? Fate::Canonical : Fate::Altered;
