@@ -20,7 +20,7 @@ std::optional<KnxStack::GroupValue> ZanValueToGroupValue(const ZANVALUE& value, 
 
 std::optional<ZANVALUE> GroupValueToZanValue(const KnxStack::GroupValue& value, std::uint32_t dpt) {
     const DataPointType* const type = FindDataPointType(dpt);
-    if (type == nullptr || value.GetSize() != type->size) {
+    if (type == nullptr || (type->size != DataPointType::VariableSize && value.GetSize() != type->size)) {
         return std::nullopt;
     }
     return type->decode(value.GetBytes());

@@ -223,14 +223,15 @@ std::string GetIstFromMainType(unsigned long mainType) {
 }
 
 std::optional<std::string> GetDefaultValueFromDpt(unsigned long dpt, bool internal) {
-    const unsigned long mainType = dpt >> 16U;
-    const DataPointType* const type = FindMainType(mainType);
+    const DataPointType* const type =
+        dpt > std::numeric_limits<std::uint32_t>::max() ? nullptr : FindDataPointType(static_cast<std::uint32_t>(dpt));
     if (type == nullptr) {
         return std::nullopt;
     }
     if (!internal) {
         return type->initial;
     }
+    const unsigned long mainType = dpt >> 16U;
     return GetIvtFromMainType(mainType) + '.' + GetIstFromMainType(mainType) + ':' + type->initial;
 }
 

@@ -8,6 +8,7 @@
 #include "GroupObjects/GroupObjectTable.h"
 #include "GroupObjects/ValueText.h"
 #include "TestDevice.h"
+#include "Zandrel/KnxOdsMapping.h"
 
 namespace LocalDevice {
 namespace {
@@ -85,6 +86,24 @@ TEST(ValueTextTest, TextsNumbersAndBooleansBecomeGroupValues) {
     EXPECT_EQ(MakeGroupValue(42, Dpt(5, 10)), GroupValue({42}));
     EXPECT_EQ(MakeGroupValue("20.48", Dpt(9, 1)), GroupValue({0x0C, 0x00}));
     EXPECT_EQ(MakeGroupValue(20.48, Dpt(9, 1)), GroupValue({0x0C, 0x00}));
+}
+
+TEST(ValueTextTest, EachMainTypeThatConvertsTravelsInItsFormat) {
+    for (unsigned mainNumber = 1; mainNumber < 1000; ++mainNumber) {
+        const std::uint32_t dpt = Dpt(mainNumber, 1);
+        const auto text = Zandrel::KnxOdsMapping::GetDefaultValueFromDpt(dpt, false);
+        const auto format = ValueFormat::Of(dpt);
+        ASSERT_EQ(format.has_value(), text.has_value()) << mainNumber;
+        if (!format) {
+            continue;
+        }
+        const auto value = MakeGroupValue(*text, dpt);
+        ASSERT_TRUE(value) << mainNumber;
+        const Telegram telegram{GroupService::Write, 0, 0, format->IsCompact(), value->GetBytes()};
+        EXPECT_EQ(format->Normalise(*value), value) << mainNumber;
+        EXPECT_EQ(format->Decode(telegram), value) << mainNumber;
+        EXPECT_EQ(GetValueText(*value, dpt), text) << mainNumber;
+    }
 }
 
 TEST(ValueTextTest, WhatIsNoValueBecomesNone) {

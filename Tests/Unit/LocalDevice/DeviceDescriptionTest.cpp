@@ -74,6 +74,19 @@ TEST(DeviceDescription, EveryKeyIsRead) {
     ASSERT_THAT(sut.communicationObjects, SizeIs(2));
 }
 
+TEST(DeviceDescription, EveryDataPointTypeMayBeUsed) {
+    for (const auto& [text, mainNumber, subNumber] : std::vector<std::tuple<const char*, unsigned, unsigned>>{
+             {"2.001", 2, 1},       {"3.007", 3, 7},       {"4.002", 4, 2},       {"6.020", 6, 20},
+             {"8.010", 8, 10},      {"10.001", 10, 1},     {"11.001", 11, 1},     {"15.000", 15, 0},
+             {"17.001", 17, 1},     {"18.001", 18, 1},     {"19.001", 19, 1},     {"20.102", 20, 102},
+             {"21.1010", 21, 1010}, {"22.1000", 22, 1000}, {"26.001", 26, 1},     {"27.001", 27, 1},
+             {"28.001", 28, 1},     {"29.010", 29, 10},    {"232.600", 232, 600}, {"235.001", 235, 1},
+             {"242.600", 242, 600}, {"251.600", 251, 600}}) {
+        const DeviceDescription sut = Load(Replaced(Text, "\"16.001\"", "\"" + std::string(text) + "\""));
+        EXPECT_EQ(sut.communicationObjects.at(520).dpt, mainNumber << 16U | subNumber) << text;
+    }
+}
+
 TEST(DeviceDescription, CommunicationObjectsAreRead) {
     const DeviceDescription sut = Load(Text);
 

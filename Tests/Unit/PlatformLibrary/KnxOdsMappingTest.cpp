@@ -184,11 +184,25 @@ TEST_P(DeclaredTypes, agreeWithTheDefault) {
     EXPECT_EQ(ZANVALUE::Deserialize(serialised).Serialize(), serialised);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, DeclaredTypes,
-                         testing::Values(MainType{1, "2", "1", "0"}, MainType{5, "4", "1", "0"},
-                                         MainType{7, "3", "1", "0"}, MainType{9, "4", "1", "0"},
-                                         MainType{12, "3", "1", "0"}, MainType{13, "3", "1", "0"},
-                                         MainType{14, "4", "2", "0"}, MainType{16, "5", "1", ""}));
+INSTANTIATE_TEST_SUITE_P(
+    All, DeclaredTypes,
+    testing::Values(MainType{1, "2", "1", "0"}, MainType{5, "4", "1", "0"}, MainType{7, "3", "1", "0"},
+                    MainType{9, "4", "1", "0"}, MainType{12, "3", "1", "0"}, MainType{13, "3", "1", "0"},
+                    MainType{14, "4", "2", "0"}, MainType{16, "5", "1", ""}, MainType{2, "5", "1", "0"},
+                    MainType{3, "5", "1", "decrease 0"}, MainType{4, "5", "1", ""}, MainType{6, "3", "1", "0"},
+                    MainType{8, "4", "1", "0"}, MainType{10, "5", "1", "00:00:00"},
+                    MainType{11, "5", "1", "2000-01-01"}, MainType{15, "5", "1", "000000 index=0"},
+                    MainType{17, "3", "1", "0"}, MainType{18, "5", "1", "0"},
+                    MainType{19, "5", "1", "2000-01-01 00:00:00"}, MainType{20, "3", "1", "0"},
+                    MainType{21, "3", "1", "0"}, MainType{22, "3", "1", "0"}, MainType{26, "5", "1", "0"},
+                    MainType{27, "3", "1", "0"}, MainType{28, "5", "1", ""}, MainType{29, "3", "1", "0"},
+                    MainType{232, "5", "1", "#000000"}, MainType{235, "5", "1", "energy=0 tariff=0"},
+                    MainType{242, "5", "1", "x=0 y=0 Y=0"}, MainType{251, "5", "1", "#00000000"}));
+
+TEST(KnxOdsMapping, givesASubTypeADefaultOfItsOwn) {
+    EXPECT_EQ(GetDefaultValueFromDpt(6UL << 16U | 20U, true), "3.1:1");
+    EXPECT_EQ(GetDefaultValueFromDpt(6UL << 16U | 20U, false), "1");
+}
 
 TEST(KnxOdsMapping, declaresAnUnknownMainTypeAsWithoutContent) {
     for (const unsigned long mainType : {0UL, 1000UL, 65535UL, 65537UL, std::numeric_limits<unsigned long>::max()}) {
