@@ -119,8 +119,13 @@ void AppHostProcessControl::Stop() {
     Stop(lock);
 }
 
-void AppHostProcessControl::KillLeftOver() {
-    Stop(ProcessLock(processMutex_));
+bool AppHostProcessControl::KillLeftOver() {
+    const ProcessLock lock(processMutex_);
+    if (!appHost_.HoldsProcess()) {
+        return false;
+    }
+    Stop(lock);
+    return true;
 }
 
 /// Kills and reaps the process that is held, if there is one. `lock` is the one of `processMutex_`.

@@ -65,8 +65,8 @@ public:
     void Stop();
 
     /// Ends a process that is still held, without asking the app; does nothing, silently, where there is none. Called
-    /// when a cycle has been stopped, for what it launched after `Stop` had looked.
-    void KillLeftOver();
+    /// when a cycle has been stopped, for what it launched after `Stop` had looked. False when there was none.
+    bool KillLeftOver();
 
     /// Sends SIGKILL to the process of `process`. Does not reap. The caller keeps other threads off `process`.
     void KillProcess(const OrnProcessHandle& process, const std::string& displayName) const;

@@ -26,7 +26,8 @@ std::string FunctionOfFrame(std::string_view frame) {
 
 }  // namespace
 
-std::string CaptureCallStackWithBacktrace() {
+// Not inlined: the first frame is always its own, also where symbols are hidden and frames have no name.
+[[gnu::noinline]] std::string CaptureCallStackWithBacktrace() {
     std::array<void*, MaxFrames> addresses{};
     const int count = backtrace(addresses.data(), MaxFrames);
     const std::unique_ptr<char*, decltype(&std::free)> frames(backtrace_symbols(addresses.data(), count), &std::free);
@@ -34,7 +35,7 @@ std::string CaptureCallStackWithBacktrace() {
         return {};
     }
     std::string callStack;
-    for (int i = 0; i < count; ++i) {
+    for (int i = 1; i < count; ++i) {
         const std::string function = FunctionOfFrame(frames.get()[i]);
         if (function.find("Backtrace") != std::string::npos) {
             continue;

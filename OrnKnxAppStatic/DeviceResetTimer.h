@@ -9,6 +9,7 @@
 #include <functional>
 
 #include "Orn/Durations.h"
+#include "Orn/ThreadControl.h"
 #include "PrefixedLogger.h"
 
 namespace Zandrel {
@@ -35,6 +36,8 @@ public:
 
     /// Arms the timer, in place of a pending wait.
     void StartDeviceResetTimer();
+    /// The same for an init cycle, unless it was told to stop: it must not arm the next cycle's timer.
+    void StartDeviceResetTimer(const ThreadControl& control);
 
 private:
     void Arm();     ///< needs the mutex

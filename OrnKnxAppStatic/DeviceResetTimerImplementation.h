@@ -34,6 +34,14 @@ void BasicDeviceResetTimer<SteadyClock>::StartDeviceResetTimer() {
 }
 
 template <typename SteadyClock>
+void BasicDeviceResetTimer<SteadyClock>::StartDeviceResetTimer(const ThreadControl& control) {
+    const boost::lock_guard<boost::mutex> lock(mutex_);
+    if (control.running) {
+        Arm();
+    }
+}
+
+template <typename SteadyClock>
 void BasicDeviceResetTimer<SteadyClock>::Arm() {
     if (!open_) {
         return;

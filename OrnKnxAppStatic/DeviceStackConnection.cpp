@@ -38,7 +38,7 @@ DeviceStackConnection::~DeviceStackConnection() {
     Disconnect();
 }
 
-bool DeviceStackConnection::ConnectDeviceStack() {
+bool DeviceStackConnection::ConnectDeviceStack(const std::function<void()>& onMessenger) {
     if (client_ == nullptr || messengerCreated_) {
         if (address_.empty()) {
             ORN_LOG(log_, INFO, "Create devicestack client connecting with localhost...");
@@ -59,6 +59,7 @@ bool DeviceStackConnection::ConnectDeviceStack() {
         }
     }
     CreateMessenger();
+    onMessenger();
 
     ORN_LOG(log_, INFO, "Registering OrnKnxAppPrg as devicestack client...");
     const Docket registration = messenger_->RegisterApplication("OrnKnxAppPrg", "field", "KNX");

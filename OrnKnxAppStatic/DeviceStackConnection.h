@@ -60,8 +60,8 @@ public:
     DeviceStackConnection& operator=(const DeviceStackConnection&) = delete;
 
     /// Connects, registers the program and switches on the native format. True when all of it worked; what a failure
-    /// leaves behind is freed by `Disconnect`.
-    bool ConnectDeviceStack();
+    /// leaves behind is freed by `Disconnect`. `onMessenger` is called as soon as requests can be sent.
+    bool ConnectDeviceStack(const std::function<void()>& onMessenger = [] {});
 
     /// Ends every open docket, destroys the messenger and releases the client. On return no event handler is called.
     void Disconnect();

@@ -85,17 +85,13 @@ bool EventFilter::RemoveEvent(const FilterEntry& probe) {
 }
 
 void EventFilter::RemoveExpired(boost::posix_time::ptime now) {
-    const auto isAlive = [now, latest = now + Durations::ToPosixTime(Durations::EchoLifetime)](const Record& record) {
-        return record.entry.deathTime > now && record.entry.deathTime <= latest;
-    };
-    std::vector<Record*> expired;
-    for (auto i = byDeathTime_.begin(); i != byDeathTime_.end() && !isAlive(*i); ++i) {
-        expired.push_back(&*i);
+    const auto latest = now + Durations::ToPosixTime(Durations::EchoLifetime);
+    for (auto i = byDeathTime_.rbegin(); i != byDeathTime_.rend() && i->entry.deathTime > latest; ++i) {
+        i->entry.deathTime = latest;
     }
-    if (expired.size() < byDeathTime_.size()) {
-        for (auto i = byDeathTime_.rbegin(); !isAlive(*i); ++i) {
-            expired.push_back(&*i);
-        }
+    std::vector<Record*> expired;
+    for (auto i = byDeathTime_.begin(); i != byDeathTime_.end() && i->entry.deathTime <= now; ++i) {
+        expired.push_back(&*i);
     }
     std::sort(expired.begin(), expired.end(), [](const Record* a, const Record* b) { return a->number < b->number; });
     for (Record* const record : expired) {

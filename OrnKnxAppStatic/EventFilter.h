@@ -43,8 +43,8 @@ public:
 
     /// Forgets every entry whose death time is not later than `now`, in the order in which they were added.
     ///
-    /// So it does with one whose death time is further ahead than any lifetime: that comes from before the clock was
-    /// set back, and would otherwise stay for as long as the clock went back.
+    /// One whose death time is further ahead than any lifetime comes from before the clock was set back, and would stay
+    /// for as long as that went: it lives for one more lifetime instead.
     void RemoveExpired(boost::posix_time::ptime now);
 
     std::size_t GetSize() const noexcept { return byDeathTime_.size(); }

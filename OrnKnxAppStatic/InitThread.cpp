@@ -28,7 +28,10 @@ void InitThread::operator()() {
     try {
         RunCycle();
     } catch (const boost::thread_interrupted&) {
-        ORN_LOG_CYCLE(DEBUG, "Thread has been interrupted.");
+        ContainExceptions(core_->log, "operator()", [this] {
+            ORN_LOG_CYCLE(DEBUG, "Thread has been interrupted.");
+            return true;
+        });
     } catch (const std::exception& error) {
         LogException(core_->log, "operator()", error);
     }
@@ -66,10 +69,11 @@ void InitThread::RunCycle() {
             core_->hub.With([](KnxStack::IApiHub& hub) { hub.SetRunState(false); });
             return;
         }
-        const bool launched = ReportRunState(ConfigureAndLaunch());
+        const bool launched =
+            ReportRunState(ContainExceptions(core_->log, "operator()", [this] { return ConfigureAndLaunch(); }));
         if (control_->running && launched) {
             ORN_LOG_CYCLE(DEBUG, "Starting reset timer.");
-            core_->deviceResetTimer.StartDeviceResetTimer();
+            core_->deviceResetTimer.StartDeviceResetTimer(*control_);
         }
     }
     ORN_LOG_CYCLE(DEBUG, "Thread finished.");
@@ -122,7 +126,7 @@ bool InitThread::Launch() const {
     }
     SignalConfigurationLoaded(core_->connection, core_->log);
     ORN_LOG_CYCLE(DEBUG, "Launch app host.");
-    if (!core_->appLauncher.LaunchApp(*control_)) {
+    if (!ContainExceptions(core_->log, "LaunchApp", [this] { return core_->appLauncher.LaunchApp(*control_); })) {
         IndicateAppNotRunning(core_->processControl.GetIpcClient(), core_->connection, core_->log);
         return false;
     }

@@ -205,7 +205,7 @@ void KnxHandler::Detach() noexcept {
     ContainExceptions(log_, static_cast<const char*>(__func__), [this] {
         const StackObjects stack = stack_.Detach();
         if (stack.propertyService != nullptr && !stack.propertyService->UnregisterUser(*this)) {
-            ORN_LOG_AS("Detach", log_, WARN, "Failed to unregister from property service.");
+            ORN_LOG_AS("~KnxHandler", log_, WARN, "Failed to unregister from property service.");
         }
         if (stack.groupValueService != nullptr) {
             stack.groupValueService->UnregisterUser(*this);

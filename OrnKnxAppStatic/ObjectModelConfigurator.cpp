@@ -1,6 +1,7 @@
 #include "ObjectModelConfigurator.h"
 
 #include <boost/thread/lock_guard.hpp>
+#include <boost/thread/lock_types.hpp>
 #include <iterator>
 #include <optional>
 #include <string>
@@ -108,7 +109,7 @@ bool ObjectModelConfigurator::PublishDevices(const Cycle& cycle) {
                                    log_.GetLogger(), MeasureDuration::Always);
     Configuration configuration;
     return ConfigureDevices(configuration, cycle.logicalDevice, identity_->GetAppId(), knx_) &&
-           SetConfiguration(configuration);
+           SetConfiguration(cycle.control, configuration);
 }
 
 /// One document with a channel for each of [first, last).
@@ -130,11 +131,18 @@ bool ObjectModelConfigurator::PublishChannels(const Cycle& cycle, const char* it
             return false;
         }
     }
-    return SetConfiguration(configuration);
+    return SetConfiguration(cycle.control, configuration);
 }
 
-bool ObjectModelConfigurator::SetConfiguration(const Configuration& configuration) {
-    const std::optional<Docket> docket = connection_.SetConfiguration(SerializeConfiguration(configuration));
+bool ObjectModelConfigurator::SetConfiguration(const ThreadControl& control, const Configuration& configuration) {
+    const std::string document = SerializeConfiguration(configuration);
+    boost::unique_lock<boost::mutex> lock(mutex_);
+    if (!control.running) {
+        ORN_LOG_AS("ConfigureObjectModel", log_, INFO, "Interruption signaled.");
+        return false;
+    }
+    const std::optional<Docket> docket = connection_.SetConfiguration(document);
+    lock.unlock();
     if (!docket) {
         ORN_LOG(log_, ERROR, "No connection to devicestack client!");
         return false;

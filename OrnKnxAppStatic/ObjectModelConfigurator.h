@@ -30,8 +30,9 @@ public:
     /// Called on the init thread.
     bool ConfigureObjectModel(const ThreadControl& control);
 
-    /// Sends one document; waits 25 s at most. False, after one ERROR line, unless the device stack took it.
-    bool SetConfiguration(const Configuration& configuration);
+    /// Sends one document of the cycle that `control` belongs to; waits 25 s at most. False, after one line, unless the
+    /// device stack took it. Once the cycle was told to stop nothing is sent.
+    bool SetConfiguration(const ThreadControl& control, const Configuration& configuration);
 
     /// Forgets what was read of the download and disables the logical device in the device stack; waits 30 s at most.
     /// False when the latter failed. Callable from any thread.
@@ -58,7 +59,9 @@ private:
     const std::shared_ptr<const AppIdentity> identity_;
     IKnxConfigurationSource& knx_;
 
-    mutable boost::mutex mutex_;  ///< guards current_
+    /// Guards `current_`. A document is sent under it too: none follows the reset that takes it once a cycle is
+    /// stopped.
+    mutable boost::mutex mutex_;
     std::shared_ptr<const KnxConfiguration> current_ = std::make_shared<KnxConfiguration>();
 };
 

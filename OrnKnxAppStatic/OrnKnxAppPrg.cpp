@@ -22,10 +22,11 @@ constexpr int Started = 2;
 
 }  // namespace
 
-bool InterruptAndJoinInitThread(ThreadControl& control, const log4cplus::Logger& logger, const std::string& prefix) {
+bool InterruptAndJoinInitThread(ThreadControl& control, const log4cplus::Logger& logger, const std::string& prefix,
+                                Clock& clock) {
     const MeasureDuration measure("Interrupting and joining the init thread took ", logger);
     control.running = false;
-    const bool joined = control.thread.try_join_for(Durations::InitThreadJoin);
+    const bool joined = clock.Join(control.thread, Durations::InitThreadJoin);
     if (!joined) {
         ORN_LOG_PREFIXED(logger, prefix, FATAL, "Thread join timeout. Interrupting thread...");
         control.thread.interrupt();
@@ -41,14 +42,19 @@ OrnKnxAppPrg::OrnKnxAppPrg(const log4cplus::Logger& logger, const Environment& e
 }
 
 OrnKnxAppPrg::~OrnKnxAppPrg() {
-    ContainExceptions(log_, "~OrnKnxAppPrg", [this] {
-        core_->deviceResetTimer.Close();
-        core_->ioState.Stop();
-        core_->knxHandler.Close();
-        core_->hub.Close();
+    const auto attempt = [this](const auto& step) { Attempt("~OrnKnxAppPrg", step); };
+    // A cycle that the host did not end is not waited for, but launches nothing any more.
+    if (control_) {
+        control_->running = false;
+    }
+    attempt([this] { core_->deviceResetTimer.Close(); });
+    attempt([this] { core_->ioState.Stop(); });
+    attempt([this] { core_->processControl.KillLeftOver(); });
+    attempt([this] { core_->knxHandler.Close(); });
+    attempt([this] { core_->hub.Close(); });
+    attempt([this] {
         core_->knxHandler.SetMessengers({}, {});
         core_->connection.Disconnect();
-        return true;
     });
     core_->knxHandler.Detach();
 }
@@ -77,18 +83,17 @@ int OrnKnxAppPrg::Init(KnxStack::IApiHub& hub) {
 
 bool OrnKnxAppPrg::ConnectDeviceStack() {
     DeviceStackConnection& connection = core_->connection;
-    if (!connection.ConnectDeviceStack()) {
-        return false;
-    }
-    // The callables refer to a core that owns the handler which holds them: no shared pointer, that would be a circle.
-    core_->knxHandler.SetMessengers(
-        [&connection](unsigned long id, const ZANVALUE& value, bool isResponse) {
-            return connection.SetValueAndIgnoreResponse(id, value, isResponse).value_or(false);
-        },
-        [&connection](unsigned long id, bool useStoredValue) {
-            return connection.GetValue(id, useStoredValue).value_or(Docket());
-        });
-    return true;
+    return connection.ConnectDeviceStack([this, &connection] {
+        // The callables refer to a core that owns the handler which holds them: no shared pointer, that would be a
+        // circle.
+        core_->knxHandler.SetMessengers(
+            [&connection](unsigned long id, const ZANVALUE& value, bool isResponse) {
+                return connection.SetValueAndIgnoreResponse(id, value, isResponse).value_or(false);
+            },
+            [&connection](unsigned long id, bool useStoredValue) {
+                return connection.GetValue(id, useStoredValue).value_or(Docket());
+            });
+    });
 }
 
 int OrnKnxAppPrg::OnDeviceRestart() {
@@ -116,7 +121,7 @@ int OrnKnxAppPrg::Restart(const std::shared_ptr<Finalizer>& finalizer) {
         ORN_LOG_AS(Caller, log_, INFO, "Missing logical device ID");
     }
     ORN_LOG_AS(Caller, log_, INFO, "Terminating App Host process");
-    StopAppHost();
+    Attempt(Caller, [this] { StopAppHost(); });
     core_->deviceResetTimer.Close();
     core_->knxHandler.StopTickers();
     const bool stopped = StopInitThread();
@@ -141,13 +146,7 @@ int OrnKnxAppPrg::Restart(const std::shared_ptr<Finalizer>& finalizer) {
 
 int OrnKnxAppPrg::Exit() {
     static constexpr const char* Caller = "Exit";
-    // Whatever one step does, the others follow.
-    const auto attempt = [this](const auto& step) {
-        ContainExceptions(log_, Caller, [&step] {
-            step();
-            return true;
-        });
-    };
+    const auto attempt = [this](const auto& step) { Attempt(Caller, step); };
     attempt([this] { SignalConfigurationUnloaded(core_->connection, log_); });
     attempt([this] {
         if (const auto logicalDevice = core_->identity->GetLogicalDeviceId()) {
@@ -180,21 +179,31 @@ int OrnKnxAppPrg::Exit() {
     return Exited;
 }
 
+template <typename Step>
+void OrnKnxAppPrg::Attempt(const char* caller, const Step& step) {
+    ContainExceptions(log_, caller, [&step] {
+        step();
+        return true;
+    });
+}
+
 bool OrnKnxAppPrg::StartInitThread(KnxStack::IApiHub& hub, std::shared_ptr<Finalizer> finalizer) {
     const auto control = std::make_shared<ThreadControl>();
+    control_ = control;
     // Before the thread: one that runs can be stopped.
-    stopInitThread_ = [control, log = log_] {
-        return InterruptAndJoinInitThread(*control, log.GetLogger(), log.GetPrefix());
+    stopInitThread_ = [control, log = log_, clock = core_->clock] {
+        return InterruptAndJoinInitThread(*control, log.GetLogger(), log.GetPrefix(), *clock);
     };
     core_->hub.Open(hub);
     core_->deviceResetTimer.Open();
     core_->knxHandler.Open();
     try {
-        control->thread = boost::thread(InitThread(core_, control, std::move(finalizer)));
+        // The thread takes the cycle along: what it left in the thread's handle would hold that handle's own owner.
+        control->thread = boost::thread(
+            [cycle = InitThread(core_, control, std::move(finalizer))]() mutable { InitThread(std::move(cycle))(); });
     } catch (const boost::thread_resource_error&) {
         stopInitThread_ = nullptr;
         core_->deviceResetTimer.Close();
-        core_->knxHandler.Close();
         return false;
     }
     ORN_LOG(log_, DEBUG, "Started a new thread for updating enabled objects.");
@@ -207,8 +216,9 @@ bool OrnKnxAppPrg::StopInitThread() {
     }
     const bool stopped = ContainExceptions(log_, "StopInitThread", std::exchange(stopInitThread_, nullptr));
     // A launch that was under way when the app host was stopped may have ended after that.
-    core_->processControl.KillLeftOver();
-    core_->appControl.CorrectStaleRunState();
+    if (core_->processControl.KillLeftOver()) {
+        core_->appControl.CorrectStaleRunState();
+    }
     return stopped;
 }
 

@@ -42,6 +42,10 @@ public:
     bool OnConnectionChanged(bool connected) override;
 
 private:
+    /// One step of a call that goes on whatever a step does: an exception ends in one log line of `caller`.
+    template <typename Step>
+    void Attempt(const char* caller, const Step& step);
+
     bool ConnectDeviceStack();
     int Restart(const std::shared_ptr<Finalizer>& finalizer);
     bool StartInitThread(KnxStack::IApiHub& hub, std::shared_ptr<Finalizer> finalizer);
@@ -56,10 +60,12 @@ private:
     // Touched by the host's thread only.
     KnxStack::IApiHub* apiHub_ = nullptr;
     std::function<bool()> stopInitThread_;
+    std::shared_ptr<ThreadControl> control_;  ///< of the latest cycle
 };
 
 /// Clears the run flag, joins the thread with a time-out of 4 s, and interrupts and detaches it when that has passed.
 /// True when the thread was joined.
-bool InterruptAndJoinInitThread(ThreadControl& control, const log4cplus::Logger& logger, const std::string& prefix);
+bool InterruptAndJoinInitThread(ThreadControl& control, const log4cplus::Logger& logger, const std::string& prefix,
+                                Clock& clock);
 
 }  // namespace Zandrel

@@ -2,6 +2,7 @@
 
 #include <csignal>
 
+#include "Children.h"
 #include "LocalDevice.h"
 
 namespace {
@@ -30,8 +31,8 @@ TEST(Supervision, SilentAppHostMakesTheSupervisorRestartTheDeviceOnce) {
     ASSERT_TRUE(sut.WaitForLine("run state Running").has_value());
     pid_t appHost = 0;
     ASSERT_TRUE(EndToEnd::WaitUntil([&sut, &appHost] {
-        for (const pid_t part : EndToEnd::GetChildren(sut.GetPid())) {
-            for (const pid_t child : EndToEnd::GetChildren(part)) {
+        for (const pid_t part : TestSupport::GetChildren(sut.GetPid())) {
+            for (const pid_t child : TestSupport::GetChildren(part)) {
                 appHost = child;
             }
         }

@@ -12,6 +12,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "Children.h"
 #include "WebSocketClient.h"
 
 namespace EndToEnd {
@@ -162,11 +163,13 @@ Host::Host(const Options& options) {
     environment["ORN_DEVICE_STACK"] = options.deviceStackAddress;
     environment["ORN_SUPERVISOR"] = folder_.At("supervisor");
     const std::string library = options.library.empty() ? ORN_PLUGIN_LIBRARY : options.library;
-    process_ = std::make_unique<ChildProcess>(
-        ORN_KNXSTACKHOST_PROGRAM,
-        std::vector<std::string>{"--device", options.device, "--library", library, "--bus", options.bus, "--control",
-                                 GetControlPath(), "--log", GetLogPath(), "--download-pause", "5"},
-        environment);
+    std::vector<std::string> command = options.runner;
+    command.insert(command.end(),
+                   {ORN_KNXSTACKHOST_PROGRAM, "--device", options.device, "--library", library, "--bus", options.bus,
+                    "--control", GetControlPath(), "--log", GetLogPath(), "--download-pause", "5"});
+    const std::string program = command.front();
+    command.erase(command.begin());
+    process_ = std::make_unique<ChildProcess>(program, command, environment);
     control_ = std::make_unique<ControlConnection>(GetControlPath());
 }
 
@@ -192,7 +195,7 @@ void Host::Write(const std::string& address, const std::string& value) {
 }
 
 std::vector<pid_t> Host::GetAppHosts() const {
-    return GetChildren(process_->GetPid());
+    return TestSupport::GetChildren(process_->GetPid());
 }
 
 std::vector<std::string> Host::GetLog() const {
@@ -241,16 +244,6 @@ std::vector<std::string> TelegramMonitor::TakeSent() {
 Resources GetResources(pid_t process) {
     const std::string folder = "/proc/" + std::to_string(process);
     return {CountEntries(folder + "/task"), CountEntries(folder + "/fd")};
-}
-
-std::vector<pid_t> GetChildren(pid_t parent) {
-    std::vector<pid_t> children;
-    boost::system::error_code ignored;
-    for (const auto& task : fs::directory_iterator("/proc/" + std::to_string(parent) + "/task", ignored)) {
-        std::istringstream pids(ReadFile((task.path() / "children").string()));
-        std::copy(std::istream_iterator<pid_t>(pids), std::istream_iterator<pid_t>(), std::back_inserter(children));
-    }
-    return children;
 }
 
 std::string SampleDevice(const std::string& name) {

@@ -91,6 +91,7 @@ public:
         std::string bus = "in-process";
         std::string library = {};  ///< empty: the plug-in of the build
         TestSupport::ChildProcess::Environment environment = {};
+        std::vector<std::string> runner = {};  ///< a program with its arguments that becomes the host; empty: none
     };
 
     explicit Host(const Options& options);
@@ -141,9 +142,6 @@ struct Resources {
     std::size_t descriptors;
 };
 Resources GetResources(pid_t process);
-
-/// Processes whose parent is `parent`, zombies included.
-std::vector<pid_t> GetChildren(pid_t parent);
 
 /// The description NAME.json of the sample apps.
 std::string SampleDevice(const std::string& name);

@@ -20,6 +20,10 @@ void ApiHub::SetRunState(bool running) {
     }
 }
 
+std::uint64_t ApiHub::GetLoadCheckCount() const {
+    return objects_.Find(ObjectType::Application)->GetLoadCheckCount();
+}
+
 void ApiHub::ChangeRunState(RunState state) {
     if (runState_.exchange(state) != state) {
         events_.Publish(RunStateEvent{state});

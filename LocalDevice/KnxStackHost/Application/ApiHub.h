@@ -32,6 +32,8 @@ public:
     /// How many init cycles have begun, and how often a run state was reported.
     std::uint64_t GetCycleCount() const { return cycles_; }
     std::uint64_t GetRunStateCount() const { return runStates_; }
+    /// How often an init cycle has looked whether the application is loaded.
+    std::uint64_t GetLoadCheckCount() const;
 
 private:
     void ChangeRunState(RunState state);

@@ -71,7 +71,7 @@ CallResult ApplicationHost::Exit() {
 
 void ApplicationHost::OnUnloading() {
     boost::asio::post(io_, [this] {
-        loadTimer_.cancel();
+        EndRepetition();
         isUnloadPending_ = true;
         unloadTimer_.expires_after(times_.unloadGrace);
         unloadTimer_.async_wait([this](const boost::system::error_code& error) {
@@ -89,8 +89,11 @@ void ApplicationHost::OnUnloaded() {
 void ApplicationHost::OnLoaded(std::uint64_t cycles) {
     boost::asio::post(io_, [this, cycles] {
         if (program_) {
+            EndRepetition();
             RestartNow("the device is loaded");
-            RestartAfterLoad(cycles, std::chrono::steady_clock::now() + times_.restartBound);
+            RepeatRestart({[this, cycles] { return hub_.GetCycleCount() > cycles; },
+                           "no init cycle has begun since the device was loaded", times_.restartRepeat},
+                          std::chrono::steady_clock::now() + times_.restartBound);
         }
     });
 }
@@ -160,7 +163,7 @@ CallResult ApplicationHost::RestartNow(const char* cause) {
 CallResult ApplicationHost::ExitNow() {
     initTimer_.cancel();
     unloadTimer_.cancel();
-    loadTimer_.cancel();
+    EndRepetition();
     isUnloadPending_ = false;
     if (!program_) {
         return NotStarted();
@@ -182,25 +185,35 @@ void ApplicationHost::Discard() {
 
 void ApplicationHost::RestartAfterUnload() {
     unloadTimer_.cancel();
-    if (std::exchange(isUnloadPending_, false) && program_) {
-        RestartNow("the application is unloaded");
+    if (!std::exchange(isUnloadPending_, false) || !program_) {
+        return;
     }
+    const std::uint64_t checks = hub_.GetLoadCheckCount();
+    RestartNow("the application is unloaded");
+    RepeatRestart({[this, checks] { return hub_.GetLoadCheckCount() > checks; },
+                   "no init cycle has begun since the application was unloaded", times_.unloadRepeat},
+                  std::chrono::steady_clock::now() + times_.restartBound);
 }
 
 /// An application program that is busy with an earlier restart ignores a call, so the call is repeated.
-void ApplicationHost::RestartAfterLoad(std::uint64_t cycles, std::chrono::steady_clock::time_point end) {
-    loadTimer_.expires_after(times_.restartRepeat);
-    loadTimer_.async_wait([this, cycles, end](const boost::system::error_code& error) {
-        if (error || !program_ || hub_.GetCycleCount() > cycles) {
+void ApplicationHost::RepeatRestart(const Expectation& expectation, std::chrono::steady_clock::time_point end) {
+    repeatTimer_.expires_after(expectation.pause);
+    repeatTimer_.async_wait([this, expectation, end, repetition = repetition_](const boost::system::error_code& error) {
+        if (error || repetition != repetition_ || !program_ || expectation.isMet()) {
             return;
         }
         if (std::chrono::steady_clock::now() >= end) {
-            Report("no init cycle has begun since the device was loaded; giving up", true);
+            Report(std::string(expectation.missing) + "; giving up", true);
             return;
         }
-        RestartNow("no init cycle has begun since the device was loaded");
-        RestartAfterLoad(cycles, end);
+        RestartNow(expectation.missing);
+        RepeatRestart(expectation, end);
     });
+}
+
+void ApplicationHost::EndRepetition() {
+    ++repetition_;
+    repeatTimer_.cancel();
 }
 
 void ApplicationHost::Report(std::string text, bool isProblem) {

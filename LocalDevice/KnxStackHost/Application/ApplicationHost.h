@@ -24,8 +24,9 @@ struct ApplicationHostTimes {
     std::chrono::milliseconds firstInitPause{500};
     std::chrono::milliseconds longestInitPause{10'000};
     std::chrono::milliseconds unloadGrace{100};       ///< how long the restart waits for the event before it
+    std::chrono::milliseconds unloadRepeat{3'000};    ///< between two restarts after an unload: a cycle waits 2 s first
     std::chrono::milliseconds restartRepeat{200};     ///< between two restarts after a download
-    std::chrono::milliseconds restartBound{150'000};  ///< from when on no more of them follows
+    std::chrono::milliseconds restartBound{150'000};  ///< from when on no more of either follows
 };
 
 /// What a call of the application program came to.
@@ -55,7 +56,8 @@ public:
     CallResult Exit();
 
     /// The application's object is about to leave "loaded", and has left it. The restart follows the second, or the
-    /// first where the second is late: the application program may hold up the load event until it is stopped.
+    /// first where the second is late: the application program may hold up the load event until it is stopped. It is
+    /// repeated until a cycle has looked at the load state: one that is past that would start the app all the same.
     void OnUnloading();
     void OnUnloaded();
 
@@ -70,6 +72,13 @@ public:
 private:
     using Program = std::unique_ptr<KnxStack::IApplicationProgram, std::function<void(KnxStack::IApplicationProgram*)>>;
 
+    /// What shows that a restart was not ignored: the program has passed a point.
+    struct Expectation {
+        std::function<bool()> isMet;
+        const char* missing;  ///< what has not happened, for a message
+        std::chrono::milliseconds pause;
+    };
+
     CallResult Run(std::function<CallResult()> call);
     CallResult StartNow();
     CallResult RestartNow(const char* cause);
@@ -77,7 +86,8 @@ private:
     CallResult Initialise();
     void Discard();
     void RestartAfterUnload();
-    void RestartAfterLoad(std::uint64_t cycles, std::chrono::steady_clock::time_point end);
+    void RepeatRestart(const Expectation& expectation, std::chrono::steady_clock::time_point end);
+    void EndRepetition();
     void Report(std::string text, bool isProblem = false);
 
     const ApplicationProgramFactory factory_;
@@ -94,7 +104,8 @@ private:
     // Of the host thread only.
     boost::asio::steady_timer initTimer_{io_};
     boost::asio::steady_timer unloadTimer_{io_};
-    boost::asio::steady_timer loadTimer_{io_};
+    boost::asio::steady_timer repeatTimer_{io_};
+    std::uint64_t repetition_ = 0;  ///< counts on when one ends: its handler may be on its way already
     GrowingPause initPause_;
     bool isUnloadPending_ = false;
     Program program_;

@@ -1,5 +1,6 @@
 #include "Bus/Telegram.h"
 
+#include <algorithm>
 #include <boost/algorithm/hex.hpp>
 #include <iterator>
 
@@ -54,15 +55,16 @@ const char* ToText(GroupService service) {
 }
 
 std::vector<std::uint8_t> EncodeApdu(const Telegram& telegram) {
-    std::vector<std::uint8_t> apdu{0, ToApci(telegram.service)};
-    if (telegram.service == GroupService::Read) {
-        return apdu;
-    }
-    if (telegram.isCompact) {
+    constexpr std::size_t HeaderSize = 2;
+    const bool hasValue = telegram.service != GroupService::Read;
+    const bool hasOwnBytes = hasValue && !telegram.isCompact;
+    std::vector<std::uint8_t> apdu(HeaderSize + (hasOwnBytes ? telegram.data.size() : 0));
+    apdu[1] = ToApci(telegram.service);
+    if (hasOwnBytes) {
+        std::copy(telegram.data.begin(), telegram.data.end(), std::next(apdu.begin(), HeaderSize));
+    } else if (hasValue) {
         apdu[1] = static_cast<std::uint8_t>(apdu[1] | (telegram.data.at(0) & CompactBits));
-        return apdu;
     }
-    apdu.insert(apdu.end(), telegram.data.begin(), telegram.data.end());
     return apdu;
 }
 

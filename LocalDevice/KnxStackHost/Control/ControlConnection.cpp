@@ -114,10 +114,14 @@ void ControlConnection::OnEvent(const HostEvent& event) {
         ++lostEvents_;
         return;
     }
+    ReportLostEvents();
+    Send(MakeEventJson(event));
+}
+
+void ControlConnection::ReportLostEvents() {
     if (lostEvents_ != 0) {
         Send({{"event", "lost"}, {"count", std::exchange(lostEvents_, 0)}});
     }
-    Send(MakeEventJson(event));
 }
 
 void ControlConnection::Send(const nlohmann::json& message) {
@@ -140,6 +144,8 @@ void ControlConnection::Write() {
                                      self->End();
                                  } else if (!self->outgoing_.empty()) {
                                      self->Write();
+                                 } else {
+                                     self->ReportLostEvents();
                                  }
                              });
 }

@@ -42,6 +42,7 @@ private:
     void Answer(const nlohmann::json& request, const nlohmann::json& answer);
     void Subscribe();
     void OnEvent(const HostEvent& event);
+    void ReportLostEvents();
     void Send(const nlohmann::json& message);
     void Write();
     void End();

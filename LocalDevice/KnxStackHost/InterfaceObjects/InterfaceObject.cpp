@@ -102,6 +102,11 @@ LoadState InterfaceObject::GetLoadState() const {
     return loadState_;
 }
 
+std::uint64_t InterfaceObject::GetLoadCheckCount() {
+    const Property* const control = FindProperty(LoadStateControlProperty);
+    return control == nullptr ? 0 : control->GetReadCount();
+}
+
 void InterfaceObject::ReplayLoadEvents() {
     const Turn turn(*this);
     for (const LoadEvent event : EventsLeadingTo(GetLoadState())) {

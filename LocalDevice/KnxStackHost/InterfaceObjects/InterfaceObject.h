@@ -44,6 +44,8 @@ public:
 
     /// The stack's own load state.
     LoadState GetLoadState() const;
+    /// How often the application program has asked for the load state.
+    std::uint64_t GetLoadCheckCount();
 
 private:
     class Turn;

@@ -36,6 +36,12 @@ bool Property::GetElementCount(std::uint32_t& count) const {
 }
 
 bool Property::ReadElements(std::uint32_t start, std::uint32_t count, KnxStack::BinaryData& data) const {
+    const bool isRead = Read(start, count, data);
+    ++reads_;
+    return isRead;
+}
+
+bool Property::Read(std::uint32_t start, std::uint32_t count, KnxStack::BinaryData& data) const {
     auto content = GetContent();
     // 64 bits: no start and count can wrap around.
     const std::uint64_t begin = std::uint64_t{start} * description_.elementSize;
@@ -86,7 +92,7 @@ std::vector<std::uint8_t> Property::ReadFromBus(std::uint16_t start, std::uint16
         return count == 1 ? data.GetBytes() : std::vector<std::uint8_t>{};
     }
     KnxStack::BinaryData data;
-    return ReadElements(start - 1U, count, data) ? data.GetBytes() : std::vector<std::uint8_t>{};
+    return Read(start - 1U, count, data) ? data.GetBytes() : std::vector<std::uint8_t>{};
 }
 
 bool Property::WriteToUser(const std::vector<std::uint8_t>& data) {

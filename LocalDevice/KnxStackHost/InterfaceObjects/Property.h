@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <boost/thread/mutex.hpp>
 #include <cstddef>
 #include <cstdint>
@@ -51,6 +52,9 @@ public:
 
     const PropertyDescription& GetDescription() const { return description_; }
 
+    /// How often the application program has read elements.
+    std::uint64_t GetReadCount() const { return reads_; }
+
     /// Replaces all elements. False, with nothing changed, when `content` is no whole number of elements or too long.
     bool SetContent(std::vector<std::uint8_t> content);
 
@@ -66,12 +70,14 @@ public:
     bool WriteToUser(const std::vector<std::uint8_t>& data);
 
 private:
+    bool Read(std::uint32_t start, std::uint32_t count, KnxStack::BinaryData& data) const;
     std::vector<std::uint8_t> GetContent() const;
     bool IsVisible() const;
 
     const PropertyDescription description_;
     const EnableHandler onEnabled_;
 
+    mutable std::atomic<std::uint64_t> reads_{0};
     mutable UserSlot<KnxStack::IInterfaceObjectSimplePropertyUser> user_;
 
     mutable boost::mutex mutex_;

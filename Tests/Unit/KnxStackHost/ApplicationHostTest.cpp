@@ -45,7 +45,7 @@ protected:
     GroupObjectService groupObjects{events};
     ApiHub hub{objects, memory, groupObjects, events};
     ProgramScript script;
-    ApplicationHostTimes times{Never, Never, Never, Never, Never};
+    ApplicationHostTimes times{Never, Never, Never, Never, Never, Never};
     std::optional<ApplicationHost> sut;
 };
 
@@ -184,6 +184,42 @@ TEST_F(ApplicationHostTest, TheRestartComesAnywayWhenTheEventIsHeldUp) {
     sut->OnUnloaded();
     sut->Exit();
     EXPECT_EQ(script.CountCalls("restart"), 1);
+}
+
+TEST_F(ApplicationHostTest, ARestartAfterAnUnloadIsRepeatedUntilACycleHasLookedAtTheLoadState) {
+    times.unloadRepeat = AtOnce;
+    script.onRestart = [this](int count, KnxStack::IApiHub&) {
+        if (count == 3) {
+            KnxStack::BinaryData state;
+            objects.Find(ObjectType::Application)->GetProperty(LoadStateControlProperty)->ReadElements(0, 1, state);
+        }
+        return 2;
+    };
+    MakeStarted();
+    sut->OnUnloading();
+    sut->OnUnloaded();
+    ASSERT_TRUE(script.WaitForCall("restart", 3));
+    sut->Exit();
+    EXPECT_EQ(script.CountCalls("restart"), 3);
+    EXPECT_EQ(GetMessages().at(3), "OnDeviceRestart: no init cycle has begun since the application was unloaded");
+}
+
+TEST_F(ApplicationHostTest, ALoadEndsTheRepetitionAfterTheUnload) {
+    times.unloadRepeat = AtOnce;
+    script.onRestart = [this](int count, KnxStack::IApiHub& apiHub) {
+        if (count == 1) {
+            sut->OnLoaded(0);
+        } else {
+            apiHub.GetApplicationPrg1Memory();
+        }
+        return 2;
+    };
+    MakeStarted();
+    sut->OnUnloading();
+    sut->OnUnloaded();
+    ASSERT_TRUE(script.WaitForCall("restart", 2));
+    sut->Exit();
+    EXPECT_EQ(script.CountCalls("restart"), 2);
 }
 
 TEST_F(ApplicationHostTest, ARestartAfterALoadIsRepeatedUntilACycleHasBegun) {

@@ -2,18 +2,17 @@
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
-#include <boost/filesystem/fstream.hpp>
-#include <boost/filesystem/operations.hpp>
 #include <functional>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "AppHostProcessControl.h"
 #include "AppSideTools.h"
+#include "Children.h"
 #include "Orn/ThreadControl.h"
 #include "ProcessTestTools.h"
 #include "SystemFaults.h"
@@ -64,14 +63,7 @@ protected:
     }
 
     /// The process ids of the children of all threads, ended ones included.
-    static std::vector<int> GetChildren() {
-        std::vector<int> children;
-        for (const auto& thread : boost::filesystem::directory_iterator("/proc/self/task")) {
-            boost::filesystem::ifstream file(thread.path() / "children");
-            children.insert(children.end(), std::istream_iterator<int>(file), {});
-        }
-        return children;
-    }
+    static std::vector<pid_t> GetChildren() { return TestSupport::GetChildren(::getpid()); }
 
     TestSupport::GlobalLogCapture log_;
     std::shared_ptr<AppSideTools::HookedClock> clock_ = std::make_shared<AppSideTools::HookedClock>();

@@ -1,5 +1,7 @@
 orn_add_test(CoreTest
+    TIMEOUT 180
     SOURCES
+        DeviceResetTimerRaceTest.cpp
         DeviceResetTimerTest.cpp
         DeviceStackConnectionTest.cpp
         IncludeTest.cpp

@@ -157,6 +157,25 @@ TEST_F(DeviceResetTimer, AnExpiryThatWasCancelledOnItsWayCountsAsStopped) {
     EXPECT_EQ(capture_.GetLines(), (std::vector<LogLine>{Started, Stopped}));
 }
 
+TEST_F(DeviceResetTimer, AnExpiryThatAHeartbeatOvertookCountsAsStopped) {
+    sut_.StartDeviceResetTimer();
+    ManualClock::Advance(seconds(60));
+    RunDueWaits([this] { sut_.StartDeviceResetTimer(); });
+    EXPECT_EQ(restarts_, 0);
+    EXPECT_EQ(capture_.GetLines(), (std::vector<LogLine>{Started, Started, Stopped}));
+}
+
+TEST_F(DeviceResetTimer, ACycleThatWasToldToStopDoesNotArmIt) {
+    Zandrel::ThreadControl control;
+    control.running = false;
+    sut_.StartDeviceResetTimer(control);
+    EXPECT_TRUE(capture_.GetLines().empty());
+
+    control.running = true;
+    sut_.StartDeviceResetTimer(control);
+    EXPECT_EQ(capture_.GetLines(), (std::vector<LogLine>{Started}));
+}
+
 TEST(IoState, StopReturnsOnceEveryHandlerHasRun) {
     Zandrel::IoState sut;
     sut.Start();

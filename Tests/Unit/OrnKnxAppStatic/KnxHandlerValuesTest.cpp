@@ -184,7 +184,7 @@ TEST_F(KnxHandlerValuesTest, PropertyServiceThatDoesNotKnowTheHandlerIsAWarning)
 
     sut_->Detach();
 
-    EXPECT_EQ(log_.GetLines(), (Lines{{"WARN", "[app] Detach - Failed to unregister from property service."}}));
+    EXPECT_EQ(log_.GetLines(), (Lines{{"WARN", "[app] ~KnxHandler - Failed to unregister from property service."}}));
     EXPECT_FALSE(stack_.GroupValues().IsRegistered(*sut_));
 }
 

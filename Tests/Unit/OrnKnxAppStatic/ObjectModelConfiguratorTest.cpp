@@ -251,7 +251,7 @@ TEST_F(SetConfigurationTest, DocumentIsSent) {
     Configuration configuration;
     AddDevice(configuration, 3);
 
-    EXPECT_TRUE(sut.SetConfiguration(configuration));
+    EXPECT_TRUE(sut.SetConfiguration(control, configuration));
 
     EXPECT_EQ(stack.GetDocuments(), (std::vector<std::string>{R"({"devices":[{"id":3}]})"}));
     EXPECT_TRUE(TakeLines().empty());
@@ -261,7 +261,7 @@ TEST_F(SetConfigurationTest, TimeOutIsReported) {
     ConnectToDeafDeviceStack();
     ObjectModelConfigurator impatient(logger, impatientConnection, identity, knx);
 
-    EXPECT_FALSE(impatient.SetConfiguration({}));
+    EXPECT_FALSE(impatient.SetConfiguration(control, {}));
 
     EXPECT_EQ(TakeLines(), (Lines{Line("ERROR", "SetConfiguration", "Configuration of object model timed out.")}));
 }
@@ -270,7 +270,7 @@ TEST_F(SetConfigurationTest, RefusalIsReportedWithItsReason) {
     Connect();
     stack.Refuse("SetConfiguration", "no space");
 
-    EXPECT_FALSE(sut.SetConfiguration({}));
+    EXPECT_FALSE(sut.SetConfiguration(control, {}));
 
     EXPECT_EQ(TakeLines(),
               (Lines{Line("ERROR", "SetConfiguration", "Configuration of object model failed: no space")}));
@@ -280,14 +280,14 @@ TEST_F(SetConfigurationTest, LostConnectionIsReportedWithItsReason) {
     Connect();
     stack.LoseConnectionAt("SetConfiguration");
 
-    EXPECT_FALSE(sut.SetConfiguration({}));
+    EXPECT_FALSE(sut.SetConfiguration(control, {}));
 
     EXPECT_EQ(TakeLines(), (Lines{Line("ERROR", "SetConfiguration",
                                        "Configuration of object model failed: Connection to device stack lost.")}));
 }
 
 TEST_F(SetConfigurationTest, MissingConnectionIsReported) {
-    EXPECT_FALSE(sut.SetConfiguration({}));
+    EXPECT_FALSE(sut.SetConfiguration(control, {}));
 
     EXPECT_EQ(TakeLines(), (Lines{Line("ERROR", "SetConfiguration", "No connection to devicestack client!")}));
 }

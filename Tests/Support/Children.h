@@ -1,0 +1,13 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <vector>
+
+namespace TestSupport {
+
+/// The children of a process, ended ones that were not reaped yet included. What another thread of it starts or ends
+/// meanwhile may be missing or there; a child never goes unseen because the thread that started it ends.
+std::vector<pid_t> GetChildren(pid_t parent);
+
+}  // namespace TestSupport
