@@ -163,6 +163,18 @@ TEST_F(GroupValueBridgeTest, AnotherValueIsNoEcho) {
     EXPECT_EQ(Writes(), (std::vector<Written>{{Co, {0}}}));
 }
 
+TEST_F(GroupValueBridgeTest, EchoOfACodeThatIsNotCanonicalIsWrittenAsTheCanonicalOne) {
+    SetDpt(TestSupport::Dpt(9, 1));
+    FromBus(MakeGroupValue({0x09, 0xF4}));
+
+    EXPECT_TRUE(FromDeviceStack(sets_.at(0).value));
+    EXPECT_EQ(Writes(), (std::vector<Written>{{Co, {0x03, 0xE8}}}));
+
+    FromBus(MakeGroupValue({0x03, 0xE8}));
+    EXPECT_TRUE(FromDeviceStack(sets_.at(1).value));
+    EXPECT_EQ(Writes().size(), 1U) << "the canonical code is known as an echo";
+}
+
 TEST_F(GroupValueBridgeTest, ResponseHasNoEcho) {
     sut_.UpdateCoValue(Co, On, true);
 

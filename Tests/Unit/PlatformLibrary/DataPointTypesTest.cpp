@@ -1,9 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <iomanip>
 #include <iostream>
-#include <limits>
 #include <optional>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -26,8 +27,17 @@ struct Pair {
     std::string serialised;
 };
 
+std::string Describe(std::uint32_t dpt, const Bytes& bytes) {
+    std::ostringstream text;
+    text << (dpt >> 16U) << "." << (dpt & 0xFFFFU) << std::hex << std::uppercase << std::setfill('0');
+    for (const unsigned byte : bytes) {
+        text << " " << std::setw(2) << byte;
+    }
+    return text.str();
+}
+
 void PrintTo(const Pair& pair, std::ostream* stream) {
-    *stream << (pair.dpt >> 16U) << "." << (pair.dpt & 0xFFFFU) << " " << pair.serialised;
+    *stream << Describe(pair.dpt, pair.bytes);
 }
 
 class CanonicalCodes : public testing::TestWithParam<Pair> {};
@@ -144,6 +154,10 @@ struct Altered {
     Bytes canonical;
 };
 
+void PrintTo(const Altered& altered, std::ostream* stream) {
+    *stream << Describe(altered.dpt, altered.bytes);
+}
+
 class AlteredCodes : public testing::TestWithParam<Altered> {};
 
 TEST_P(AlteredCodes, comeBackAsTheCanonicalOne) {
@@ -169,6 +183,10 @@ struct NoValue {
     std::uint32_t dpt;
     Bytes bytes;
 };
+
+void PrintTo(const NoValue& code, std::ostream* stream) {
+    *stream << Describe(code.dpt, code.bytes);
+}
 
 class CodesWithoutValue : public testing::TestWithParam<NoValue> {};
 
@@ -211,6 +229,10 @@ struct Refused {
     std::uint32_t dpt;
     std::string serialised;
 };
+
+void PrintTo(const Refused& value, std::ostream* stream) {
+    *stream << Describe(value.dpt, {value.serialised.begin(), value.serialised.end()});
+}
 
 class ValuesWithoutCode : public testing::TestWithParam<Refused> {};
 

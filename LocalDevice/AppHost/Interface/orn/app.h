@@ -80,10 +80,11 @@ typedef enum orn_value_type { ORN_BOOLEAN = 1, ORN_INTEGER = 2, ORN_NUMBER = 3, 
 /**
  * A value: its type, and the member of `as` that belongs to it.
  *
- * Which type a CO's values have follows from its data-point type: main type 1 boolean; 5 integer, but 5.001 and 5.003
- * number (percent, degrees); 7, 12 and 13 integer (7.003 and 7.004 in milliseconds); 9 and 14 number; 16 text. A value
- * that is set need not have that type, as long as it means one of the CO's values: the integer 1 for a boolean, 21 for
- * a number, a number without fraction for an integer, anything for a text.
+ * Which type a CO's values have follows from its data-point type, as Docs/data-point-types.md says of each: main type 1
+ * boolean; 6, 7, 8, 12, 13, 17, 20, 21, 22, 27 and 29 integer, but 8.010 number; 5 integer, but 5.001 and 5.003 number
+ * (percent, degrees); 9 and 14 number; 4, 16, 28 and all types of several fields text. A value that is set need not
+ * have that type, as long as it means one of the CO's values: the integer 1 for a boolean, 21 for a number, a number
+ * without fraction for an integer, anything for a text.
  */
 typedef struct orn_value {
     orn_value_type type;
