@@ -54,7 +54,7 @@ private:
 };
 
 /// A real device stack, and the parts of an application program that a cycle configures it with.
-class StartUp : private Ostra::IDeviceStackClient::IEventHandler {
+class StartUp final : public Ostra::IDeviceStackClient::IEventHandler {
 public:
     StartUp() {
         const auto line = deviceStack_.WaitForLine("device stack listening on ");

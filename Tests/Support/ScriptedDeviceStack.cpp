@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <boost/asio/post.hpp>
 #include <boost/chrono/duration.hpp>
+#include <boost/thread/latch.hpp>
 #include <boost/thread/lock_guard.hpp>
 #include <boost/thread/lock_types.hpp>
 #include <string_view>
@@ -88,6 +89,12 @@ void ScriptedDeviceStack::AnswerHeld() {
             React(number, request, rule);
         }
     });
+}
+
+void ScriptedDeviceStack::WaitForHandlers() {
+    boost::latch done(1);
+    boost::asio::post(worker_, [&done] { done.count_down(); });
+    done.wait();
 }
 
 void ScriptedDeviceStack::Report(unsigned long id, const std::string& value) {

@@ -50,6 +50,8 @@ public:
     /// The connection is lost now, with whatever is held, and stays so until `Reconnect`.
     void LoseConnection();
     void Reconnect();
+    /// Waits until all handlers have been called for what was sent until now.
+    void WaitForHandlers();
     /// The value of data point `id` has changed. Without an event handler nobody learns of it.
     void Report(unsigned long id, const std::string& value);
 
