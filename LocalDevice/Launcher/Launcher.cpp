@@ -202,6 +202,12 @@ void Launcher::OnEnded(SupervisedProcess& process, const std::string& how) {
         Fail("too many processes ended within a minute, at last: " + what);
         return;
     }
+    if (&process == deviceStack_.get()) {
+        // The object model went with it, and only a device that starts publishes one.
+        console_.Tell(process.GetName(), how + "; the whole device restarts");
+        PowerOff(Goal::Restart);
+        return;
+    }
     const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(*pause).count();
     console_.Tell(process.GetName(), how + "; starts again in " + std::to_string(milliseconds) + " ms");
     process.StartAfter(*pause);
@@ -231,7 +237,7 @@ void Launcher::PowerOn() {
 }
 
 void Launcher::StartHosts() {
-    // A device stack that was started again finds them running.
+    // A device stack that is started later finds them running.
     if (std::exchange(hostsStarted_, true)) {
         return;
     }

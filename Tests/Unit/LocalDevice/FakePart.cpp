@@ -46,7 +46,7 @@ public:
             return 1;
         }
         boost::asio::signal_set signals(io_, manner_ == "stubborn" ? SIGUSR1 : SIGTERM);
-        signals.async_wait([](const boost::system::error_code&, int) {});
+        signals.async_wait([this](const boost::system::error_code&, int) { io_.stop(); });
         const int result = name_ == "devicestack" ? RunDeviceStack() : RunHost();
         Note(name_ + " end");
         return result;
@@ -82,13 +82,20 @@ private:
         if (manner_ == "stubborn") {
             std::signal(SIGTERM, SIG_IGN);
         }
-        const auto launcher = acceptor.accept();
-        std::cout << "host at work" << std::endl;
-        if (manner_ == "die") {
-            return 5;
-        }
+        int result = 0;
+        Protocol::socket launcher(io_);
+        acceptor.async_accept(launcher, [this, &result](const boost::system::error_code& error) {
+            if (error) {
+                return;
+            }
+            std::cout << "host at work" << std::endl;
+            if (manner_ == "die") {
+                result = 5;
+                io_.stop();
+            }
+        });
         io_.run();
-        return 0;
+        return result;
     }
 
     const fs::path root_;

@@ -205,13 +205,32 @@ TEST_F(LauncherTest, HostThatDiesIsStartedAgain) {
     EXPECT_THAT(LinesAbout("host 1"), ElementsAre("ended with signal 9 (Killed); starts again in 250 ms"));
 }
 
-TEST_F(LauncherTest, DeviceStackThatDiesIsStartedAgainOnItsPortAndTheHostStays) {
-    Launch();
+TEST_F(LauncherTest, DeviceStackThatDiesTakesTheHostsWithItAndTheDeviceRestarts) {
+    Launch({"--device", "first", "--device", "second"});
     ASSERT_TRUE(AwaitUp());
+    ASSERT_TRUE(journal_.Await("knxstackhost start", 2));
     kill(journal_.PidOf("devicestack"), SIGKILL);
-    EXPECT_TRUE(journal_.Await("devicestack start --port 9", 1));
+    ASSERT_TRUE(journal_.Await("knxstackhost start", 4));
     const auto journal = journal_.Lines();
-    EXPECT_EQ(journal.size(), 3U);
+    ASSERT_EQ(journal.size(), 8U);
+    EXPECT_EQ(journal[3], "knxstackhost end");
+    EXPECT_EQ(journal[4], "knxstackhost end");
+    EXPECT_EQ(journal[5], "devicestack start --port 9 --serial1 000000000001 --serial2 000000000002");
+    EXPECT_THAT(LinesAbout("device stack"),
+                ElementsAre("listening on 127.0.0.1:9", "ended with signal 9 (Killed); the whole device restarts",
+                            "listening on 127.0.0.1:9"));
+}
+
+TEST_F(LauncherTest, DeviceStackThatDiesAgainAndAgainIsTheEnd) {
+    Launch();
+    for (int death = 1; death <= 5; ++death) {
+        ASSERT_TRUE(journal_.Await("knxstackhost start", death));
+        kill(journal_.PidOf("devicestack"), SIGKILL);
+    }
+    EXPECT_EQ(AwaitExit(), ExitStatus::Exited(1));
+    EXPECT_THAT(sut_->GetErrorLines(),
+                ElementsAre("localdevice: too many processes ended within a minute, at last: device stack ended with "
+                            "signal 9 (Killed)"));
 }
 
 TEST_F(LauncherTest, FiveDeathsWithinAMinuteAreTheEnd) {
