@@ -90,8 +90,9 @@ void Launcher::AddDevice(const std::string& nameOrFile) {
 }
 
 std::string Launcher::Run() {
-    supervisor_ = std::make_unique<SupervisorServer>(io_, directory_.SupervisorSocket(),
-                                                     [this](const SupervisorRequest& request) { OnRequest(request); });
+    supervisor_ = std::make_unique<SupervisorServer>(
+        io_, directory_.SupervisorSocket(),
+        [this](const SupervisorRequest& request, pid_t peer) { OnRequest(request, peer); });
     AwaitSignal();
     if (options_.once) {
         demoDeadline_.expires_after(RunningTimeout);
@@ -135,9 +136,9 @@ void Launcher::OnSignal(int signal) {
     }
 }
 
-void Launcher::OnRequest(const SupervisorRequest& request) {
+void Launcher::OnRequest(const SupervisorRequest& request, pid_t peer) {
     if (const auto* const bad = std::get_if<BadRequest>(&request)) {
-        console_.Tell("supervisor", "got a request " + bad->problem);
+        console_.Tell("supervisor", "got a request of " + NameOf(peer) + ": " + bad->problem);
         return;
     }
     if (const auto* const led = std::get_if<RunLedOffRequest>(&request)) {
@@ -148,13 +149,13 @@ void Launcher::OnRequest(const SupervisorRequest& request) {
         return;
     }
     const auto& restart = std::get<RestartRequest>(request);
-    const std::string who = "process " + std::to_string(restart.from);
     if (options_.once) {
-        Fail(who + " asked for a restart of the device");
+        Fail(NameOf(peer) + " asked for a restart");
         return;
     }
     console_.Tell("supervisor", std::string("restarts the device") +
-                                    (restart.factoryReset ? " in its factory state" : "") + ", as " + who + " asks");
+                                    (restart.factoryReset ? " in its factory state" : "") + ", as " + NameOf(peer) +
+                                    " asks");
     PowerOff(Goal::Restart);
 }
 
@@ -329,6 +330,16 @@ void Launcher::OnNotRunning() {
                  " s: " + device->GetRunStateText());
         }
     }
+}
+
+/// Who is behind a process number.
+std::string Launcher::NameOf(pid_t peer) const {
+    for (const auto& device : devices_) {
+        if (device->GetHost().IsProcess(peer)) {
+            return device->GetName();
+        }
+    }
+    return "process " + std::to_string(peer);
 }
 
 LaunchCommand Launcher::DeviceStackCommand() const {

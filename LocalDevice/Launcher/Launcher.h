@@ -42,7 +42,7 @@ private:
 
     void AwaitSignal();
     void OnSignal(int signal);
-    void OnRequest(const SupervisorRequest& request);
+    void OnRequest(const SupervisorRequest& request, pid_t peer);
     void OnAppControl(int logicalDevice, AppControlWatcher::Point point, std::optional<int> value);
     void OnDeviceStackOutput(const std::string& line);
     void OnEnded(SupervisedProcess& process, const std::string& how);
@@ -60,6 +60,7 @@ private:
     void OnDemoEnded(const std::string& failure);
     void OnNotRunning();
 
+    std::string NameOf(pid_t peer) const;
     LaunchCommand DeviceStackCommand() const;
     LaunchCommand HostCommand(const HostedDevice& device) const;
     std::string DeviceStackAddress() const { return "127.0.0.1:" + std::to_string(port_); }

@@ -1,5 +1,7 @@
 #include "SupervisorServer.h"
 
+#include <sys/socket.h>
+
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/read_until.hpp>
 #include <boost/filesystem/operations.hpp>
@@ -23,6 +25,13 @@ const std::string& FreedPath(const std::string& path) {
         boost::filesystem::remove(path);
     }
     return path;
+}
+
+pid_t GetPeer(Protocol::socket& socket) {
+    ucred credentials{};
+    socklen_t size = sizeof(credentials);
+    const int result = getsockopt(socket.native_handle(), SOL_SOCKET, SO_PEERCRED, &credentials, &size);
+    return result == 0 ? credentials.pid : 0;
 }
 
 }  // namespace
@@ -57,8 +66,9 @@ public:
 
 private:
     struct Session {
-        explicit Session(Protocol::socket s) : socket(std::move(s)) {}
+        explicit Session(Protocol::socket s) : socket(std::move(s)), peer(GetPeer(socket)) {}
         Protocol::socket socket;
+        pid_t peer;
         std::string buffer;
     };
     using SessionPosition = std::list<Session>::iterator;
@@ -74,7 +84,7 @@ private:
                 const std::string line = session->buffer.substr(0, length - 1);
                 session->buffer.erase(0, length);
                 self->Read(session);
-                self->handler_(ParseSupervisorRequest(line));
+                self->handler_(ParseSupervisorRequest(line), session->peer);
             });
     }
 

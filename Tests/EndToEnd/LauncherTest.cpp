@@ -50,7 +50,7 @@ TEST(Supervision, SilentAppHostMakesTheSupervisorRestartTheDeviceOnce) {
     };
     EXPECT_TRUE(
         EndToEnd::WaitUntil([&countLines] { return countLines("run state Running") == 2; }, Milliseconds(60000)));
-    EXPECT_EQ(countLines("restarts the device"), 1);
+    EXPECT_EQ(countLines("restarts the device, as device 1 asks"), 1);
     sut.Signal(SIGINT);
     EXPECT_EQ(sut.WaitForExit(DemoLimit), ExitStatus::Exited(0));
 }

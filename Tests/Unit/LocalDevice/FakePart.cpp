@@ -6,9 +6,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <boost/asio/buffer.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
 #include <boost/asio/signal_set.hpp>
+#include <boost/asio/write.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <boost/filesystem/path.hpp>
 #include <csignal>
@@ -79,6 +81,15 @@ private:
         const std::string path = Option("--control");
         fs::remove(path);
         Protocol::acceptor acceptor(io_, Protocol::endpoint(path));
+        boost::asio::signal_set wishes(io_);
+        if (manner_ == "restart") {
+            wishes.add(SIGUSR1);
+            wishes.async_wait([this](const boost::system::error_code& error, int) {
+                if (!error) {
+                    AskForRestart();
+                }
+            });
+        }
         if (manner_ == "stubborn") {
             std::signal(SIGTERM, SIG_IGN);
         }
@@ -96,6 +107,14 @@ private:
         });
         io_.run();
         return result;
+    }
+
+    void AskForRestart() {
+        Protocol::socket supervisor(io_);
+        supervisor.connect(Protocol::endpoint(std::getenv("ORN_SUPERVISOR")));
+        boost::asio::write(
+            supervisor,
+            boost::asio::buffer(std::string("{\"request\":\"restart\",\"factoryReset\":false,\"from\":13}\n")));
     }
 
     const fs::path root_;

@@ -1,4 +1,5 @@
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include <boost/algorithm/string/predicate.hpp>
 #include <boost/algorithm/string/replace.hpp>
@@ -77,6 +78,11 @@ protected:
             }
         }
         return texts;
+    }
+
+    static std::string CommandLineOf(int process) {
+        std::ifstream file("/proc/" + std::to_string(process) + "/cmdline");
+        return {std::istreambuf_iterator<char>(file), {}};
     }
 
     const TemporaryDirectory directory_;
@@ -167,7 +173,20 @@ TEST_F(LauncherTest, RestartRequestRestartsEverythingInOrder) {
                                               "knxstackhost start --bus in-process at 127.0.0.1:9", "knxstackhost end",
                                               "devicestack end", "devicestack start --port 9 --serial1 000000000001",
                                               "knxstackhost start --bus in-process at 127.0.0.1:9"));
-    EXPECT_THAT(LinesAbout("supervisor"), ElementsAre("restarts the device, as process 13 asks"));
+    EXPECT_THAT(LinesAbout("supervisor"),
+                ElementsAre("restarts the device, as process " + std::to_string(getpid()) + " asks"));
+}
+
+TEST_F(LauncherTest, RestartIsToldWithTheDeviceThatAsksForIt) {
+    SetManner("knxstackhost", "restart");
+    Launch({"--device", "first", "--device", "second"});
+    ASSERT_TRUE(sut_->WaitForLine("[1] host at work") && sut_->WaitForLine("[2] host at work"));
+    const int host = journal_.PidOf("knxstackhost");
+    const bool isSecond = CommandLineOf(host).find("host2.sock") != std::string::npos;
+    kill(host, SIGUSR1);
+    ASSERT_TRUE(journal_.Await("knxstackhost start", 4));
+    EXPECT_THAT(LinesAbout("supervisor"),
+                ElementsAre(std::string("restarts the device, as device ") + (isSecond ? "2" : "1") + " asks"));
 }
 
 TEST_F(LauncherTest, RequestsWhileRestartingArePartOfTheRestart) {
@@ -179,11 +198,12 @@ TEST_F(LauncherTest, RequestsWhileRestartingArePartOfTheRestart) {
         requests += "{\"request\":\"restart\",\"factoryReset\":true,\"from\":13,\"to\":2}\n";
     }
     SendToSupervisor(requests + "the last one\n");
-    ASSERT_TRUE(sut_->WaitForLine("got a request no JSON object"));
+    ASSERT_TRUE(sut_->WaitForLine("it is no JSON object"));
     kill(journal_.PidOf("knxstackhost"), SIGUSR1);
     ASSERT_TRUE(journal_.Await("knxstackhost start", 2));
-    EXPECT_THAT(LinesAbout("supervisor"), ElementsAre("restarts the device in its factory state, as process 13 asks",
-                                                      "got a request no JSON object"));
+    const std::string own = "process " + std::to_string(getpid());
+    EXPECT_THAT(LinesAbout("supervisor"), ElementsAre("restarts the device in its factory state, as " + own + " asks",
+                                                      "got a request of " + own + ": it is no JSON object"));
     sut_->Signal(SIGINT);
     sut_->Signal(SIGTERM);
     EXPECT_EQ(AwaitExit(), ExitStatus::Exited(0));
@@ -193,7 +213,7 @@ TEST_F(LauncherTest, BadRequestIsToldAndChangesNothing) {
     Launch();
     ASSERT_TRUE(AwaitUp());
     SendToSupervisor("nonsense\n");
-    EXPECT_TRUE(sut_->WaitForLine("got a request no JSON object"));
+    EXPECT_TRUE(sut_->WaitForLine("it is no JSON object"));
     EXPECT_EQ(journal_.Lines().size(), 2U);
 }
 
@@ -207,8 +227,7 @@ TEST_F(LauncherTest, HostThatDiesIsStartedAgain) {
 
 TEST_F(LauncherTest, DeviceStackThatDiesTakesTheHostsWithItAndTheDeviceRestarts) {
     Launch({"--device", "first", "--device", "second"});
-    ASSERT_TRUE(AwaitUp());
-    ASSERT_TRUE(journal_.Await("knxstackhost start", 2));
+    ASSERT_TRUE(sut_->WaitForLine("[1] host at work") && sut_->WaitForLine("[2] host at work"));
     kill(journal_.PidOf("devicestack"), SIGKILL);
     ASSERT_TRUE(journal_.Await("knxstackhost start", 4));
     const auto journal = journal_.Lines();
