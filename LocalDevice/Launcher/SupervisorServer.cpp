@@ -5,7 +5,9 @@
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/read_until.hpp>
 #include <boost/filesystem/operations.hpp>
+#include <boost/system/system_error.hpp>
 #include <list>
+#include <stdexcept>
 #include <utility>
 
 #include "RunDirectory.h"
@@ -27,6 +29,14 @@ const std::string& FreedPath(const std::string& path) {
     return path;
 }
 
+Protocol::acceptor Listen(boost::asio::io_context& io, const std::string& path) {
+    try {
+        return {io, Protocol::endpoint(FreedPath(path)), false};
+    } catch (const boost::system::system_error& error) {
+        throw std::runtime_error(path + ": the socket cannot be made: " + error.code().message());
+    }
+}
+
 pid_t GetPeer(Protocol::socket& socket) {
     ucred credentials{};
     socklen_t size = sizeof(credentials);
@@ -39,7 +49,7 @@ pid_t GetPeer(Protocol::socket& socket) {
 class SupervisorServer::Core : public std::enable_shared_from_this<Core> {
 public:
     Core(boost::asio::io_context& io, const std::string& path, Handler handler)
-        : acceptor_(io, Protocol::endpoint(FreedPath(path)), false), handler_(std::move(handler)) {}
+        : acceptor_(Listen(io, path)), handler_(std::move(handler)) {}
 
     void Accept() {
         acceptor_.async_accept(

@@ -22,7 +22,7 @@ public:
     using Handler = std::function<void(const SupervisorRequest& request, pid_t peer)>;
 
     /// Listens at `path`, in place of a socket there that nobody listens to any more. Throws
-    /// `boost::system::system_error`.
+    /// `std::runtime_error`, one line with the path.
     SupervisorServer(boost::asio::io_context& io, const std::string& path, Handler handler);
     ~SupervisorServer();
     SupervisorServer(const SupervisorServer&) = delete;

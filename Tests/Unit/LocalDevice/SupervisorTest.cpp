@@ -152,6 +152,13 @@ TEST_F(SupervisorServerTest, SocketThatNobodyListensToIsReplaced) {
     EXPECT_TRUE(LocalDevice::IsListening(path_));
 }
 
+TEST_F(SupervisorServerTest, SocketThatCannotBeMadeIsNamed) {
+    const std::string path = directory_.Path("none/s.sock");
+    const auto construct = [this, &path] { const SupervisorServer sut(io_, path, Collect()); };
+    EXPECT_THAT(construct, testing::ThrowsMessage<std::runtime_error>(
+                               path + ": the socket cannot be made: No such file or directory"));
+}
+
 TEST_F(SupervisorServerTest, NobodyListensAfterTheEnd) {
     { const SupervisorServer sut(io_, path_, Collect()); }
     EXPECT_FALSE(LocalDevice::IsListening(path_));
