@@ -48,8 +48,8 @@ Launcher::Launcher(const Options& options, const Installation& installation, Con
       signals_(io_, SIGINT, SIGTERM),
       demoDeadline_(io_),
       port_(options.port) {
-    for (const std::string& device : options_.devices) {
-        AddDevice(device);
+    for (const std::string& file : options_.devices) {
+        AddDevice(file);
     }
     if (devices_.size() > 1 &&
         devices_[0]->GetDescription().serialNumber == devices_[1]->GetDescription().serialNumber) {
@@ -68,10 +68,9 @@ Launcher::Launcher(const Options& options, const Installation& installation, Con
     signals_.add(SIGPIPE);
 }
 
-void Launcher::AddDevice(const std::string& nameOrFile) {
+void Launcher::AddDevice(const std::string& file) {
     const auto index = devices_.size();
     const int logicalDevice = static_cast<int>(index) + 1;
-    const std::string file = installation_.FindDescription(nameOrFile);
     HostedDevice::Handlers handlers;
     handlers.process.command = [this, index] { return HostCommand(*devices_[index]); };
     handlers.process.onOutput = [this, index](const std::string& line) {

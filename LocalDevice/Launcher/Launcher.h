@@ -29,7 +29,8 @@ namespace LocalDevice {
 /// round.
 class Launcher {
 public:
-    /// Reads the descriptions and demos, and makes the folder. Throws `std::runtime_error`, one line, for bad input.
+    /// `options` names the files of the descriptions. Reads them and the demos, and makes the folder. Throws
+    /// `std::runtime_error`, one line, for bad input.
     Launcher(const Options& options, const Installation& installation, Console& console);
     Launcher(const Launcher&) = delete;
     Launcher& operator=(const Launcher&) = delete;
@@ -54,7 +55,7 @@ private:
     void StartHosts();
     void Fail(const std::string& problem);
 
-    void AddDevice(const std::string& nameOrFile);
+    void AddDevice(const std::string& file);
     void PlayDemos();
     void PlayNextDemo();
     void OnDemoEnded(const std::string& failure);

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <boost/algorithm/string/predicate.hpp>
 #include <boost/algorithm/string/replace.hpp>
 #include <boost/asio/buffer.hpp>
@@ -51,7 +52,10 @@ protected:
     void SetManner(const std::string& part, const std::string& manner) { directory_.Write("manner/" + part, manner); }
 
     void Launch(std::vector<std::string> arguments = {"--device", "first"}) {
-        arguments.insert(arguments.begin(), {directory_.Path("bin"), "--directory", directory_.Path("run")});
+        arguments.insert(arguments.begin(), directory_.Path("bin"));
+        if (std::find(arguments.begin(), arguments.end(), "--directory") == arguments.end()) {
+            arguments.insert(arguments.end(), {"--directory", directory_.Path("run")});
+        }
         sut_.emplace(LOCAL_DEVICE_AT, arguments);
     }
 
@@ -309,27 +313,36 @@ struct BadStart {
 class LauncherRefuses : public LauncherTest, public testing::WithParamInterface<BadStart> {};
 
 TEST_P(LauncherRefuses, SaysWhyAndStartsNothing) {
-    Launch(GetParam().arguments);
+    const std::string root = fs::path(directory_.Path("bin")).parent_path().string();
+    std::vector<std::string> arguments = GetParam().arguments;
+    for (std::string& argument : arguments) {
+        boost::replace_all(argument, "ROOT", root);
+    }
+    Launch(arguments);
     EXPECT_EQ(AwaitExit(), ExitStatus::Exited(GetParam().exitCode));
-    const std::string message =
-        boost::replace_all_copy(GetParam().message, "ROOT", fs::path(directory_.Path("bin")).parent_path().string());
+    const std::string message = boost::replace_all_copy(GetParam().message, "ROOT", root);
     EXPECT_THAT(sut_->GetErrorLines(), ElementsAre("localdevice: " + message));
     EXPECT_THAT(journal_.Lines(), IsEmpty());
 }
 
 INSTANTIATE_TEST_SUITE_P(
     CommandLines, LauncherRefuses,
-    testing::Values(BadStart{{"--port", "x"}, 2, "--port x: expected a number from 0 to 65535"},
-                    BadStart{
-                        {"--device", "third"}, 1, "unknown device \"third\", expected a file or one of first, second"},
-                    BadStart{{"--device", "./none"}, 1, "./none: cannot be read: No such file or directory"},
-                    BadStart{{"--device", "none.json"}, 1, "none.json: cannot be read: No such file or directory"},
-                    BadStart{{"--device", "first", "--device", "first"},
-                             1,
-                             "ROOT/devices/first.json: serial number 000000000001 is that of device 1 too"},
-                    BadStart{{"--device", "first", "--once"},
-                             1,
-                             "ROOT/devices/first.demo.json: cannot be read: No such file or directory"}));
+    testing::Values(
+        BadStart{{"--port", "x"}, 2, "--port x: expected a number from 0 to 65535"},
+        BadStart{{"--device", "third"}, 2, "unknown device \"third\", expected a file or one of first, second"},
+        BadStart{{"--device", "./none"}, 1, "./none: cannot be read: No such file or directory"},
+        BadStart{{"--device", "none.json"}, 1, "none.json: cannot be read: No such file or directory"},
+        BadStart{{"--device", "first", "--device", "first"}, 2, "--device first: expected two different devices"},
+        BadStart{{"--bus", "usb"}, 2, "--bus usb: expected in-process, knxd:local:PATH or knxd:ip:HOST[:PORT]"},
+        BadStart{{"--device", "first", "--directory", "/proc"},
+                 1,
+                 "/proc/supervisor.sock: the socket cannot be made: No such file or directory"},
+        BadStart{{"--device", "first", "--device", "ROOT/devices/first.json"},
+                 1,
+                 "ROOT/devices/first.json: serial number 000000000001 is that of device 1 too"},
+        BadStart{{"--device", "first", "--once"},
+                 1,
+                 "ROOT/devices/first.demo.json: cannot be read: No such file or directory"}));
 
 TEST_F(LauncherTest, MissingProgramIsNamed) {
     fs::remove(directory_.Path("bin/knxstackhost"));
