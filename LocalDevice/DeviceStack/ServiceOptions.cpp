@@ -1,6 +1,6 @@
 #include "ServiceOptions.h"
 
-#include <algorithm>
+#include <boost/algorithm/string/predicate.hpp>
 #include <boost/asio/ip/address.hpp>
 #include <boost/program_options/options_description.hpp>
 #include <boost/program_options/parsers.hpp>
@@ -85,6 +85,11 @@ ServiceOptions ParseOptions(const std::vector<std::string>& arguments) {
     options.address = ReadAddress(values["address"].as<std::string>());
     options.serialNumbers.first = ReadSerialNumber("serial1", values["serial1"].as<std::string>());
     options.serialNumbers.second = ReadSerialNumber("serial2", values["serial2"].as<std::string>());
+    if (!options.serialNumbers.first.empty() &&
+        boost::iequals(options.serialNumbers.first, options.serialNumbers.second)) {
+        throw OptionError("--serial2 " + options.serialNumbers.second +
+                          ": expected another serial number than that of --serial1");
+    }
     options.logFile = values["log"].as<std::string>();
     return options;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <set>
 #include <string_view>
 
 #include "JsonFile.h"
@@ -12,7 +13,9 @@ namespace LocalDevice {
 
 namespace {
 
+constexpr std::size_t NameBytes = 100;
 constexpr std::size_t FriendlyNameBytes = 30;
+constexpr std::size_t MaxAdditionalAddresses = 255;  // elements of the property that holds them
 constexpr std::size_t AppIdBytes = 64;
 constexpr std::size_t TextParameterBytes = 127;
 constexpr std::uint16_t MaxObjectNumber = 520;
@@ -48,9 +51,38 @@ std::uint16_t ReadIndividualAddress(const JsonValue& value) {
     return Parsed(value, ParseIndividualAddress, "an individual address, such as \"1.1.10\"");
 }
 
+std::vector<std::uint16_t> ReadAdditionalAddresses(const JsonValue& list, std::uint16_t ownAddress) {
+    const auto elements = list.Elements();
+    if (elements.size() > MaxAdditionalAddresses) {
+        list.Fail("expected at most " + std::to_string(MaxAdditionalAddresses) + " individual addresses, got " +
+                  std::to_string(elements.size()));
+    }
+    std::vector<std::uint16_t> addresses;
+    std::set<std::uint16_t> known{ownAddress};
+    for (const JsonValue& element : elements) {
+        addresses.push_back(ReadIndividualAddress(element));
+        if (!known.insert(addresses.back()).second) {
+            element.FailExpecting(addresses.back() == ownAddress ? "another address than the device's own"
+                                                                 : "each individual address once");
+        }
+    }
+    return addresses;
+}
+
+/// It becomes part of a file's name.
+std::string ReadAppId(const JsonValue& value) {
+    constexpr std::string_view Allowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-.";
+    std::string appId = value.Text();
+    if (appId.empty() || appId.size() > AppIdBytes || appId.front() == '.' ||
+        appId.find_first_not_of(Allowed) != std::string::npos) {
+        value.FailExpecting(R"(1 to 64 letters (a to z, A to Z), digits, "_", "-" and ".", no "." in front)");
+    }
+    return appId;
+}
+
 /// A device stores its friendly name in ISO 8859-1.
 std::string ReadFriendlyName(const JsonValue& value) {
-    const std::string utf8 = value.Text();
+    const std::string utf8 = value.PrintableText();
     std::string latin1;
     for (std::size_t i = 0; i < utf8.size(); ++i) {
         const auto lead = static_cast<unsigned char>(utf8[i]);
@@ -132,9 +164,10 @@ void ReadParameters(const JsonValue& parameters, DeviceDescription& description)
 
 std::vector<std::uint16_t> ReadGroupAddresses(const JsonValue& list) {
     std::vector<std::uint16_t> addresses;
+    std::set<std::uint16_t> known;
     for (const JsonValue& element : list.Elements()) {
         const auto address = Parsed(element, ParseGroupAddress, "a group address, such as \"1/0/1\"");
-        if (std::find(addresses.begin(), addresses.end(), address) != addresses.end()) {
+        if (!known.insert(address).second) {
             element.Fail("group address " + FormatGroupAddress(address) + " stands twice in one list");
         }
         addresses.push_back(address);
@@ -146,7 +179,7 @@ CommunicationObject ReadCommunicationObject(const JsonValue& value) {
     value.AllowOnly({"number", "name", "dpt", "flags", "groupAddresses"});
     CommunicationObject object;
     object.number = static_cast<std::uint16_t>(value.Member("number").WholeNumber(1, MaxObjectNumber));
-    object.name = value.Member("name").Text();
+    object.name = value.Member("name").PrintableText(NameBytes);
     object.dpt = Parsed(value.Member("dpt"), ParseDpt, "a data-point type, such as \"1.001\"");
     object.flags = ReadFlags(value.Member("flags"));
     object.groupAddresses = ReadGroupAddresses(value.Member("groupAddresses"));
@@ -157,10 +190,11 @@ void ReadCommunicationObjects(const JsonValue& list, DeviceDescription& descript
     std::map<std::uint16_t, std::size_t> lines;
     for (const JsonValue& element : list.Elements()) {
         const CommunicationObject object = ReadCommunicationObject(element);
-        const auto [first, isNew] = lines.emplace(object.number, element.Line());
+        const JsonValue number = element.Member("number");
+        const auto [first, isNew] = lines.emplace(object.number, number.Line());
         if (!isNew) {
-            element.Member("number").Fail("communication object " + std::to_string(object.number) +
-                                          " stands twice, first on line " + std::to_string(first->second));
+            number.Fail("communication object " + std::to_string(object.number) + " stands twice, first on line " +
+                        std::to_string(first->second));
         }
         description.communicationObjects.emplace(object.number, object);
     }
@@ -171,10 +205,10 @@ DeviceDescription ReadDescription(const JsonValue& root) {
                     "additionalIndividualAddresses", "appId", "appType", "displayTextSpeed", "displayTextWrapping",
                     "parameters", "communicationObjects"});
     DeviceDescription description;
-    description.name = root.Member("name").Text();
+    description.name = root.Member("name").PrintableText(NameBytes);
     description.serialNumber = ReadSixBytes(root.Member("serialNumber"));
     description.individualAddress = ReadIndividualAddress(root.Member("individualAddress"));
-    description.appId = root.Member("appId").Text(AppIdBytes);
+    description.appId = ReadAppId(root.Member("appId"));
     ReadCommunicationObjects(root.Member("communicationObjects"), description);
 
     if (const auto value = root.FindMember("hardwareType")) {
@@ -184,9 +218,7 @@ DeviceDescription ReadDescription(const JsonValue& root) {
         description.friendlyName = ReadFriendlyName(*value);
     }
     if (const auto value = root.FindMember("additionalIndividualAddresses")) {
-        for (const JsonValue& element : value->Elements()) {
-            description.additionalIndividualAddresses.push_back(ReadIndividualAddress(element));
-        }
+        description.additionalIndividualAddresses = ReadAdditionalAddresses(*value, description.individualAddress);
     }
     if (const auto value = root.FindMember("appType")) {
         description.appType = static_cast<std::uint8_t>(value->Choice({"native", "managed"}));

@@ -30,7 +30,7 @@ struct CommunicationObject {
 
 /// What a configuration tool downloads into a device, with the device's own identity.
 struct DeviceDescription {
-    std::string name;    ///< of the description, for people
+    std::string name;    ///< of the description, for people; without control characters
     std::string source;  ///< the file it came from
 
     std::array<std::uint8_t, 6> serialNumber{};
@@ -39,7 +39,7 @@ struct DeviceDescription {
     std::uint16_t individualAddress = 0;
     std::vector<std::uint16_t> additionalIndividualAddresses;
 
-    std::string appId;                     ///< 64 bytes at most
+    std::string appId;                     ///< 1 to 64 letters, digits, "_", "-" and "."
     std::uint8_t appType = 0;              ///< 0 native, 1 managed
     std::uint8_t displayTextSpeed = 0;     ///< 0 slow, 1 medium, 2 fast
     std::uint8_t displayTextWrapping = 1;  ///< 0 continuous scrolling, 1 page by page, 2 no ticker

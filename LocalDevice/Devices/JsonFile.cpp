@@ -58,6 +58,19 @@ std::string Excerpt(const Json& value) {
     return text;
 }
 
+/// Whether UTF-8 text holds one of the characters U+0000 to U+001F and U+007F to U+009F.
+bool HasControlCharacter(const std::string& text) {
+    unsigned char before = 0;
+    for (const char character : text) {
+        const auto byte = static_cast<unsigned char>(character);
+        if (byte < 0x20 || byte == 0x7F || (before == 0xC2 && byte < 0xA0)) {
+            return true;
+        }
+        before = byte;
+    }
+    return false;
+}
+
 /// The reason in an exception's text, without the exception's name, the position and the text read last.
 std::string ReasonOf(const Json::exception& exception) {
     std::string text = exception.what();
@@ -245,8 +258,16 @@ std::string JsonValue::Text() const {
     return text;
 }
 
-std::string JsonValue::Text(std::size_t maxBytes) const {
+std::string JsonValue::PrintableText() const {
     std::string text = Text();
+    if (HasControlCharacter(text)) {
+        FailExpecting("a text without control characters");
+    }
+    return text;
+}
+
+std::string JsonValue::PrintableText(std::size_t maxBytes) const {
+    std::string text = PrintableText();
     if (text.size() > maxBytes) {
         Fail("expected a text of at most " + std::to_string(maxBytes) + " bytes, got " + std::to_string(text.size()) +
              " bytes");

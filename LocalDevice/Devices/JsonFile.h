@@ -66,8 +66,10 @@ public:
     std::uint32_t WholeNumber(std::uint32_t min, std::uint32_t max) const;
     /// UTF-8 text of any length, without NUL.
     std::string Text() const;
+    /// The same without control characters, so that it can be shown in a line.
+    std::string PrintableText() const;
     /// The same, of at most `maxBytes` bytes.
-    std::string Text(std::size_t maxBytes) const;
+    std::string PrintableText(std::size_t maxBytes) const;
     /// The index of the text in `choices`.
     std::size_t Choice(std::initializer_list<std::string_view> choices) const;
 

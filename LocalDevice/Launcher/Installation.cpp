@@ -6,6 +6,8 @@
 #include <set>
 #include <stdexcept>
 
+#include "Options.h"
+
 namespace LocalDevice {
 
 namespace fs = boost::filesystem;
@@ -37,7 +39,7 @@ std::string Installation::FindDescription(const std::string& nameOrFile) const {
     }
     const fs::path description = root_ / "devices" / (nameOrFile + DescriptionEnding);
     if (!fs::exists(description)) {
-        throw std::runtime_error("unknown device \"" + nameOrFile + "\", expected a file or one of " + KnownDevices());
+        throw OptionsError("unknown device \"" + nameOrFile + "\", expected a file or one of " + KnownDevices());
     }
     return description.string();
 }

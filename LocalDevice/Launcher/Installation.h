@@ -16,7 +16,7 @@ public:
     std::string PluginLibrary() const;
 
     /// The description of a device: `nameOrFile` is a file where it holds a "/" or ends in ".json", and the name of a
-    /// delivered device otherwise. Throws `std::runtime_error`, one line, for an unknown name.
+    /// delivered device otherwise. Throws `OptionsError` for an unknown name.
     std::string FindDescription(const std::string& nameOrFile) const;
 
     /// The demo that belongs to a description.

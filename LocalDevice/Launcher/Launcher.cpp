@@ -48,8 +48,8 @@ Launcher::Launcher(const Options& options, const Installation& installation, Con
       signals_(io_, SIGINT, SIGTERM),
       demoDeadline_(io_),
       port_(options.port) {
-    for (const std::string& device : options_.devices) {
-        AddDevice(device);
+    for (const std::string& file : options_.devices) {
+        AddDevice(file);
     }
     if (devices_.size() > 1 &&
         devices_[0]->GetDescription().serialNumber == devices_[1]->GetDescription().serialNumber) {
@@ -68,10 +68,9 @@ Launcher::Launcher(const Options& options, const Installation& installation, Con
     signals_.add(SIGPIPE);
 }
 
-void Launcher::AddDevice(const std::string& nameOrFile) {
+void Launcher::AddDevice(const std::string& file) {
     const auto index = devices_.size();
     const int logicalDevice = static_cast<int>(index) + 1;
-    const std::string file = installation_.FindDescription(nameOrFile);
     HostedDevice::Handlers handlers;
     handlers.process.command = [this, index] { return HostCommand(*devices_[index]); };
     handlers.process.onOutput = [this, index](const std::string& line) {
@@ -90,8 +89,9 @@ void Launcher::AddDevice(const std::string& nameOrFile) {
 }
 
 std::string Launcher::Run() {
-    supervisor_ = std::make_unique<SupervisorServer>(io_, directory_.SupervisorSocket(),
-                                                     [this](const SupervisorRequest& request) { OnRequest(request); });
+    supervisor_ = std::make_unique<SupervisorServer>(
+        io_, directory_.SupervisorSocket(),
+        [this](const SupervisorRequest& request, pid_t peer) { OnRequest(request, peer); });
     AwaitSignal();
     if (options_.once) {
         demoDeadline_.expires_after(RunningTimeout);
@@ -135,9 +135,9 @@ void Launcher::OnSignal(int signal) {
     }
 }
 
-void Launcher::OnRequest(const SupervisorRequest& request) {
+void Launcher::OnRequest(const SupervisorRequest& request, pid_t peer) {
     if (const auto* const bad = std::get_if<BadRequest>(&request)) {
-        console_.Tell("supervisor", "got a request " + bad->problem);
+        console_.Tell("supervisor", "got a request of " + NameOf(peer) + ": " + bad->problem);
         return;
     }
     if (const auto* const led = std::get_if<RunLedOffRequest>(&request)) {
@@ -148,13 +148,13 @@ void Launcher::OnRequest(const SupervisorRequest& request) {
         return;
     }
     const auto& restart = std::get<RestartRequest>(request);
-    const std::string who = "process " + std::to_string(restart.from);
     if (options_.once) {
-        Fail(who + " asked for a restart of the device");
+        Fail(NameOf(peer) + " asked for a restart");
         return;
     }
     console_.Tell("supervisor", std::string("restarts the device") +
-                                    (restart.factoryReset ? " in its factory state" : "") + ", as " + who + " asks");
+                                    (restart.factoryReset ? " in its factory state" : "") + ", as " + NameOf(peer) +
+                                    " asks");
     PowerOff(Goal::Restart);
 }
 
@@ -202,6 +202,12 @@ void Launcher::OnEnded(SupervisedProcess& process, const std::string& how) {
         Fail("too many processes ended within a minute, at last: " + what);
         return;
     }
+    if (&process == deviceStack_.get()) {
+        // The object model went with it, and only a device that starts publishes one.
+        console_.Tell(process.GetName(), how + "; the whole device restarts");
+        PowerOff(Goal::Restart);
+        return;
+    }
     const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(*pause).count();
     console_.Tell(process.GetName(), how + "; starts again in " + std::to_string(milliseconds) + " ms");
     process.StartAfter(*pause);
@@ -231,7 +237,7 @@ void Launcher::PowerOn() {
 }
 
 void Launcher::StartHosts() {
-    // A device stack that was started again finds them running.
+    // A device stack that is started later finds them running.
     if (std::exchange(hostsStarted_, true)) {
         return;
     }
@@ -323,6 +329,16 @@ void Launcher::OnNotRunning() {
                  " s: " + device->GetRunStateText());
         }
     }
+}
+
+/// Who is behind a process number.
+std::string Launcher::NameOf(pid_t peer) const {
+    for (const auto& device : devices_) {
+        if (device->GetHost().IsProcess(peer)) {
+            return device->GetName();
+        }
+    }
+    return "process " + std::to_string(peer);
 }
 
 LaunchCommand Launcher::DeviceStackCommand() const {

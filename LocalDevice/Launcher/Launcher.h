@@ -29,7 +29,8 @@ namespace LocalDevice {
 /// round.
 class Launcher {
 public:
-    /// Reads the descriptions and demos, and makes the folder. Throws `std::runtime_error`, one line, for bad input.
+    /// `options` names the files of the descriptions. Reads them and the demos, and makes the folder. Throws
+    /// `std::runtime_error`, one line, for bad input.
     Launcher(const Options& options, const Installation& installation, Console& console);
     Launcher(const Launcher&) = delete;
     Launcher& operator=(const Launcher&) = delete;
@@ -42,7 +43,7 @@ private:
 
     void AwaitSignal();
     void OnSignal(int signal);
-    void OnRequest(const SupervisorRequest& request);
+    void OnRequest(const SupervisorRequest& request, pid_t peer);
     void OnAppControl(int logicalDevice, AppControlWatcher::Point point, std::optional<int> value);
     void OnDeviceStackOutput(const std::string& line);
     void OnEnded(SupervisedProcess& process, const std::string& how);
@@ -54,12 +55,13 @@ private:
     void StartHosts();
     void Fail(const std::string& problem);
 
-    void AddDevice(const std::string& nameOrFile);
+    void AddDevice(const std::string& file);
     void PlayDemos();
     void PlayNextDemo();
     void OnDemoEnded(const std::string& failure);
     void OnNotRunning();
 
+    std::string NameOf(pid_t peer) const;
     LaunchCommand DeviceStackCommand() const;
     LaunchCommand HostCommand(const HostedDevice& device) const;
     std::string DeviceStackAddress() const { return "127.0.0.1:" + std::to_string(port_); }

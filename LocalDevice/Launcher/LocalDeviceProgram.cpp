@@ -30,12 +30,15 @@ int RunLocalDevice(const boost::filesystem::path& programDirectory, const std::v
         const log4cplus::Initializer logging;
         // What the device-stack client would log, the launcher says itself.
         log4cplus::Logger::getRoot().setLogLevel(log4cplus::OFF_LOG_LEVEL);
-        const auto options = ParseOptions(arguments);
+        auto options = ParseOptions(arguments);
         if (!options) {
             std::cout << GetOptionsHelp();
             return 0;
         }
         const Installation installation(programDirectory);
+        for (std::string& device : options->devices) {
+            device = installation.FindDescription(device);
+        }
         Console console(std::cout);
         Launcher launcher(*options, installation, console);
         const std::string failure = launcher.Run();

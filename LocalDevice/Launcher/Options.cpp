@@ -5,6 +5,7 @@
 #include <boost/program_options/variables_map.hpp>
 #include <sstream>
 
+#include "Bus/BusAddress.h"
 #include "KnxAddress.h"
 
 namespace LocalDevice {
@@ -22,7 +23,8 @@ po::options_description Description() {
     add("device", po::value<std::vector<std::string>>()->value_name("NAME|FILE"),
         "device description; given twice: logical devices 1 and 2 (default: stairlight)");
     add("bus", po::value<std::string>()->default_value("in-process")->value_name("BUS"),
-        "in-process, knxd:local:PATH or knxd:ip:HOST[:PORT]");
+        "in-process: each device has a bus of its own; knxd:local:PATH or knxd:ip:HOST[:PORT]: the bus behind a "
+        "knxd, which joins them");
     add("once", "play the demo of each device, compare the answers and end");
     add("port", po::value<std::string>()->default_value("0")->value_name("N"),
         "port of the device stack; 0 picks a free one");
@@ -78,7 +80,13 @@ std::optional<Options> ParseOptions(const std::vector<std::string>& arguments) {
     if (options.devices.size() > Options::MaxDevices) {
         throw OptionsError("--device: expected at most two devices, got " + std::to_string(options.devices.size()));
     }
+    if (options.devices.size() == 2 && options.devices[0] == options.devices[1]) {
+        throw OptionsError("--device " + options.devices[1] + ": expected two different devices");
+    }
     options.bus = values["bus"].as<std::string>();
+    if (!ParseBusAddress(options.bus)) {
+        throw OptionsError("--bus " + options.bus + ": expected " + BusAddressForms);
+    }
     options.port = static_cast<std::uint16_t>(ReadNumber(values, "port", MaxPort));
     options.directory = values["directory"].as<std::string>();
     options.once = values.count("once") != 0;

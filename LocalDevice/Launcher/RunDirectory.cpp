@@ -34,7 +34,7 @@ void CheckLength(const fs::path& directory) {
 }
 
 fs::path MakeFresh() {
-    std::string name = (fs::temp_directory_path() / (FreshPrefix() + "XXXXXX")).string();
+    std::string name = (RunDirectory::GetTemporaryFolder() / (FreshPrefix() + "XXXXXX")).string();
     CheckLength(name);
     if (mkdtemp(name.data()) == nullptr) {
         throw std::runtime_error(name + ": cannot be created: " + std::generic_category().message(errno));
@@ -43,13 +43,14 @@ fs::path MakeFresh() {
 }
 
 fs::path MakeGiven(const std::string& path) {
+    // Before anything is created: what is refused leaves nothing behind.
+    const fs::path absolute = fs::weakly_canonical(fs::absolute(path).remove_trailing_separator());
+    CheckLength(absolute);
     boost::system::error_code error;
-    fs::create_directories(path, error);
+    fs::create_directories(absolute, error);
     if (error) {
         throw std::runtime_error(path + ": cannot be created: " + error.message());
     }
-    fs::path absolute = fs::canonical(path);
-    CheckLength(absolute);
     if (IsListening((absolute / SupervisorName).string())) {
         throw std::runtime_error(path + ": another local device runs here");
     }
@@ -93,10 +94,19 @@ std::string RunDirectory::ControlSocketIn(const fs::path& directory, int logical
     return (directory / ("host" + std::to_string(logicalDevice) + ".sock")).string();
 }
 
+fs::path RunDirectory::GetTemporaryFolder() {
+    try {
+        return fs::temp_directory_path();
+    } catch (const fs::filesystem_error& error) {
+        throw std::runtime_error(error.path1().string() +
+                                 ": no such folder; expected one for temporary files in TMPDIR");
+    }
+}
+
 std::vector<fs::path> RunDirectory::FindRunning() {
     std::vector<fs::path> running;
     boost::system::error_code ignored;
-    for (const auto& entry : fs::directory_iterator(fs::temp_directory_path(), ignored)) {
+    for (const auto& entry : fs::directory_iterator(GetTemporaryFolder(), ignored)) {
         const bool isOurs = entry.path().filename().string().rfind(FreshPrefix(), 0) == 0;
         if (isOurs && IsListening((entry.path() / SupervisorName).string())) {
             running.push_back(entry.path());

@@ -27,7 +27,11 @@ public:
 
     static std::string ControlSocketIn(const boost::filesystem::path& directory, int logicalDevice);
 
-    /// The fresh folders of this user in which a local device is running.
+    /// Where fresh folders are made: TMPDIR, or /tmp. Throws `std::runtime_error`, one line, where it is no folder.
+    static boost::filesystem::path GetTemporaryFolder();
+
+    /// The fresh folders of this user in which a local device is running. Throws as
+    /// `GetTemporaryFolder` does.
     static std::vector<boost::filesystem::path> FindRunning();
 
 private:

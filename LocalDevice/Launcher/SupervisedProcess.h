@@ -34,6 +34,7 @@ public:
     void Start();
     void StartAfter(std::chrono::steady_clock::duration pause);
     bool IsRunning() const { return process_ != nullptr; }
+    bool IsProcess(pid_t pid) const { return process_ && process_->GetPid() == pid; }
 
     /// Forgets a start that is due, and asks the process to end; kills it when it has not ended after `grace`.
     void Stop(std::chrono::steady_clock::duration grace);

@@ -1,9 +1,13 @@
 #include "SupervisorServer.h"
 
+#include <sys/socket.h>
+
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/read_until.hpp>
 #include <boost/filesystem/operations.hpp>
+#include <boost/system/system_error.hpp>
 #include <list>
+#include <stdexcept>
 #include <utility>
 
 #include "RunDirectory.h"
@@ -25,12 +29,27 @@ const std::string& FreedPath(const std::string& path) {
     return path;
 }
 
+Protocol::acceptor Listen(boost::asio::io_context& io, const std::string& path) {
+    try {
+        return {io, Protocol::endpoint(FreedPath(path)), false};
+    } catch (const boost::system::system_error& error) {
+        throw std::runtime_error(path + ": the socket cannot be made: " + error.code().message());
+    }
+}
+
+pid_t GetPeer(Protocol::socket& socket) {
+    ucred credentials{};
+    socklen_t size = sizeof(credentials);
+    const int result = getsockopt(socket.native_handle(), SOL_SOCKET, SO_PEERCRED, &credentials, &size);
+    return result == 0 ? credentials.pid : 0;
+}
+
 }  // namespace
 
 class SupervisorServer::Core : public std::enable_shared_from_this<Core> {
 public:
     Core(boost::asio::io_context& io, const std::string& path, Handler handler)
-        : acceptor_(io, Protocol::endpoint(FreedPath(path)), false), handler_(std::move(handler)) {}
+        : acceptor_(Listen(io, path)), handler_(std::move(handler)) {}
 
     void Accept() {
         acceptor_.async_accept(
@@ -57,8 +76,9 @@ public:
 
 private:
     struct Session {
-        explicit Session(Protocol::socket s) : socket(std::move(s)) {}
+        explicit Session(Protocol::socket s) : socket(std::move(s)), peer(GetPeer(socket)) {}
         Protocol::socket socket;
+        pid_t peer;
         std::string buffer;
     };
     using SessionPosition = std::list<Session>::iterator;
@@ -74,7 +94,7 @@ private:
                 const std::string line = session->buffer.substr(0, length - 1);
                 session->buffer.erase(0, length);
                 self->Read(session);
-                self->handler_(ParseSupervisorRequest(line));
+                self->handler_(ParseSupervisorRequest(line), session->peer);
             });
     }
 

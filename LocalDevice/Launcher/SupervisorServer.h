@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
 #include <functional>
@@ -16,10 +18,11 @@ namespace LocalDevice {
 /// For the thread that runs `io`. The destructor ends everything; the handler is not called after it.
 class SupervisorServer {
 public:
-    using Handler = std::function<void(const SupervisorRequest& request)>;
+    /// `peer`: the process that connected; 0 where the system does not tell.
+    using Handler = std::function<void(const SupervisorRequest& request, pid_t peer)>;
 
     /// Listens at `path`, in place of a socket there that nobody listens to any more. Throws
-    /// `boost::system::system_error`.
+    /// `std::runtime_error`, one line with the path.
     SupervisorServer(boost::asio::io_context& io, const std::string& path, Handler handler);
     ~SupervisorServer();
     SupervisorServer(const SupervisorServer&) = delete;

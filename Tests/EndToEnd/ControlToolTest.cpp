@@ -92,7 +92,8 @@ TEST_F(ControlTool, SaysWhereNobodyListens) {
     const Outcome noDevice = RunAlone({"status"}, empty.At(""));
     EXPECT_EQ(noDevice.status, ExitStatus::Exited(1));
     EXPECT_THAT(noDevice.errors,
-                ElementsAre("ornctl: no local device runs; start one with scripts/run, or name its folder with "
+                ElementsAre("ornctl: no local device runs in TMPDIR (" + empty.At("") +
+                            "); start one with scripts/run, or name the folder of one that was started with "
                             "--directory"));
     const Outcome noHost = RunAlone({"status", "--directory", empty.At("")});
     EXPECT_EQ(noHost.status, ExitStatus::Exited(1));

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <boost/filesystem/operations.hpp>
 #include <csignal>
 
 #include "Children.h"
@@ -49,7 +50,44 @@ TEST(Supervision, SilentAppHostMakesTheSupervisorRestartTheDeviceOnce) {
     };
     EXPECT_TRUE(
         EndToEnd::WaitUntil([&countLines] { return countLines("run state Running") == 2; }, Milliseconds(60000)));
-    EXPECT_EQ(countLines("restarts the device"), 1);
+    EXPECT_EQ(countLines("restarts the device, as device 1 asks"), 1);
+    sut.Signal(SIGINT);
+    EXPECT_EQ(sut.WaitForExit(DemoLimit), ExitStatus::Exited(0));
+}
+
+/// The child of a running launcher that runs `program`; 0 where there is none.
+pid_t FindPart(const ChildProcess& launcher, const std::string& program) {
+    for (const pid_t part : TestSupport::GetChildren(launcher.GetPid())) {
+        boost::system::error_code gone;
+        if (boost::filesystem::read_symlink("/proc/" + std::to_string(part) + "/exe", gone) == program) {
+            return part;
+        }
+    }
+    return 0;
+}
+
+TEST(Supervision, KilledDeviceStackMakesTheWholeDeviceRestartAndAnswerAgain) {
+    const EndToEnd::TemporaryFolder folder;
+    ChildProcess sut(ORN_LOCALDEVICE_PROGRAM, {"--device", "copy", "--directory", folder.At("")});
+    ASSERT_TRUE(sut.WaitForLine("RUN LED: on").has_value());
+    const pid_t host = FindPart(sut, ORN_KNXSTACKHOST_PROGRAM);
+    ASSERT_NE(host, 0);
+
+    ASSERT_EQ(::kill(FindPart(sut, ORN_DEVICESTACK_PROGRAM), SIGKILL), 0);
+
+    ASSERT_TRUE(sut.WaitForLine("the whole device restarts").has_value());
+    ASSERT_TRUE(EndToEnd::WaitUntil([&sut, host] {
+        const pid_t now = FindPart(sut, ORN_KNXSTACKHOST_PROGRAM);
+        return now != 0 && now != host;
+    }));
+    EndToEnd::ControlConnection control(folder.At("host1.sock"));
+    ASSERT_TRUE(EndToEnd::WaitUntil([&control] {
+        return control.Ask({{"command", "status"}}).at("runState") == "running";
+    }));
+    control.Ask({{"command", "write"}, {"address", "1/0/1"}, {"value", "42"}});
+    EXPECT_TRUE(EndToEnd::WaitUntil([&control] {
+        return control.Ask({{"command", "read"}, {"address", "1/0/2"}}).value("value", "") == "42";
+    }));
     sut.Signal(SIGINT);
     EXPECT_EQ(sut.WaitForExit(DemoLimit), ExitStatus::Exited(0));
 }

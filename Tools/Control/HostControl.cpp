@@ -74,7 +74,9 @@ std::string FindControlSocket(const fs::path& folder, int logicalDevice) {
     }
     const std::vector<fs::path> running = RunDirectory::FindRunning();
     if (running.empty()) {
-        throw ControlError("no local device runs; start one with scripts/run, or name its folder with --directory");
+        throw ControlError(
+            "no local device runs in TMPDIR (" + RunDirectory::GetTemporaryFolder().string() +
+            "); start one with scripts/run, or name the folder of one that was started with --directory");
     }
     if (running.size() > 1) {
         std::string all;

@@ -46,6 +46,8 @@ TEST(ServiceOptionsTest, ErrorsNameTheOptionAndWhatItExpects) {
     EXPECT_EQ(ErrorOf({"--address", "nowhere"}), "--address nowhere: expected an IP address");
     EXPECT_EQ(ErrorOf({"--serial1", "0011223344"}), "--serial1 0011223344: expected 12 hexadecimal digits");
     EXPECT_EQ(ErrorOf({"--serial2", "00112233445g"}), "--serial2 00112233445g: expected 12 hexadecimal digits");
+    EXPECT_EQ(ErrorOf({"--serial1", "00112233445f", "--serial2", "00112233445F"}),
+              "--serial2 00112233445F: expected another serial number than that of --serial1");
     EXPECT_THAT(ErrorOf({"--port"}), HasSubstr("--port"));
     EXPECT_THAT(ErrorOf({"--por", "1"}), HasSubstr("--por"));
     EXPECT_THAT(ErrorOf({"--port", "1", "--port", "2"}), HasSubstr("--port"));

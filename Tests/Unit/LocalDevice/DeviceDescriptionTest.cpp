@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "KnxAddress.h"
 #include "TemporaryDirectory.h"
 
 namespace {
@@ -36,7 +37,8 @@ constexpr auto Text = R"({
   ]
 })";
 
-constexpr auto SmallestText = R"({"name": "", "serialNumber": "000000000000", "individualAddress": "0.0.0", "appId": "",
+constexpr auto SmallestText =
+    R"({"name": "", "serialNumber": "000000000000", "individualAddress": "0.0.0", "appId": "a",
 "communicationObjects": []})";
 
 std::string Replaced(std::string text, const std::string& from, const std::string& to) {
@@ -148,6 +150,41 @@ TEST(DeviceDescription, FriendlyNameCountsCharactersAsStored) {
     EXPECT_EQ(Load(Replaced(Text, "K\\u00fcche", umlauts)).friendlyName, std::string(30, '\xFC'));
 }
 
+/// The text of a list of `count` different individual addresses.
+std::string ManyAddresses(std::size_t count) {
+    std::string list;
+    for (std::size_t i = 0; i < count; ++i) {
+        list += (i == 0 ? "[\"2." : ", \"2.") + std::to_string(i / 256) + "." + std::to_string(i % 256) + "\"";
+    }
+    return list + "]";
+}
+
+TEST(DeviceDescription, AsManyAdditionalAddressesAsTheirPropertyHoldsAreRead) {
+    const DeviceDescription sut = Load(Replaced(Text, "[\"1.1.11\", \"1.1.12\"]", ManyAddresses(255)));
+    EXPECT_THAT(sut.additionalIndividualAddresses, SizeIs(255));
+}
+
+TEST(DeviceDescription, NamesUpToTheLimitAreRead) {
+    const std::string longest(100, 'n');
+    const DeviceDescription sut = Load(Replaced(Replaced(Text, "Test", longest), "Button", longest));
+    EXPECT_EQ(sut.name, longest);
+    EXPECT_EQ(sut.communicationObjects.at(1).name, longest);
+}
+
+TEST(DeviceDescription, ObjectWithEveryGroupAddressIsRead) {
+    std::string all;
+    for (unsigned address = 1; address <= 0xFFFF; ++address) {
+        all +=
+            (address == 1 ? "\"" : ",\"") + LocalDevice::FormatGroupAddress(static_cast<std::uint16_t>(address)) + "\"";
+    }
+    const DeviceDescription sut = Load(Replaced(Text, "\"1/0/1\", \"1/0/7\"", all));
+    EXPECT_THAT(sut.communicationObjects.at(1).groupAddresses, SizeIs(0xFFFF));
+}
+
+TEST(DeviceDescription, AppIdOfEveryAllowedKindOfCharacterIsRead) {
+    EXPECT_EQ(Load(Replaced(Text, "\"App\"", "\"_My-App.2\"")).appId, "_My-App.2");
+}
+
 /// One change to the good text and what comes of it.
 struct BadChange {
     std::string from;
@@ -198,6 +235,13 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         BadChange{"\"Test\"", "5", ":2: /name: expected a text, got 5"},
         BadChange{"\"Test\"", "\"a\\u0000b\"", ":2: /name: expected a text without NUL, got \"a\\u0000b\""},
+        BadChange{"Test", "\\u001b[2J", ":2: /name: expected a text without control characters, got \"\\u001b[2J\""},
+        BadChange{"Test", "a\\nb", ":2: /name: expected a text without control characters, got \"a\\nb\""},
+        BadChange{"Test", "\\u007f", ":2: /name: expected a text without control characters, got \"\\u007f\""},
+        BadChange{"Test", "\\u009b", ":2: /name: expected a text without control characters, got \"\\u009b\""},
+        BadChange{"Test", std::string(101, 'n'), ":2: /name: expected a text of at most 100 bytes, got 101 bytes"},
+        BadChange{"K\\u00fcche", "K\\rche",
+                  ":5: /friendlyName: expected a text without control characters, got \"K\\rche\""},
         BadChange{"000a14ff0102", "000A14FF0102",
                   ":3: /serialNumber: expected 12 hexadecimal digits in lower case, such as \"000a14ff0102\", got "
                   "\"000A14FF0102\""},
@@ -218,8 +262,13 @@ INSTANTIATE_TEST_SUITE_P(
                   "\"1.1\""},
         BadChange{"[\"1.1.11\", \"1.1.12\"]", "{}",
                   ":7: /additionalIndividualAddresses: expected a list, got an object"},
-        BadChange{"\"App\"", "\"" + std::string(65, 'i') + "\"",
-                  ":8: /appId: expected a text of at most 64 bytes, got 65 bytes"},
+        BadChange{"[\"1.1.11\", \"1.1.12\"]", ManyAddresses(256),
+                  ":7: /additionalIndividualAddresses: expected at most 255 individual addresses, got 256"},
+        BadChange{"\"1.1.12\"", "\n\"1.1.11\"",
+                  ":8: /additionalIndividualAddresses/1: expected each individual address once, got \"1.1.11\""},
+        BadChange{"1.1.11", "1.1.10",
+                  ":7: /additionalIndividualAddresses/0: expected another address than the device's own, got "
+                  "\"1.1.10\""},
         BadChange{"managed", "other", ":9: /appType: expected \"native\" or \"managed\", got \"other\""},
         BadChange{"fast", "Fast", ":10: /displayTextSpeed: expected \"slow\" or \"medium\" or \"fast\", got \"Fast\""},
         BadChange{"\"none\"", "2", ":11: /displayTextWrapping: expected \"scroll\" or \"pages\" or \"none\", got 2"}));
@@ -250,6 +299,12 @@ INSTANTIATE_TEST_SUITE_P(
                   ":19: /communicationObjects/1/number: expected a whole number from 1 to 520, got 521"},
         BadChange{"\"number\": 520", "\"number\": 1",
                   ":19: /communicationObjects/1/number: communication object 1 stands twice, first on line 18"},
+        BadChange{"{\"number\": 1, \"name\": \"Button\"", "{\"name\": \"Button\",\n\"number\": 520",
+                  ":20: /communicationObjects/1/number: communication object 520 stands twice, first on line 19"},
+        BadChange{"Button", "\\t",
+                  ":18: /communicationObjects/0/name: expected a text without control characters, got \"\\t\""},
+        BadChange{"Button", std::string(101, 'n'),
+                  ":18: /communicationObjects/0/name: expected a text of at most 100 bytes, got 101 bytes"},
         BadChange{"\"number\": 1", "\"number\": \"1\"",
                   ":18: /communicationObjects/0/number: expected a whole number from 1 to 520, got \"1\""},
         BadChange{"1.001", "1.1",
@@ -266,6 +321,23 @@ INSTANTIATE_TEST_SUITE_P(
         BadChange{"1/0/7", "1/0/1",
                   ":18: /communicationObjects/0/groupAddresses/1: group address 1/0/1 stands twice in one list"},
         BadChange{"[]", "null", ":19: /communicationObjects/1/groupAddresses: expected a list, got null"}));
+
+class AppIdRefuses : public testing::TestWithParam<std::string> {};
+
+TEST_P(AppIdRefuses, WhatIsNoPartOfAFileName) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.Write("device.json", Replaced(Text, "\"App\"", "\"" + GetParam() + "\""));
+    EXPECT_THAT([&path] { LoadDeviceDescription(path); },
+                testing::ThrowsMessage<DescriptionError>(
+                    path +
+                    ":8: /appId: expected 1 to 64 letters (a to z, A to Z), digits, \"_\", \"-\" and \".\", no "
+                    "\".\" in front, got \"" +
+                    GetParam() + "\""));
+}
+
+INSTANTIATE_TEST_SUITE_P(AppIds, AppIdRefuses,
+                         testing::Values("", ".", "..", ".app", "a/b", "../a", "a b", "a\\n", "\\u00e4",
+                                         std::string(65, 'i')));
 
 TEST(DeviceDescription, DocumentThatIsNoObjectIsRefused) {
     const TemporaryDirectory directory;

@@ -6,9 +6,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <boost/asio/buffer.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
 #include <boost/asio/signal_set.hpp>
+#include <boost/asio/write.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <boost/filesystem/path.hpp>
 #include <csignal>
@@ -46,7 +48,7 @@ public:
             return 1;
         }
         boost::asio::signal_set signals(io_, manner_ == "stubborn" ? SIGUSR1 : SIGTERM);
-        signals.async_wait([](const boost::system::error_code&, int) {});
+        signals.async_wait([this](const boost::system::error_code&, int) { io_.stop(); });
         const int result = name_ == "devicestack" ? RunDeviceStack() : RunHost();
         Note(name_ + " end");
         return result;
@@ -79,16 +81,40 @@ private:
         const std::string path = Option("--control");
         fs::remove(path);
         Protocol::acceptor acceptor(io_, Protocol::endpoint(path));
+        boost::asio::signal_set wishes(io_);
+        if (manner_ == "restart") {
+            wishes.add(SIGUSR1);
+            wishes.async_wait([this](const boost::system::error_code& error, int) {
+                if (!error) {
+                    AskForRestart();
+                }
+            });
+        }
         if (manner_ == "stubborn") {
             std::signal(SIGTERM, SIG_IGN);
         }
-        const auto launcher = acceptor.accept();
-        std::cout << "host at work" << std::endl;
-        if (manner_ == "die") {
-            return 5;
-        }
+        int result = 0;
+        Protocol::socket launcher(io_);
+        acceptor.async_accept(launcher, [this, &result](const boost::system::error_code& error) {
+            if (error) {
+                return;
+            }
+            std::cout << "host at work" << std::endl;
+            if (manner_ == "die") {
+                result = 5;
+                io_.stop();
+            }
+        });
         io_.run();
-        return 0;
+        return result;
+    }
+
+    void AskForRestart() {
+        Protocol::socket supervisor(io_);
+        supervisor.connect(Protocol::endpoint(std::getenv("ORN_SUPERVISOR")));
+        boost::asio::write(
+            supervisor,
+            boost::asio::buffer(std::string("{\"request\":\"restart\",\"factoryReset\":false,\"from\":13}\n")));
     }
 
     const fs::path root_;

@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <boost/algorithm/string/predicate.hpp>
 #include <boost/algorithm/string/replace.hpp>
 #include <boost/asio/buffer.hpp>
@@ -50,7 +52,10 @@ protected:
     void SetManner(const std::string& part, const std::string& manner) { directory_.Write("manner/" + part, manner); }
 
     void Launch(std::vector<std::string> arguments = {"--device", "first"}) {
-        arguments.insert(arguments.begin(), {directory_.Path("bin"), "--directory", directory_.Path("run")});
+        arguments.insert(arguments.begin(), directory_.Path("bin"));
+        if (std::find(arguments.begin(), arguments.end(), "--directory") == arguments.end()) {
+            arguments.insert(arguments.end(), {"--directory", directory_.Path("run")});
+        }
         sut_.emplace(LOCAL_DEVICE_AT, arguments);
     }
 
@@ -77,6 +82,11 @@ protected:
             }
         }
         return texts;
+    }
+
+    static std::string CommandLineOf(int process) {
+        std::ifstream file("/proc/" + std::to_string(process) + "/cmdline");
+        return {std::istreambuf_iterator<char>(file), {}};
     }
 
     const TemporaryDirectory directory_;
@@ -167,7 +177,20 @@ TEST_F(LauncherTest, RestartRequestRestartsEverythingInOrder) {
                                               "knxstackhost start --bus in-process at 127.0.0.1:9", "knxstackhost end",
                                               "devicestack end", "devicestack start --port 9 --serial1 000000000001",
                                               "knxstackhost start --bus in-process at 127.0.0.1:9"));
-    EXPECT_THAT(LinesAbout("supervisor"), ElementsAre("restarts the device, as process 13 asks"));
+    EXPECT_THAT(LinesAbout("supervisor"),
+                ElementsAre("restarts the device, as process " + std::to_string(getpid()) + " asks"));
+}
+
+TEST_F(LauncherTest, RestartIsToldWithTheDeviceThatAsksForIt) {
+    SetManner("knxstackhost", "restart");
+    Launch({"--device", "first", "--device", "second"});
+    ASSERT_TRUE(sut_->WaitForLine("[1] host at work") && sut_->WaitForLine("[2] host at work"));
+    const int host = journal_.PidOf("knxstackhost");
+    const bool isSecond = CommandLineOf(host).find("host2.sock") != std::string::npos;
+    kill(host, SIGUSR1);
+    ASSERT_TRUE(journal_.Await("knxstackhost start", 4));
+    EXPECT_THAT(LinesAbout("supervisor"),
+                ElementsAre(std::string("restarts the device, as device ") + (isSecond ? "2" : "1") + " asks"));
 }
 
 TEST_F(LauncherTest, RequestsWhileRestartingArePartOfTheRestart) {
@@ -179,11 +202,12 @@ TEST_F(LauncherTest, RequestsWhileRestartingArePartOfTheRestart) {
         requests += "{\"request\":\"restart\",\"factoryReset\":true,\"from\":13,\"to\":2}\n";
     }
     SendToSupervisor(requests + "the last one\n");
-    ASSERT_TRUE(sut_->WaitForLine("got a request no JSON object"));
+    ASSERT_TRUE(sut_->WaitForLine("it is no JSON object"));
     kill(journal_.PidOf("knxstackhost"), SIGUSR1);
     ASSERT_TRUE(journal_.Await("knxstackhost start", 2));
-    EXPECT_THAT(LinesAbout("supervisor"), ElementsAre("restarts the device in its factory state, as process 13 asks",
-                                                      "got a request no JSON object"));
+    const std::string own = "process " + std::to_string(getpid());
+    EXPECT_THAT(LinesAbout("supervisor"), ElementsAre("restarts the device in its factory state, as " + own + " asks",
+                                                      "got a request of " + own + ": it is no JSON object"));
     sut_->Signal(SIGINT);
     sut_->Signal(SIGTERM);
     EXPECT_EQ(AwaitExit(), ExitStatus::Exited(0));
@@ -193,7 +217,7 @@ TEST_F(LauncherTest, BadRequestIsToldAndChangesNothing) {
     Launch();
     ASSERT_TRUE(AwaitUp());
     SendToSupervisor("nonsense\n");
-    EXPECT_TRUE(sut_->WaitForLine("got a request no JSON object"));
+    EXPECT_TRUE(sut_->WaitForLine("it is no JSON object"));
     EXPECT_EQ(journal_.Lines().size(), 2U);
 }
 
@@ -205,13 +229,31 @@ TEST_F(LauncherTest, HostThatDiesIsStartedAgain) {
     EXPECT_THAT(LinesAbout("host 1"), ElementsAre("ended with signal 9 (Killed); starts again in 250 ms"));
 }
 
-TEST_F(LauncherTest, DeviceStackThatDiesIsStartedAgainOnItsPortAndTheHostStays) {
-    Launch();
-    ASSERT_TRUE(AwaitUp());
+TEST_F(LauncherTest, DeviceStackThatDiesTakesTheHostsWithItAndTheDeviceRestarts) {
+    Launch({"--device", "first", "--device", "second"});
+    ASSERT_TRUE(sut_->WaitForLine("[1] host at work") && sut_->WaitForLine("[2] host at work"));
     kill(journal_.PidOf("devicestack"), SIGKILL);
-    EXPECT_TRUE(journal_.Await("devicestack start --port 9", 1));
+    ASSERT_TRUE(journal_.Await("knxstackhost start", 4));
     const auto journal = journal_.Lines();
-    EXPECT_EQ(journal.size(), 3U);
+    ASSERT_EQ(journal.size(), 8U);
+    EXPECT_EQ(journal[3], "knxstackhost end");
+    EXPECT_EQ(journal[4], "knxstackhost end");
+    EXPECT_EQ(journal[5], "devicestack start --port 9 --serial1 000000000001 --serial2 000000000002");
+    EXPECT_THAT(LinesAbout("device stack"),
+                ElementsAre("listening on 127.0.0.1:9", "ended with signal 9 (Killed); the whole device restarts",
+                            "listening on 127.0.0.1:9"));
+}
+
+TEST_F(LauncherTest, DeviceStackThatDiesAgainAndAgainIsTheEnd) {
+    Launch();
+    for (int death = 1; death <= 5; ++death) {
+        ASSERT_TRUE(journal_.Await("knxstackhost start", death));
+        kill(journal_.PidOf("devicestack"), SIGKILL);
+    }
+    EXPECT_EQ(AwaitExit(), ExitStatus::Exited(1));
+    EXPECT_THAT(sut_->GetErrorLines(),
+                ElementsAre("localdevice: too many processes ended within a minute, at last: device stack ended with "
+                            "signal 9 (Killed)"));
 }
 
 TEST_F(LauncherTest, FiveDeathsWithinAMinuteAreTheEnd) {
@@ -271,27 +313,36 @@ struct BadStart {
 class LauncherRefuses : public LauncherTest, public testing::WithParamInterface<BadStart> {};
 
 TEST_P(LauncherRefuses, SaysWhyAndStartsNothing) {
-    Launch(GetParam().arguments);
+    const std::string root = fs::path(directory_.Path("bin")).parent_path().string();
+    std::vector<std::string> arguments = GetParam().arguments;
+    for (std::string& argument : arguments) {
+        boost::replace_all(argument, "ROOT", root);
+    }
+    Launch(arguments);
     EXPECT_EQ(AwaitExit(), ExitStatus::Exited(GetParam().exitCode));
-    const std::string message =
-        boost::replace_all_copy(GetParam().message, "ROOT", fs::path(directory_.Path("bin")).parent_path().string());
+    const std::string message = boost::replace_all_copy(GetParam().message, "ROOT", root);
     EXPECT_THAT(sut_->GetErrorLines(), ElementsAre("localdevice: " + message));
     EXPECT_THAT(journal_.Lines(), IsEmpty());
 }
 
 INSTANTIATE_TEST_SUITE_P(
     CommandLines, LauncherRefuses,
-    testing::Values(BadStart{{"--port", "x"}, 2, "--port x: expected a number from 0 to 65535"},
-                    BadStart{
-                        {"--device", "third"}, 1, "unknown device \"third\", expected a file or one of first, second"},
-                    BadStart{{"--device", "./none"}, 1, "./none: cannot be read: No such file or directory"},
-                    BadStart{{"--device", "none.json"}, 1, "none.json: cannot be read: No such file or directory"},
-                    BadStart{{"--device", "first", "--device", "first"},
-                             1,
-                             "ROOT/devices/first.json: serial number 000000000001 is that of device 1 too"},
-                    BadStart{{"--device", "first", "--once"},
-                             1,
-                             "ROOT/devices/first.demo.json: cannot be read: No such file or directory"}));
+    testing::Values(
+        BadStart{{"--port", "x"}, 2, "--port x: expected a number from 0 to 65535"},
+        BadStart{{"--device", "third"}, 2, "unknown device \"third\", expected a file or one of first, second"},
+        BadStart{{"--device", "./none"}, 1, "./none: cannot be read: No such file or directory"},
+        BadStart{{"--device", "none.json"}, 1, "none.json: cannot be read: No such file or directory"},
+        BadStart{{"--device", "first", "--device", "first"}, 2, "--device first: expected two different devices"},
+        BadStart{{"--bus", "usb"}, 2, "--bus usb: expected in-process, knxd:local:PATH or knxd:ip:HOST[:PORT]"},
+        BadStart{{"--device", "first", "--directory", "/proc"},
+                 1,
+                 "/proc/supervisor.sock: the socket cannot be made: No such file or directory"},
+        BadStart{{"--device", "first", "--device", "ROOT/devices/first.json"},
+                 1,
+                 "ROOT/devices/first.json: serial number 000000000001 is that of device 1 too"},
+        BadStart{{"--device", "first", "--once"},
+                 1,
+                 "ROOT/devices/first.demo.json: cannot be read: No such file or directory"}));
 
 TEST_F(LauncherTest, MissingProgramIsNamed) {
     fs::remove(directory_.Path("bin/knxstackhost"));

@@ -36,6 +36,7 @@ TEST(Options, EverythingGivenIsTaken) {
 TEST(Options, HelpIsAskedFor) {
     EXPECT_FALSE(ParseOptions({"--once", "--help"}));
     EXPECT_THAT(LocalDevice::GetOptionsHelp(), HasSubstr("--device NAME|FILE"));
+    EXPECT_THAT(LocalDevice::GetOptionsHelp(), HasSubstr("each device has a bus of its own"));
 }
 
 struct BadCommandLine {
@@ -64,6 +65,11 @@ INSTANTIATE_TEST_SUITE_P(
         BadCommandLine{{"--device-stack-delay", "3601"}, "--device-stack-delay 3601: expected a number from 0 to 3600"},
         BadCommandLine{{"--device", "a", "--device", "b", "--device", "c"},
                        "--device: expected at most two devices, got 3"},
+        BadCommandLine{{"--device", "a", "--device", "a"}, "--device a: expected two different devices"},
+        BadCommandLine{{"--bus", "usb"}, "--bus usb: expected in-process, knxd:local:PATH or knxd:ip:HOST[:PORT]"},
+        BadCommandLine{{"--bus", "knxd:ip:host:0"},
+                       "--bus knxd:ip:host:0: expected in-process, knxd:local:PATH or knxd:ip:HOST[:PORT]"},
+        BadCommandLine{{"--bus", ""}, "--bus : expected in-process, knxd:local:PATH or knxd:ip:HOST[:PORT]"},
         BadCommandLine{{"--no-device-stack", "--device-stack-delay", "1"},
                        "--no-device-stack and --device-stack-delay exclude each other"}));
 

@@ -5,6 +5,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
 #include <boost/filesystem/operations.hpp>
+#include <cstdlib>
 
 #include "TemporaryDirectory.h"
 
@@ -60,6 +61,25 @@ TEST(RunDirectory, PathThatIsTooLongForSocketsIsRefused) {
     const std::string path = directory.Path(std::string(100, 'd'));
     EXPECT_THAT([&path] { const RunDirectory sut(path); },
                 testing::ThrowsMessage<std::runtime_error>(path + ": too long a path for sockets"));
+    EXPECT_FALSE(fs::exists(path));
+}
+
+TEST(RunDirectory, MissingTemporaryFolderIsNamed) {
+    const char* const before = std::getenv("TMPDIR");
+    const std::string kept = before == nullptr ? "" : before;
+    ASSERT_EQ(setenv("TMPDIR", "/nonexistent", 1), 0);
+    const std::string message = "/nonexistent: no such folder; expected one for temporary files in TMPDIR";
+    EXPECT_THAT([] { const RunDirectory sut(""); }, testing::ThrowsMessage<std::runtime_error>(message));
+    EXPECT_THAT([] { RunDirectory::FindRunning(); }, testing::ThrowsMessage<std::runtime_error>(message));
+    ASSERT_EQ(before == nullptr ? unsetenv("TMPDIR") : setenv("TMPDIR", kept.c_str(), 1), 0);
+}
+
+TEST(RunDirectory, RelativePathWithDotsAndSlashBehindIsMadeAbsolute) {
+    const TemporaryDirectory directory;
+    const fs::path root = fs::canonical(directory.Path(""));
+    const RunDirectory sut(directory.Path("a/../b/"));
+    EXPECT_EQ(sut.GetPath(), root / "b");
+    EXPECT_TRUE(fs::is_directory(root / "b"));
 }
 
 TEST(RunDirectory, OneInUseIsRefusedAndLeftAlone) {

@@ -1,4 +1,5 @@
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/io_context.hpp>
@@ -43,18 +44,18 @@ TEST(SupervisorRequest, RequestsAreRead) {
 
 TEST(SupervisorRequest, OtherLinesAreBad) {
     const auto problemOf = [](const char* line) { return TextOf(ParseSupervisorRequest(line)); };
-    const std::string incomplete = R"(bad: without a text "request" and a number "from")";
-    EXPECT_EQ(problemOf(""), "bad: no JSON object");
-    EXPECT_EQ(problemOf("[]"), "bad: no JSON object");
-    EXPECT_EQ(problemOf("{"), "bad: no JSON object");
+    const std::string incomplete = R"(bad: it lacks a text "request" and a number "from")";
+    EXPECT_EQ(problemOf(""), "bad: it is no JSON object");
+    EXPECT_EQ(problemOf("[]"), "bad: it is no JSON object");
+    EXPECT_EQ(problemOf("{"), "bad: it is no JSON object");
     EXPECT_EQ(problemOf("{}"), incomplete);
     EXPECT_EQ(problemOf(R"({"request":"restart"})"), incomplete);
     EXPECT_EQ(problemOf(R"({"request":1,"from":1})"), incomplete);
     EXPECT_EQ(problemOf(R"({"request":"runLedOff","from":"x"})"), incomplete);
-    EXPECT_EQ(problemOf(R"({"request":"explode","from":1})"), "bad: of an unknown kind");
-    EXPECT_EQ(problemOf(R"({"request":"restart","from":1})"), R"(bad: without "factoryReset", true or false)");
+    EXPECT_EQ(problemOf(R"({"request":"explode","from":1})"), "bad: its kind is unknown");
+    EXPECT_EQ(problemOf(R"({"request":"restart","from":1})"), R"(bad: it lacks "factoryReset", true or false)");
     EXPECT_EQ(problemOf(R"({"request":"restart","from":1,"factoryReset":0})"),
-              R"(bad: without "factoryReset", true or false)");
+              R"(bad: it lacks "factoryReset", true or false)");
 }
 
 class SupervisorServerTest : public testing::Test {
@@ -76,13 +77,17 @@ protected:
     }
 
     SupervisorServer::Handler Collect() {
-        return [this](const SupervisorRequest& request) { requests_.push_back(TextOf(request)); };
+        return [this](const SupervisorRequest& request, pid_t peer) {
+            requests_.push_back(TextOf(request));
+            peer_ = peer;
+        };
     }
 
     const TemporaryDirectory directory_;
     const std::string path_ = directory_.Path("s.sock");
     boost::asio::io_context io_;
     std::vector<std::string> requests_;
+    pid_t peer_ = 0;
 };
 
 TEST_F(SupervisorServerTest, RequestsOfSeveralClientsArrive) {
@@ -102,7 +107,15 @@ TEST_F(SupervisorServerTest, LinesOfOneConnectionArriveInOrder) {
     boost::asio::write(client, boost::asio::buffer(std::string("{\"request\":\"runLedOff\",\"from\":1}\nnonsense\n"
                                                                "{\"request\":\"runLedOff\",\"from\":3}\n")));
     Await(3);
-    EXPECT_THAT(requests_, ElementsAre("led off from 1", "bad: no JSON object", "led off from 3"));
+    EXPECT_THAT(requests_, ElementsAre("led off from 1", "bad: it is no JSON object", "led off from 3"));
+}
+
+TEST_F(SupervisorServerTest, RequestComesWithTheProcessThatConnected) {
+    const SupervisorServer sut(io_, path_, Collect());
+    auto client = Connect();
+    boost::asio::write(client, boost::asio::buffer(std::string("{\"request\":\"runLedOff\",\"from\":13}\n")));
+    Await(1);
+    EXPECT_EQ(peer_, getpid());
 }
 
 TEST_F(SupervisorServerTest, RequestOfAClientThatIsGoneArrives) {
@@ -137,6 +150,13 @@ TEST_F(SupervisorServerTest, SocketThatNobodyListensToIsReplaced) {
     { const Protocol::acceptor stale(io_, Protocol::endpoint(path_)); }
     const SupervisorServer sut(io_, path_, Collect());
     EXPECT_TRUE(LocalDevice::IsListening(path_));
+}
+
+TEST_F(SupervisorServerTest, SocketThatCannotBeMadeIsNamed) {
+    const std::string path = directory_.Path("none/s.sock");
+    const auto construct = [this, &path] { const SupervisorServer sut(io_, path, Collect()); };
+    EXPECT_THAT(construct, testing::ThrowsMessage<std::runtime_error>(
+                               path + ": the socket cannot be made: No such file or directory"));
 }
 
 TEST_F(SupervisorServerTest, NobodyListensAfterTheEnd) {
