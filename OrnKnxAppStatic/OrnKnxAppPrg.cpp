@@ -22,10 +22,11 @@ constexpr int Started = 2;
 
 }  // namespace
 
-bool InterruptAndJoinInitThread(ThreadControl& control, const log4cplus::Logger& logger, const std::string& prefix) {
+bool InterruptAndJoinInitThread(ThreadControl& control, const log4cplus::Logger& logger, const std::string& prefix,
+                                Clock& clock) {
     const MeasureDuration measure("Interrupting and joining the init thread took ", logger);
     control.running = false;
-    const bool joined = control.thread.try_join_for(Durations::InitThreadJoin);
+    const bool joined = clock.Join(control.thread, Durations::InitThreadJoin);
     if (!joined) {
         ORN_LOG_PREFIXED(logger, prefix, FATAL, "Thread join timeout. Interrupting thread...");
         control.thread.interrupt();
@@ -190,8 +191,8 @@ bool OrnKnxAppPrg::StartInitThread(KnxStack::IApiHub& hub, std::shared_ptr<Final
     const auto control = std::make_shared<ThreadControl>();
     control_ = control;
     // Before the thread: one that runs can be stopped.
-    stopInitThread_ = [control, log = log_] {
-        return InterruptAndJoinInitThread(*control, log.GetLogger(), log.GetPrefix());
+    stopInitThread_ = [control, log = log_, clock = core_->clock] {
+        return InterruptAndJoinInitThread(*control, log.GetLogger(), log.GetPrefix(), *clock);
     };
     core_->hub.Open(hub);
     core_->deviceResetTimer.Open();

@@ -65,6 +65,7 @@ private:
 
 /// Clears the run flag, joins the thread with a time-out of 4 s, and interrupts and detaches it when that has passed.
 /// True when the thread was joined.
-bool InterruptAndJoinInitThread(ThreadControl& control, const log4cplus::Logger& logger, const std::string& prefix);
+bool InterruptAndJoinInitThread(ThreadControl& control, const log4cplus::Logger& logger, const std::string& prefix,
+                                Clock& clock);
 
 }  // namespace Zandrel

@@ -8,7 +8,7 @@
 
 namespace Zandrel {
 
-/// Steady time and the waits on it, so that a test can let hours pass at once. Thread-safe. Both waits are Boost
+/// Steady time and the waits on it, so that a test can let hours pass at once. Thread-safe. All waits are Boost
 /// interruption points.
 class Clock {
 public:
@@ -30,6 +30,9 @@ public:
                            TimePoint deadline) {
         condition.wait_until(lock, deadline);
     }
+
+    /// Joins `thread` and returns true; false when it has not ended within `duration`.
+    virtual bool Join(boost::thread& thread, Duration duration) { return thread.try_join_for(duration); }
 };
 
 }  // namespace Zandrel

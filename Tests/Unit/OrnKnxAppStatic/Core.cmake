@@ -1,5 +1,6 @@
 orn_add_test(CoreTest
     SOURCES
+        DeviceResetTimerRaceTest.cpp
         DeviceResetTimerTest.cpp
         DeviceStackConnectionTest.cpp
         IncludeTest.cpp
