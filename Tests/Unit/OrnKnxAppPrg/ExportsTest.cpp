@@ -1,0 +1,155 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <iostream>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "CapturingAppender.h"
+#include "ChildProcess.h"
+#include "FakeKnxStack.h"
+#include "PluginLibrary.h"
+#include "Zandrel/Logging.h"
+
+namespace {
+
+using TestSupport::FakeKnxStack;
+using TestSupport::LogLine;
+using TestSupport::MakeGroupValue;
+
+constexpr const char* LoggerName = "KnxStack.ApplicationProgram";
+
+class Exports : public testing::Test {
+protected:
+    Exports() {
+        // The central logger belongs to the process: a test of it begins a process of its own.
+        GTEST_FLAG_SET(death_test_style, "threadsafe");
+    }
+
+    /// Makes a program that is the user of `stack`, and goes no further.
+    KnxStack::IApplicationProgram* CreateAt(FakeKnxStack& stack) const {
+        stack.RemovePropertyService();
+        KnxStack::IApplicationProgram* const program = sut_.Create();
+        EXPECT_EQ(program->Init(stack), 0);
+        return program;
+    }
+    static bool HasUser(FakeKnxStack& stack) { return stack.GroupValues().SendWrite(1, MakeGroupValue({1})); }
+
+    PluginLibrary sut_;
+};
+
+TEST_F(Exports, VersionIsTenBeforeAndAfterAnObjectExists) {
+    EXPECT_EQ(sut_.GetKnxStackApiVersion(), 10U);
+    KnxStack::IApplicationProgram* const program = sut_.Create();
+    EXPECT_EQ(sut_.GetKnxStackApiVersion(), 10U);
+    sut_.Delete(program);
+    EXPECT_EQ(sut_.GetKnxStackApiVersion(), 10U);
+}
+
+TEST_F(Exports, VersionLogsNothing) {
+    const TestSupport::GlobalLogCapture log;
+
+    sut_.GetKnxStackApiVersion();
+
+    EXPECT_EQ(log.GetLines(), std::vector<LogLine>{});
+}
+
+TEST_F(Exports, TwoObjectsAreIndependent) {
+    FakeKnxStack firstStack;
+    FakeKnxStack secondStack;
+    KnxStack::IApplicationProgram* const first = CreateAt(firstStack);
+    KnxStack::IApplicationProgram* const second = CreateAt(secondStack);
+    EXPECT_NE(first, second);
+
+    EXPECT_EQ(first->Exit(), 1);
+    sut_.Delete(first);
+
+    EXPECT_FALSE(HasUser(firstStack));
+    EXPECT_TRUE(HasUser(secondStack));
+    EXPECT_EQ(second->Exit(), 1);
+    sut_.Delete(second);
+    EXPECT_FALSE(HasUser(secondStack));
+}
+
+TEST_F(Exports, FirstObjectSetsTheCentralLogger) {
+    EXPECT_EXIT(
+        {
+            const TestSupport::LogCapture log(LoggerName);
+            const std::string before = Zandrel::GetGlobalDefaultLogger().getName();
+            KnxStack::IApplicationProgram* const program = sut_.Create();
+            std::cerr << before << " -> " << Zandrel::GetGlobalDefaultLogger().getName() << ", "
+                      << log.GetLines().at(0);
+            sut_.Delete(program);
+            std::_Exit(0);
+        },
+        testing::ExitedWithCode(0),
+        "root -> KnxStack.ApplicationProgram, "
+        "DEBUG createApplicationProgram \\(OrnKnxAppPrg/Exports:25\\) - createApplicationProgram\\(\\)");
+}
+
+TEST_F(Exports, LaterObjectLeavesTheCentralLoggerInForce) {
+    EXPECT_EXIT(
+        {
+            TestSupport::LogCapture other("Other");
+            Zandrel::SetCentralLoggerOnce(other.GetLogger());
+            const TestSupport::LogCapture log(LoggerName);
+            KnxStack::IApplicationProgram* const program = sut_.Create();
+            std::cerr << Zandrel::GetGlobalDefaultLogger().getName() << ", " << other.GetLines().at(0) << ", "
+                      << log.GetLines().size();
+            sut_.Delete(program);
+            std::_Exit(0);
+        },
+        testing::ExitedWithCode(0),
+        "Other, DEBUG createApplicationProgram \\(OrnKnxAppPrg/Exports:25\\) - createApplicationProgram\\(\\), 0");
+}
+
+TEST_F(Exports, CreationLogsFunctionAndPlace) {
+    const TestSupport::GlobalLogCapture log;
+
+    KnxStack::IApplicationProgram* const program = sut_.Create();
+
+    EXPECT_EQ(log.GetLines(),
+              (std::vector<LogLine>{
+                  {"DEBUG", "createApplicationProgram (OrnKnxAppPrg/Exports:25) - createApplicationProgram()"}}));
+    EXPECT_EQ(log.GetLastSource(), "OrnKnxAppPrg/Exports:25");
+    sut_.Delete(program);
+}
+
+TEST_F(Exports, DeletionLogsFunctionAndPlaceFirst) {
+    TestSupport::GlobalLogCapture log;
+    KnxStack::IApplicationProgram* const program = sut_.Create();
+    log.TakeLines();
+
+    sut_.Delete(program);
+
+    EXPECT_EQ(log.GetLines().at(0),
+              (LogLine{"DEBUG", "deleteApplicationProgram (OrnKnxAppPrg/Exports:31) - deleteApplicationProgram()"}));
+}
+
+TEST_F(Exports, DeletionOfNullLogsOneLineAndNothingElse) {
+    const TestSupport::GlobalLogCapture log;
+
+    sut_.Delete(nullptr);
+
+    EXPECT_EQ(log.GetLines(),
+              (std::vector<LogLine>{
+                  {"DEBUG", "deleteApplicationProgram (OrnKnxAppPrg/Exports:31) - deleteApplicationProgram()"}}));
+    EXPECT_EQ(log.GetLastSource(), "OrnKnxAppPrg/Exports:31");
+}
+
+TEST_F(Exports, LibraryExportsThreeFunctionsAndNothingElse) {
+    TestSupport::ChildProcess nm(NM_PROGRAM, {"--dynamic", "--defined-only", "--format=posix", ORN_PLUGIN_LIBRARY});
+    ASSERT_EQ(nm.WaitForExit(std::chrono::seconds(10)), TestSupport::ExitStatus::Exited(0));
+
+    std::set<std::string> functions;
+    for (const std::string& line : nm.GetOutputLines()) {
+        functions.insert(line.substr(0, line.find(' ')));
+    }
+
+    EXPECT_EQ(functions,
+              (std::set<std::string>{"createApplicationProgram", "deleteApplicationProgram", "getKnxStackApiVersion"}));
+}
+
+}  // namespace

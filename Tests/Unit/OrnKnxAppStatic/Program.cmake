@@ -1,0 +1,11 @@
+# The application program as a whole, between a KNX stack, a device stack and app hosts that do as they are told.
+orn_add_test(ProgramTest
+    SOURCES
+        Program/EventsTest.cpp
+        Program/ExitTest.cpp
+        Program/GatesTest.cpp
+        Program/RestartTest.cpp
+        "${PROJECT_SOURCE_DIR}/OrnKnxAppStatic/DevicePaths.cpp"
+    LIBRARIES PluginTestSupport KnxStackTestSupport ProcessTestSupport ThreadShortage ZandrelPlatform)
+target_compile_definitions(ProgramTest PRIVATE "ORN_DEVICE_ROOT=\"device\"")
+target_include_directories(ProgramTest PRIVATE .)

@@ -1,0 +1,180 @@
+#include <optional>
+
+#include "ProgramFixture.h"
+#include "ThreadShortage.h"
+
+namespace {
+
+using namespace Program;
+using TestSupport::ThreadShortage;
+
+class ProgramRestart : public ProgramFixture {};
+
+const Lines UnloadedSignalled{{"INFO", "[App] IndicateLoadState - Signal configurationUnloaded to devicestack."},
+                              {"INFO", "[App] SignalAppHostKnxCommunicationState - Signal KNX communication 'off'."}};
+const Lines Stopped{{"DEBUG", "Terminate - Stopping all ticker threads."},
+                    {"DEBUG", "~MeasureDuration - Interrupting and joining the init thread took"}};
+const Lines Resetting{{"INFO", "[App] OnDeviceRestart - Resetting downloaded knx configuration"}};
+const Lines Restarted{{"DEBUG", "[App] StartInitThread - Started a new thread for updating enabled objects."}};
+
+TEST_F(ProgramRestart, LogsItsStepsInOrder) {
+    Start();
+    Unload();
+
+    EXPECT_EQ(sut_->OnDeviceRestart(), Started);
+
+    ASSERT_TRUE(WaitForLine(Aborted));
+    ExpectHostLines(UnloadedSignalled +
+                    Lines{{"INFO", "[App] OnDeviceRestart - Signaled disabled KNX communication"},
+                          {"INFO", "[App] OnDeviceRestart - Terminating App Host process"}} +
+                    LinesOfAStop() + Stopped + Resetting + Restarted);
+    EXPECT_EQ(deviceStack_.GetRequests(),
+              (Requests{Unloaded, SetValue(Event, "3.1:3"), SetValue(Event, "3.1:1"), Disable()}));
+}
+
+TEST_F(ProgramRestart, GoesOnWhenTheAppCannotBeSignalled) {
+    Start();
+    Unload();
+    deviceStack_.Refuse(SetValue(Event, "3.1:3"), "no such point");
+
+    EXPECT_EQ(sut_->OnDeviceRestart(), Started);
+
+    ASSERT_TRUE(WaitForLine(Aborted));
+    ExpectHostLines(UnloadedSignalled +
+                    Lines{{"ERROR", "[App] DoSendAppControlEvent - Failed to send event '3': no such point"},
+                          {"ERROR", "[App] OnDeviceRestart - Failed to signal disabled KNX communication"},
+                          {"INFO", "[App] OnDeviceRestart - Terminating App Host process"}} +
+                    LinesOfAStop() + Stopped + Resetting + Restarted);
+    EXPECT_EQ(deviceStack_.GetRequests(),
+              (Requests{Unloaded, SetValue(Event, "3.1:3"), SetValue(Event, "3.1:1"), Disable()}));
+}
+
+TEST_F(ProgramRestart, BeforeInitStopsWhatRunsAndFails) {
+    EXPECT_EQ(sut_->OnDeviceRestart(), Failure);
+
+    ExpectHostLines(Lines({{"ERROR", "IndicateLoadState - No devicestack connection available! [CALL STACK]"},
+                           {"INFO", "OnDeviceRestart - Missing logical device ID"},
+                           {"INFO", "OnDeviceRestart - Terminating App Host process"}}) +
+                    LinesOfAStopWithoutApp() +
+                    Lines{{"DEBUG", "Terminate - Stopping all ticker threads."},
+                          {"DEBUG", "OnDeviceRestart - IApiHub is nullptr!"}});
+    EXPECT_EQ(deviceStack_.GetRequests(), Requests{});
+}
+
+TEST_F(ProgramRestart, AfterExitFailsWithoutARequest) {
+    Start();
+    ASSERT_EQ(sut_->Exit(), Exited);
+    Forget();
+
+    EXPECT_EQ(sut_->OnDeviceRestart(), Failure);
+
+    ExpectHostLines((Lines{
+        {"ERROR", "[App] IndicateLoadState - No devicestack connection available!"},
+        {"ERROR", "[App] SignalAppHostKnxCommunicationState - Connection to device stack unavailable!"},
+        {"ERROR", "[App] OnDeviceRestart - Failed to signal disabled KNX communication"},
+        {"INFO", "[App] OnDeviceRestart - Terminating App Host process"},
+        {"INFO", "Stop - Stop of app host requested."},
+        {"INFO", "Stop - App: Waiting for app to terminate"},
+        {"INFO", "Stop - Application terminated successfully."},
+        {"INFO", "Stop - No running app host on this machine to be terminated"},
+        {"DEBUG", "~MeasureDuration - Stopping app host took"},
+        {"DEBUG", "Terminate - Stopping all ticker threads."},
+        {"INFO", "[App] OnDeviceRestart - Resetting downloaded knx configuration"},
+        {"ERROR", "[App] DisableLogicalKnxDevice - Connection to device stack unavailable!"},
+        {"WARN", "[App] ResetConfiguration - Failed to disable device channel. Logical device: 1"},
+        {"DEBUG", "[App] OnDeviceRestart - IApiHub is nullptr!"},
+    }));
+    EXPECT_EQ(deviceStack_.GetRequests(), Requests{});
+    EXPECT_TRUE(GetChildren().empty());
+}
+
+TEST_F(ProgramRestart, WithoutThreadsFailsAndALaterOneWorks) {
+    Start();
+    Unload();
+    std::optional<ThreadShortage> shortage(std::in_place);
+
+    EXPECT_EQ(sut_->OnDeviceRestart(), Failure);
+
+    ExpectHostLines(UnloadedSignalled +
+                    Lines{{"INFO", "[App] OnDeviceRestart - Signaled disabled KNX communication"},
+                          {"INFO", "[App] OnDeviceRestart - Terminating App Host process"}} +
+                    LinesOfAStop() + Stopped + Resetting +
+                    Lines{{"DEBUG", "[App] OnDeviceRestart - Failed to start init thread."}});
+    shortage.reset();
+    EXPECT_EQ(sut_->OnDeviceRestart(), Started);
+    EXPECT_TRUE(WaitForLine(Aborted));
+}
+
+TEST_F(ProgramRestart, InitWithoutThreadsFails) {
+    const ThreadShortage shortage;
+
+    EXPECT_EQ(sut_->Init(stack_), Failure);
+
+    ExpectHostLines((Lines{{"INFO", "ConnectDeviceStack - Create devicestack client connecting with localhost..."},
+                           {"INFO", "ConnectDeviceStack - Registering OrnKnxAppPrg as devicestack client..."},
+                           {"ERROR", "Init - StartInitThread() failed. [CALL STACK]"}}));
+}
+
+/// A cycle that is inside the stack when the host no longer waits for it: no interruption reaches it there.
+class ProgramRestartOfAHeldCycle : public ProgramFixture {
+protected:
+    void SetUp() override {
+        clock_->joinLimit = boost::chrono::milliseconds(20);
+        clock_->onCycleSleep = [this] {
+            ++polls_;
+            Report(AppHostControlState::Running);
+        };
+        auto& appId = stack_.Application().Property(72);
+        appId.ServeFrom([this](KnxStack::BinaryData& data) {
+            const boost::this_thread::disable_interruption uninterrupted;
+            isInside_ = true;
+            WaitUntil([this] { return isReleased_.load(); });
+            data = KnxStack::BinaryData({'A', 'p', 'p'});
+            return true;
+        });
+        ASSERT_EQ(sut_->Init(stack_), Started);
+        ASSERT_TRUE(WaitUntil([this] { return isInside_.load(); }));
+        Forget();
+    }
+    void TearDown() override {
+        isReleased_ = true;
+        ProgramFixture::TearDown();
+    }
+
+    std::atomic<bool> isInside_{false};
+    std::atomic<bool> isReleased_{false};
+    std::atomic<int> polls_{0};
+};
+
+TEST_F(ProgramRestartOfAHeldCycle, FailsWithTheStepsBeforeDone) {
+    EXPECT_EQ(sut_->OnDeviceRestart(), Failure);
+
+    ExpectHostLines(
+        Lines{{"INFO", "IndicateLoadState - Signal configurationUnloaded to devicestack."},
+              {"INFO", "SignalAppHostKnxCommunicationState - Signal KNX communication 'off'."},
+              {"INFO", "OnDeviceRestart - Signaled disabled KNX communication"},
+              {"INFO", "OnDeviceRestart - Terminating App Host process"}} +
+        LinesOfAStopWithoutApp() +
+        Lines{{"DEBUG", "Terminate - Stopping all ticker threads."},
+              {"FATAL", "InterruptAndJoinInitThread - Thread join timeout. Interrupting thread... [CALL STACK]"},
+              {"DEBUG", "~MeasureDuration - Interrupting and joining the init thread took"},
+              {"INFO", "OnDeviceRestart - Resetting downloaded knx configuration"},
+              {"FATAL", "OnDeviceRestart - Stopping init thread failed. Do not restart. [CALL STACK]"}});
+    EXPECT_EQ(deviceStack_.GetRequests(), (Requests{Unloaded, SetValue(Event, "3.1:3"), Disable()}));
+}
+
+TEST_F(ProgramRestartOfAHeldCycle, NextRestartStartsACycleThatPollsUntilTheHeldOneHasEnded) {
+    ASSERT_EQ(sut_->OnDeviceRestart(), Failure);
+
+    EXPECT_EQ(sut_->OnDeviceRestart(), Started);
+    ASSERT_TRUE(WaitUntil([this] { return polls_ > 10; }));
+    EXPECT_FALSE(HasLine("Thread started."));
+    EXPECT_TRUE(stack_.GetRunStates().empty());
+    isReleased_ = true;
+
+    EXPECT_TRUE(WaitForLine("[App] operator() - Starting reset timer."));
+    EXPECT_EQ(stack_.GetRunStates(), std::vector<bool>{true}) << "only the second cycle reports";
+    EXPECT_EQ(GetChildren().size(), 1U);
+}
+
+}  // namespace
