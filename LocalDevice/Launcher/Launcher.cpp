@@ -184,6 +184,7 @@ void Launcher::OnDeviceStackOutput(const std::string& line) {
     port_ = static_cast<std::uint16_t>(*port);
     deviceStack_->SetUp();
     console_.Tell(deviceStack_->GetName(), "listening on " + DeviceStackAddress());
+    directory_.StoreDeviceStackAddress(DeviceStackAddress());
     StartHosts();
 }
 

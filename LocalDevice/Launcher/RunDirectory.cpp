@@ -6,6 +6,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
 #include <boost/filesystem/directory.hpp>
+#include <boost/filesystem/fstream.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <boost/system/system_error.hpp>
 #include <cerrno>
@@ -20,6 +21,8 @@ namespace fs = boost::filesystem;
 namespace {
 
 constexpr const char* SupervisorName = "supervisor.sock";  // the longest of the sockets' names
+
+constexpr const char* AddressName = "devicestack.address";
 
 std::string FreshPrefix() {
     return "localdevice-" + std::to_string(getuid()) + "-";
@@ -81,6 +84,7 @@ RunDirectory::~RunDirectory() {
         return;
     }
     fs::remove(SupervisorSocket(), ignored);
+    fs::remove(path_ / AddressName, ignored);
     for (const int logicalDevice : {1, 2}) {
         fs::remove(ControlSocket(logicalDevice), ignored);
     }
@@ -101,6 +105,22 @@ fs::path RunDirectory::GetTemporaryFolder() {
         throw std::runtime_error(error.path1().string() +
                                  ": no such folder; expected one for temporary files in TMPDIR");
     }
+}
+
+void RunDirectory::StoreDeviceStackAddress(const std::string& address) const {
+    const fs::path file = path_ / AddressName;
+    fs::ofstream stream(file);
+    stream << address << std::endl;
+    if (!stream) {
+        throw std::runtime_error(file.string() + ": cannot be written");
+    }
+}
+
+std::string RunDirectory::LoadDeviceStackAddress(const fs::path& directory) {
+    fs::ifstream stream(directory / AddressName);
+    std::string address;
+    std::getline(stream, address);
+    return address;
 }
 
 std::vector<fs::path> RunDirectory::FindRunning() {

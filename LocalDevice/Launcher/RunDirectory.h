@@ -25,6 +25,11 @@ public:
     /// The log of a program, such as "host1".
     std::string Log(const std::string& name) const { return (path_ / (name + ".log")).string(); }
 
+    /// Leaves the device stack's address, "HOST:PORT", to other programs. Throws `std::runtime_error` where it cannot.
+    void StoreDeviceStackAddress(const std::string& address) const;
+    /// The address that the local device in `directory` has left; empty where there is none.
+    static std::string LoadDeviceStackAddress(const boost::filesystem::path& directory);
+
     static std::string ControlSocketIn(const boost::filesystem::path& directory, int logicalDevice);
 
     /// Where fresh folders are made: TMPDIR, or /tmp. Throws `std::runtime_error`, one line, where it is no folder.

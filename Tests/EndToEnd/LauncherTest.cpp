@@ -27,6 +27,23 @@ TEST_P(Launcher, PlaysTheDemoAndExitsWithZero) {
 INSTANTIATE_TEST_SUITE_P(Devices, Launcher, testing::Values("stairlight", "copy"),
                          [](const auto& device) { return std::string(device.param); });
 
+TEST(Tools, FindTheLocalDeviceThatRuns) {
+    const EndToEnd::TemporaryFolder folder;
+    const ChildProcess::Environment environment{{"TMPDIR", folder.At("")}};
+    ChildProcess localDevice(ORN_LOCALDEVICE_PROGRAM, {"--device", "copy"}, environment);
+    ASSERT_TRUE(localDevice.WaitForLine("run state Running").has_value());
+
+    ChildProcess list(ORN_DEVICESTACK_CLI_PROGRAM, {"list"}, environment);
+    EXPECT_EQ(list.WaitForExit(), ExitStatus::Exited(0));
+    EXPECT_TRUE(list.WaitForLine("Input").has_value());
+    ChildProcess status(ORN_ORNCTL_PROGRAM, {"status"}, environment);
+    EXPECT_EQ(status.WaitForExit(), ExitStatus::Exited(0));
+    EXPECT_TRUE(status.WaitForLine("\"runState\": \"running\"").has_value());
+
+    localDevice.Signal(SIGTERM);
+    EXPECT_EQ(localDevice.WaitForExit(), ExitStatus::Exited(0));
+}
+
 TEST(Supervision, SilentAppHostMakesTheSupervisorRestartTheDeviceOnce) {
     ChildProcess sut(ORN_LOCALDEVICE_PROGRAM, {"--device", "copy"});
     ASSERT_TRUE(sut.WaitForLine("run state Running").has_value());

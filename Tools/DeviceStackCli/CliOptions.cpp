@@ -25,7 +25,8 @@ constexpr const char* DefaultPort = "7580";
 program_options::options_description DescribeOptions() {
     program_options::options_description options("Options");
     options.add_options()("address", program_options::value<std::string>(),
-                          "HOST:PORT of the device stack (default: ORN_DEVICE_STACK, else 127.0.0.1:7580)");
+                          "HOST:PORT of the device stack (default: ORN_DEVICE_STACK, else that of the local device "
+                          "that runs, else 127.0.0.1:7580)");
     options.add_options()("type", program_options::value<std::string>(),
                           "set: type of the value (boolean, integer, float or text)");
     options.add_options()("raw", "set, get: the value is serialised, such as 3.1:42");
@@ -126,14 +127,15 @@ void CheckOption(const program_options::variables_map& values, const char* optio
 
 }  // namespace
 
-CliOptions ParseCommandLine(const std::vector<std::string>& arguments, const std::string& environmentAddress) {
+CliOptions ParseCommandLine(const std::vector<std::string>& arguments,
+                            const std::function<std::string()>& findAddress) {
     const program_options::variables_map values = Parse(arguments);
     CliOptions options;
     if (values.count("help") != 0) {
         return options;
     }
-    const std::string fallback = environmentAddress.empty() ? DefaultHost : environmentAddress;
-    ReadAddress(values.count("address") != 0 ? values["address"].as<std::string>() : fallback, options);
+    const std::string address = values.count("address") != 0 ? values["address"].as<std::string>() : findAddress();
+    ReadAddress(address.empty() ? DefaultHost : address, options);
 
     Words words = values.count("word") != 0 ? values["word"].as<Words>() : Words();
     if (words.empty()) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <set>
 #include <stdexcept>
@@ -28,9 +29,9 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// `arguments`: without the program's name. `environmentAddress`: "HOST:PORT" or "HOST" of the service to use where no
-/// option names one; empty for none. Throws `UsageError`.
-CliOptions ParseCommandLine(const std::vector<std::string>& arguments, const std::string& environmentAddress);
+/// `arguments`: without the program's name. `findAddress`: "HOST:PORT" or "HOST" of the service to use where no option
+/// names one; empty for the default. Throws `UsageError`.
+CliOptions ParseCommandLine(const std::vector<std::string>& arguments, const std::function<std::string()>& findAddress);
 
 /// The text for "--help".
 std::string GetUsage();

@@ -1,3 +1,4 @@
+#include <boost/algorithm/string/join.hpp>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
@@ -6,6 +7,7 @@
 
 #include "CliOptions.h"
 #include "Commands.h"
+#include "RunDirectory.h"
 
 namespace LocalDevice {
 
@@ -14,10 +16,26 @@ namespace {
 constexpr int ExitFailure = 1;
 constexpr int ExitUsage = 2;
 
+/// That of the environment, else that of the local device that runs on this machine.
+std::string FindAddress() {
+    const char* const address = std::getenv("ORN_DEVICE_STACK");
+    if (address != nullptr) {
+        return address;
+    }
+    std::vector<std::string> running;
+    for (const auto& directory : RunDirectory::FindRunning()) {
+        running.push_back(RunDirectory::LoadDeviceStackAddress(directory));
+    }
+    if (running.size() > 1) {
+        throw UsageError("several local devices run; name one with --address: " +
+                         boost::algorithm::join(running, ", "));
+    }
+    return running.empty() ? std::string() : running.front();
+}
+
 int Run(const std::vector<std::string>& arguments) {
     try {
-        const char* address = std::getenv("ORN_DEVICE_STACK");
-        const CliOptions options = ParseCommandLine(arguments, address != nullptr ? address : "");
+        const CliOptions options = ParseCommandLine(arguments, &FindAddress);
         if (options.command == CliOptions::Command::Help) {
             std::cout << GetUsage();
         } else {

@@ -101,4 +101,15 @@ TEST(RunDirectory, RunningOnesAreFound) {
     EXPECT_THAT(RunDirectory::FindRunning(), testing::Not(testing::Contains(idle.GetPath())));
 }
 
+TEST(RunDirectory, LeavesTheDeviceStacksAddressAsLongAsItIsThere) {
+    const TemporaryDirectory directory;
+    EXPECT_EQ(RunDirectory::LoadDeviceStackAddress(directory.Path("")), "");
+    {
+        const RunDirectory sut(directory.Path(""));
+        sut.StoreDeviceStackAddress("127.0.0.1:4711");
+        EXPECT_EQ(RunDirectory::LoadDeviceStackAddress(directory.Path("")), "127.0.0.1:4711");
+    }
+    EXPECT_EQ(RunDirectory::LoadDeviceStackAddress(directory.Path("")), "");
+}
+
 }  // namespace
