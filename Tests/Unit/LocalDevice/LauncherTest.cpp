@@ -293,6 +293,14 @@ TEST_F(LauncherTest, InterruptedDemoIsAFailure) {
     EXPECT_THAT(sut_->GetErrorLines(), ElementsAre("localdevice: interrupted before the demo had ended"));
 }
 
+TEST_F(LauncherTest, DemoOfADeviceThatCannotRunFailsAtOnceWithTheLastErrors) {
+    directory_.Write("devices/first.demo.json", R"({"title": "T", "steps": []})");
+    SetManner("knxstackhost", "error");
+    Launch({"--device", "first", "--once"});
+    EXPECT_EQ(AwaitExit(), ExitStatus::Exited(1));
+    EXPECT_THAT(sut_->GetErrorLines(), ElementsAre("localdevice: device 1 cannot run: No app | No start | Error"));
+}
+
 TEST_F(LauncherTest, FreshFolderIsGoneAtTheEnd) {
     sut_.emplace(LOCAL_DEVICE_AT, std::vector<std::string>{directory_.Path("bin"), "--device", "first"},
                  ChildProcess::Environment{{"TMPDIR", directory_.Path("run")}});
