@@ -288,6 +288,9 @@ void Launcher::ContinuePowerOff() {
 
 void Launcher::Fail(const std::string& problem) {
     failure_ = problem;
+    if (directory_.KeepLogs()) {
+        failure_ += "; the logs stay in " + directory_.GetPath().string();
+    }
     PowerOff(Goal::Exit);
 }
 

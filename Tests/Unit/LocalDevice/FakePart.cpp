@@ -43,7 +43,10 @@ public:
         const char* const deviceStack = std::getenv("ORN_DEVICE_STACK");
         line += deviceStack == nullptr ? "" : std::string(" at ") + deviceStack;
         Note(line);
-        if (manner_ == "fail") {
+        if (manner_ == "log-and-fail") {
+            std::ofstream(Option("--log")) << "a line\n";
+        }
+        if (manner_ == "fail" || manner_ == "log-and-fail") {
             std::cerr << name_ << ": does not like it here\n";
             return 1;
         }
