@@ -21,6 +21,11 @@ constexpr std::size_t LongestLine = std::size_t{1} << 20U;
 
 }  // namespace
 
+std::string TextOf(const nlohmann::json& message, const char* key) {
+    const auto member = message.find(key);
+    return member != message.end() && member->is_string() ? member->get<std::string>() : std::string();
+}
+
 class ControlClient::Core : public std::enable_shared_from_this<Core> {
 public:
     Core(boost::asio::io_context& io, const std::string& socketPath, Handlers handlers)

@@ -8,6 +8,9 @@
 
 namespace LocalDevice {
 
+/// A text member of a message; empty where there is none.
+std::string TextOf(const nlohmann::json& message, const char* key);
+
 /// A connection to the control socket of a KNX stack host: one JSON object a line in both directions.
 ///
 /// For the thread that runs `io`; the handlers are called there. The destructor ends the connection; no handler is

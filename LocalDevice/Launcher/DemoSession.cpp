@@ -24,12 +24,6 @@ std::string NameOf(const DeviceDescription& device, std::uint16_t groupAddress) 
     return {};
 }
 
-/// A text member of a message; empty where there is none.
-std::string TextOf(const nlohmann::json& message, const char* key) {
-    const auto member = message.find(key);
-    return member != message.end() && member->is_string() ? member->get<std::string>() : std::string();
-}
-
 bool IsSentWrite(const nlohmann::json& message) {
     return TextOf(message, "event") == "telegram" && TextOf(message, "direction") == "out" &&
            TextOf(message, "service") == "write" && TextOf(message, "verdict") == "sent";
@@ -55,15 +49,11 @@ DemoSession::~DemoSession() {
 
 void DemoSession::Begin() {
     console_.Print("\n" + title_);
-    control_.Send({{"command", "monitor"}});
     player_.Begin(Clock::now());
     ArmTimer();
 }
 
 void DemoSession::OnMessage(const nlohmann::json& message) {
-    if (!message.is_object()) {
-        return;
-    }
     const auto ok = message.find("ok");
     if (ok != message.end() && *ok == false) {
         player_.OnWriteFailed(TextOf(message, "error"));

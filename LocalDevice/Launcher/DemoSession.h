@@ -20,7 +20,8 @@ namespace LocalDevice {
 /// destruction.
 class DemoSession {
 public:
-    /// `control`: connected; its messages go to `OnMessage`. Everything passed by reference must outlive the session.
+    /// `control`: connected and asked for events; its messages go to `OnMessage`. Everything passed by reference must
+    /// outlive the session.
     DemoSession(boost::asio::io_context& io, ControlClient& control, const DeviceDescription& device, DemoScript script,
                 Console& console, std::function<void(const std::string& failure)> end);
 
@@ -29,7 +30,7 @@ public:
     DemoSession& operator=(const DemoSession&) = delete;
 
     void Begin();
-    /// A message of the host.
+    /// A message of the host, a JSON object.
     void OnMessage(const nlohmann::json& message);
 
 private:

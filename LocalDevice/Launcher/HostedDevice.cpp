@@ -1,7 +1,9 @@
 #include "HostedDevice.h"
 
 #include <array>
+#include <boost/algorithm/string/join.hpp>
 #include <chrono>
+#include <nlohmann/json.hpp>
 #include <utility>
 
 namespace LocalDevice {
@@ -10,21 +12,25 @@ namespace {
 
 /// The application program may have to wait for an app that does not end.
 constexpr std::chrono::seconds HostGrace{30};
+/// A failure is told where it happened and then by each of its callers.
+constexpr std::size_t KeptErrors = 3;
 
 }  // namespace
 
 HostedDevice::HostedDevice(boost::asio::io_context& io, int logicalDevice, const std::string& file,
-                           std::string controlSocket, Console& console, Handlers handlers)
+                           std::string controlSocket, bool isFollowed, Console& console, Handlers handlers)
     : io_(io),
       console_(console),
       logicalDevice_(logicalDevice),
       name_("device " + std::to_string(logicalDevice)),
       description_(LoadDeviceDescription(file)),
       controlSocket_(std::move(controlSocket)),
+      isFollowed_(isFollowed),
       handlers_(std::move(handlers)),
       host_(io, "host " + std::to_string(logicalDevice), handlers_.process) {}
 
 void HostedDevice::PowerOn() {
+    lastErrors_.clear();
     host_.Start();
     Connect();
 }
@@ -49,6 +55,10 @@ std::string HostedDevice::GetRunStateText() const {
     return std::string("run state ") + (runState_ ? Names.at(static_cast<std::size_t>(*runState_)) : "unknown");
 }
 
+std::string HostedDevice::GetLastErrors() const {
+    return boost::algorithm::join(lastErrors_, " | ");
+}
+
 void HostedDevice::PlayDemo(DemoScript script) {
     demo_ =
         std::make_unique<DemoSession>(io_, *control_, description_, std::move(script), console_, handlers_.onDemoEnded);
@@ -56,29 +66,59 @@ void HostedDevice::PlayDemo(DemoScript script) {
 }
 
 void HostedDevice::Connect() {
-    control_ = std::make_unique<ControlClient>(io_, controlSocket_,
-                                               ControlClient::Handlers{[this] {
-                                                                           isConnected_ = true;
-                                                                           host_.SetUp();
-                                                                           handlers_.onConnected();
-                                                                       },
-                                                                       [this](const nlohmann::json& message) {
-                                                                           if (demo_) {
-                                                                               demo_->OnMessage(message);
-                                                                           }
-                                                                       },
-                                                                       [this] {
-                                                                           isConnected_ = false;
-                                                                           // The demo uses the connection.
-                                                                           const bool wasPlaying = demo_ != nullptr;
-                                                                           demo_.reset();
-                                                                           Connect();
-                                                                           if (wasPlaying) {
-                                                                               handlers_.onDemoEnded(
-                                                                                   "the connection to the host was "
-                                                                                   "lost");
-                                                                           }
-                                                                       }});
+    control_ = std::make_unique<ControlClient>(
+        io_, controlSocket_,
+        ControlClient::Handlers{[this] { OnConnected(); },
+                                [this](const nlohmann::json& message) { OnMessage(message); }, [this] { OnClosed(); }});
+}
+
+void HostedDevice::OnConnected() {
+    isConnected_ = true;
+    host_.SetUp();
+    if (isFollowed_) {
+        control_->Send({{"command", "monitor"}});
+        // The error may be older than the connection.
+        control_->Send({{"command", "status"}});
+    }
+    handlers_.onConnected();
+}
+
+void HostedDevice::OnMessage(const nlohmann::json& message) {
+    if (!message.is_object()) {
+        return;
+    }
+    if (TextOf(message, "event") == "log") {
+        NoteError(TextOf(message, "level"), TextOf(message, "brief"));
+    }
+    const bool hasFailed = TextOf(message, "runState") == "error" ||
+                           (TextOf(message, "event") == "runState" && TextOf(message, "state") == "error");
+    if (demo_) {
+        demo_->OnMessage(message);
+    }
+    if (hasFailed) {
+        handlers_.onError();
+    }
+}
+
+void HostedDevice::OnClosed() {
+    isConnected_ = false;
+    // The demo uses the connection.
+    const bool wasPlaying = demo_ != nullptr;
+    demo_.reset();
+    Connect();
+    if (wasPlaying) {
+        handlers_.onDemoEnded("the connection to the host was lost");
+    }
+}
+
+void HostedDevice::NoteError(const std::string& level, const std::string& text) {
+    if (level != "ERROR" && level != "FATAL") {
+        return;
+    }
+    lastErrors_.push_back(text);
+    if (lastErrors_.size() > KeptErrors) {
+        lastErrors_.pop_front();
+    }
 }
 
 }  // namespace LocalDevice

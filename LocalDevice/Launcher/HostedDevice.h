@@ -1,6 +1,7 @@
 #pragma once
 
 #include <boost/asio/io_context.hpp>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -23,13 +24,16 @@ public:
     struct Handlers {
         SupervisedProcess::Handlers process;
         std::function<void()> onConnected;  ///< to the host
+        /// The device cannot run: the host's run state is "error".
+        std::function<void()> onError;
         std::function<void(const std::string& failure)> onDemoEnded;
     };
 
-    /// `controlSocket`: where the host listens. Everything passed by reference must outlive the device. Throws
-    /// `DescriptionError`.
+    /// `controlSocket`: where the host listens. `isFollowed`: hears of every event of the host, so that errors are
+    /// known and a demo can be played; a host that nobody follows need not tell its telegrams twice. Everything passed
+    /// by reference must outlive the device. Throws `DescriptionError`.
     HostedDevice(boost::asio::io_context& io, int logicalDevice, const std::string& file, std::string controlSocket,
-                 Console& console, Handlers handlers);
+                 bool isFollowed, Console& console, Handlers handlers);
     HostedDevice(const HostedDevice&) = delete;
     HostedDevice& operator=(const HostedDevice&) = delete;
 
@@ -51,11 +55,18 @@ public:
     /// Such as "run state Starting".
     std::string GetRunStateText() const;
 
-    /// Plays a demo on the device, which is ready.
+    /// What the log of the host's plug-in said last of errors; empty where it said none since power-on.
+    std::string GetLastErrors() const;
+
+    /// Plays a demo on the device, which is followed and ready.
     void PlayDemo(DemoScript script);
 
 private:
     void Connect();
+    void OnConnected();
+    void OnMessage(const nlohmann::json& message);
+    void OnClosed();
+    void NoteError(const std::string& level, const std::string& text);
 
     boost::asio::io_context& io_;
     Console& console_;
@@ -63,12 +74,14 @@ private:
     const std::string name_;
     const DeviceDescription description_;
     const std::string controlSocket_;
+    const bool isFollowed_;
     const Handlers handlers_;
 
     SupervisedProcess host_;
     std::unique_ptr<ControlClient> control_;
     std::unique_ptr<DemoSession> demo_;
     bool isConnected_ = false;
+    std::deque<std::string> lastErrors_;  ///< the oldest first
     std::optional<int> runState_;
     std::optional<int> appEvent_;
 };

@@ -80,9 +80,10 @@ void Launcher::AddDevice(const std::string& file) {
     };
     handlers.process.onEnded = [this, index](const std::string& how) { OnEnded(devices_[index]->GetHost(), how); };
     handlers.onConnected = [this] { PlayDemos(); };
+    handlers.onError = [this, index] { OnError(*devices_[index]); };
     handlers.onDemoEnded = [this](const std::string& failure) { OnDemoEnded(failure); };
     devices_.push_back(std::make_unique<HostedDevice>(io_, logicalDevice, file, directory_.ControlSocket(logicalDevice),
-                                                      console_, std::move(handlers)));
+                                                      options_.once, console_, std::move(handlers)));
     if (options_.once) {
         demos_.push_back(LoadDemoScript(Installation::DemoOf(file)));
     }
@@ -288,6 +289,9 @@ void Launcher::ContinuePowerOff() {
 
 void Launcher::Fail(const std::string& problem) {
     failure_ = problem;
+    if (directory_.KeepLogs()) {
+        failure_ += "; the logs stay in " + directory_.GetPath().string();
+    }
     PowerOff(Goal::Exit);
 }
 
@@ -323,11 +327,19 @@ void Launcher::OnDemoEnded(const std::string& failure) {
     });
 }
 
+void Launcher::OnError(const HostedDevice& device) {
+    if (goal_ == Goal::Run) {
+        const std::string errors = device.GetLastErrors();
+        Fail(device.GetName() + " cannot run" + (errors.empty() ? "" : ": " + errors));
+    }
+}
+
 void Launcher::OnNotRunning() {
     for (const auto& device : devices_) {
         if (goal_ == Goal::Run && !device->IsReady()) {
+            const std::string errors = device->GetLastErrors();
             Fail(device->GetName() + " does not run after " + std::to_string(RunningTimeout.count()) +
-                 " s: " + device->GetRunStateText());
+                 " s: " + device->GetRunStateText() + (errors.empty() ? "" : ", " + errors));
         }
     }
 }

@@ -59,6 +59,7 @@ private:
     void PlayDemos();
     void PlayNextDemo();
     void OnDemoEnded(const std::string& failure);
+    void OnError(const HostedDevice& device);
     void OnNotRunning();
 
     std::string NameOf(pid_t peer) const;

@@ -3,6 +3,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
 #include <boost/filesystem/directory.hpp>
@@ -23,6 +24,7 @@ namespace {
 constexpr const char* SupervisorName = "supervisor.sock";  // the longest of the sockets' names
 
 constexpr const char* AddressName = "devicestack.address";
+constexpr const char* LogEnding = ".log";
 
 std::string FreshPrefix() {
     return "localdevice-" + std::to_string(getuid()) + "-";
@@ -79,7 +81,7 @@ RunDirectory::RunDirectory(const std::string& path)
 
 RunDirectory::~RunDirectory() {
     boost::system::error_code ignored;
-    if (isFresh_) {
+    if (isFresh_ && !isKept_) {
         fs::remove_all(path_, ignored);
         return;
     }
@@ -92,6 +94,19 @@ RunDirectory::~RunDirectory() {
 
 std::string RunDirectory::SupervisorSocket() const {
     return (path_ / SupervisorName).string();
+}
+
+bool RunDirectory::KeepLogs() {
+    boost::system::error_code ignored;
+    const auto isTelling = [&ignored](const fs::directory_entry& entry) {
+        return entry.path().extension() == LogEnding && fs::file_size(entry.path(), ignored) > 0 && !ignored;
+    };
+    isKept_ = isFresh_ && std::any_of(fs::directory_iterator(path_, ignored), fs::directory_iterator(), isTelling);
+    return isKept_;
+}
+
+std::string RunDirectory::Log(const std::string& name) const {
+    return (path_ / (name + LogEnding)).string();
 }
 
 std::string RunDirectory::ControlSocketIn(const fs::path& directory, int logicalDevice) {

@@ -8,8 +8,8 @@ namespace LocalDevice {
 
 /// The folder of one running local device: its sockets and logs.
 ///
-/// A fresh one lies in the temporary folder, for its user only, and goes away with this object. In a given one the
-/// sockets go away and the logs stay.
+/// A fresh one lies in the temporary folder, for its user only, and goes away with this object, unless its logs are to
+/// be kept. In a given one the sockets go away and the logs stay.
 class RunDirectory {
 public:
     /// `path`: created where it is missing; empty takes a fresh one. Throws `std::runtime_error`, one line, where that
@@ -23,7 +23,10 @@ public:
     std::string SupervisorSocket() const;
     std::string ControlSocket(int logicalDevice) const { return ControlSocketIn(path_, logicalDevice); }
     /// The log of a program, such as "host1".
-    std::string Log(const std::string& name) const { return (path_ / (name + ".log")).string(); }
+    std::string Log(const std::string& name) const;
+
+    /// Lets the logs of a fresh folder stay. False where it is none, or holds no log that says something.
+    bool KeepLogs();
 
     /// Leaves the device stack's address, "HOST:PORT", to other programs. Throws `std::runtime_error` where it cannot.
     void StoreDeviceStackAddress(const std::string& address) const;
@@ -42,6 +45,7 @@ public:
 private:
     const boost::filesystem::path path_;
     const bool isFresh_;
+    bool isKept_ = false;
 };
 
 /// Whether somebody listens at a Unix stream socket. False for a path that is too long for one.

@@ -50,7 +50,10 @@ nlohmann::json Describe(const BusEvent& event) {
 }
 
 nlohmann::json Describe(const LogEvent& event) {
-    return {{"event", "log"}, {"level", log4cplus::getLogLevelManager().toString(event.level)}, {"text", event.text}};
+    return {{"event", "log"},
+            {"level", log4cplus::getLogLevelManager().toString(event.level)},
+            {"text", event.text},
+            {"brief", CompactLogText(event.level, event.text)}};
 }
 
 nlohmann::json Describe(const MessageEvent& event) {

@@ -43,7 +43,10 @@ public:
         const char* const deviceStack = std::getenv("ORN_DEVICE_STACK");
         line += deviceStack == nullptr ? "" : std::string(" at ") + deviceStack;
         Note(line);
-        if (manner_ == "fail") {
+        if (manner_ == "log-and-fail") {
+            std::ofstream(Option("--log")) << "a line\n";
+        }
+        if (manner_ == "fail" || manner_ == "log-and-fail") {
             std::cerr << name_ << ": does not like it here\n";
             return 1;
         }
@@ -95,11 +98,14 @@ private:
         }
         int result = 0;
         Protocol::socket launcher(io_);
-        acceptor.async_accept(launcher, [this, &result](const boost::system::error_code& error) {
+        acceptor.async_accept(launcher, [this, &result, &launcher](const boost::system::error_code& error) {
             if (error) {
                 return;
             }
             std::cout << "host at work" << std::endl;
+            if (manner_ == "error") {
+                TellOfError(launcher);
+            }
             if (manner_ == "die") {
                 result = 5;
                 io_.stop();
@@ -107,6 +113,17 @@ private:
         });
         io_.run();
         return result;
+    }
+
+    static void TellOfError(Protocol::socket& launcher) {
+        const std::string events =
+            "{\"event\":\"log\",\"level\":\"ERROR\",\"text\":\"f - Old\",\"brief\":\"Old\"}\n"
+            "{\"event\":\"log\",\"level\":\"ERROR\",\"text\":\"f - No app\",\"brief\":\"No app\"}\n"
+            "{\"event\":\"log\",\"level\":\"INFO\",\"text\":\"f - Fine\",\"brief\":\"Fine\"}\n"
+            "{\"event\":\"log\",\"level\":\"FATAL\",\"text\":\"f - No start\",\"brief\":\"No start\"}\n"
+            "{\"event\":\"log\",\"level\":\"FATAL\",\"text\":\"f - Error\",\"brief\":\"Error\"}\n"
+            "{\"event\":\"runState\",\"state\":\"error\"}\n";
+        boost::asio::write(launcher, boost::asio::buffer(events));
     }
 
     void AskForRestart() {

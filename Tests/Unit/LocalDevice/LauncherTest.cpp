@@ -293,6 +293,14 @@ TEST_F(LauncherTest, InterruptedDemoIsAFailure) {
     EXPECT_THAT(sut_->GetErrorLines(), ElementsAre("localdevice: interrupted before the demo had ended"));
 }
 
+TEST_F(LauncherTest, DemoOfADeviceThatCannotRunFailsAtOnceWithTheLastErrors) {
+    directory_.Write("devices/first.demo.json", R"({"title": "T", "steps": []})");
+    SetManner("knxstackhost", "error");
+    Launch({"--device", "first", "--once"});
+    EXPECT_EQ(AwaitExit(), ExitStatus::Exited(1));
+    EXPECT_THAT(sut_->GetErrorLines(), ElementsAre("localdevice: device 1 cannot run: No app | No start | Error"));
+}
+
 TEST_F(LauncherTest, FreshFolderIsGoneAtTheEnd) {
     sut_.emplace(LOCAL_DEVICE_AT, std::vector<std::string>{directory_.Path("bin"), "--device", "first"},
                  ChildProcess::Environment{{"TMPDIR", directory_.Path("run")}});
@@ -301,6 +309,20 @@ TEST_F(LauncherTest, FreshFolderIsGoneAtTheEnd) {
     sut_->Signal(SIGINT);
     EXPECT_EQ(AwaitExit(), ExitStatus::Exited(0));
     EXPECT_TRUE(fs::is_empty(directory_.Path("run")));
+}
+
+TEST_F(LauncherTest, LogsOfAFreshFolderStayAfterAFailure) {
+    SetManner("knxstackhost", "log-and-fail");
+    sut_.emplace(LOCAL_DEVICE_AT, std::vector<std::string>{directory_.Path("bin"), "--device", "first"},
+                 ChildProcess::Environment{{"TMPDIR", directory_.Path("run")}});
+    EXPECT_EQ(AwaitExit(), ExitStatus::Exited(1));
+    const std::string beginning =
+        "localdevice: host 1 ended with exit code 1: knxstackhost: does not like it here; the logs stay in ";
+    ASSERT_EQ(sut_->GetErrorLines().size(), 1U);
+    const std::string error = sut_->GetErrorLines().front();
+    ASSERT_THAT(error, testing::StartsWith(beginning));
+    EXPECT_TRUE(fs::exists(error.substr(beginning.size()) + "/host1.log"));
+    EXPECT_FALSE(fs::exists(error.substr(beginning.size()) + "/supervisor.sock"));
 }
 
 /// A command line and what comes of it; "ROOT" stands for the installation.

@@ -27,6 +27,31 @@ TEST(RunDirectory, FreshOneIsForItsUserAndGoesAwayWithItsContent) {
     EXPECT_FALSE(fs::exists(path));
 }
 
+TEST(RunDirectory, FreshOneWhoseLogsAreKeptLosesItsSocketsOnly) {
+    fs::path path;
+    {
+        RunDirectory sut("");
+        path = sut.GetPath();
+        std::ofstream(sut.Log("host1")) << "line\n";
+        std::ofstream(sut.ControlSocket(1)) << "";
+        EXPECT_TRUE(sut.KeepLogs());
+    }
+    EXPECT_TRUE(fs::exists(path / "host1.log"));
+    EXPECT_FALSE(fs::exists(path / "host1.sock"));
+    fs::remove_all(path);
+}
+
+TEST(RunDirectory, FreshOneWithoutALineInItsLogsGoesAwayAllTheSame) {
+    fs::path path;
+    {
+        RunDirectory sut("");
+        path = sut.GetPath();
+        std::ofstream(sut.Log("host1")) << "";
+        EXPECT_FALSE(sut.KeepLogs());
+    }
+    EXPECT_FALSE(fs::exists(path));
+}
+
 TEST(RunDirectory, TwoFreshOnesAreDifferent) {
     const RunDirectory first("");
     const RunDirectory second("");
