@@ -9,3 +9,7 @@ orn_add_test(ProgramTest
     LIBRARIES PluginTestSupport KnxStackTestSupport ProcessTestSupport ThreadShortage ZandrelPlatform)
 target_compile_definitions(ProgramTest PRIVATE "ORN_DEVICE_ROOT=\"device\"")
 target_include_directories(ProgramTest PRIVATE .)
+
+# A program of its own: its functions have names for the call stack.
+orn_add_test(CallStackTest SOURCES CallStackTest.cpp LIBRARIES OrnKnxAppStatic ZandrelPlatform)
+set_target_properties(CallStackTest PROPERTIES ENABLE_EXPORTS ON)
