@@ -1,6 +1,7 @@
 # The application program as a whole, between a KNX stack, a device stack and app hosts that do as they are told.
 orn_add_test(ProgramTest
     SOURCES
+        Program/ConnectionTest.cpp
         Program/EventsTest.cpp
         Program/ExitTest.cpp
         Program/GatesTest.cpp
