@@ -5,9 +5,10 @@ orn_add_test(ProgramTest
         Program/EventsTest.cpp
         Program/ExitTest.cpp
         Program/GatesTest.cpp
+        Program/KnxHandlerExceptionsTest.cpp
         Program/RestartTest.cpp
         "${PROJECT_SOURCE_DIR}/OrnKnxAppStatic/DevicePaths.cpp"
-    LIBRARIES PluginTestSupport KnxStackTestSupport ProcessTestSupport ThreadShortage ZandrelPlatform)
+    LIBRARIES PluginTestSupport KnxStackTestSupport ProcessTestSupport AllocationFault ThreadShortage ZandrelPlatform)
 target_compile_definitions(ProgramTest PRIVATE "ORN_DEVICE_ROOT=\"device\"")
 target_include_directories(ProgramTest PRIVATE .)
 
