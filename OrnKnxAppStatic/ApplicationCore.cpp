@@ -10,7 +10,7 @@ ApplicationCore::ApplicationCore(const log4cplus::Logger& logger, const Environm
       eventHandler(handler),
       knxHandler(logger, identity, clock),
       knxDownload(knxHandler),
-      connection(log, clock, environment.clientFactory, environment.connectionTimes),
+      connection(log, clock, environment.clientFactory, environment.connectionTimes, environment.deviceStackAddress),
       processControl(logger, clock),
       appControl(log, connection, identity, processControl),
       appLauncher(log, identity, processControl),

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <memory>
+#include <string>
 
 #include "AppControl.h"
 #include "AppHostProcessControl.h"
@@ -24,6 +25,7 @@ struct Environment {
     std::shared_ptr<Clock> clock = std::make_shared<Clock>();
     ClientFactory clientFactory = PlatformClientFactory();
     ConnectionTimes connectionTimes{};
+    std::string deviceStackAddress{};  ///< empty: the local device stack
 };
 
 /// Everything of an application program that its threads work on.

@@ -13,6 +13,8 @@ namespace Zandrel {
 namespace {
 
 constexpr int MaxFrames = 256;
+/// This function and the one that captures. Counted, as hidden functions have no names.
+constexpr int CapturingFrames = 2;
 
 /// The function in a line "FILE(FUNCTION+OFFSET) [ADDRESS]"; the whole line where it names none.
 std::string FunctionOfFrame(std::string_view frame) {
@@ -26,7 +28,7 @@ std::string FunctionOfFrame(std::string_view frame) {
 
 }  // namespace
 
-// Not inlined: the first frame is always its own, also where symbols are hidden and frames have no name.
+// Not inlined: the first frame is always its own.
 [[gnu::noinline]] std::string CaptureCallStackWithBacktrace() {
     std::array<void*, MaxFrames> addresses{};
     const int count = backtrace(addresses.data(), MaxFrames);
@@ -35,7 +37,7 @@ std::string FunctionOfFrame(std::string_view frame) {
         return {};
     }
     std::string callStack;
-    for (int i = 1; i < count; ++i) {
+    for (int i = CapturingFrames; i < count; ++i) {
         const std::string function = FunctionOfFrame(frames.get()[i]);
         if (function.find("Backtrace") != std::string::npos) {
             continue;

@@ -4,8 +4,9 @@
 
 namespace Zandrel {
 
-/// The functions that led here, innermost first, joined with " < ": each demangled, or as the frame is printed where it
-/// has no symbol; 256 frames at most. Functions whose name contains "Backtrace" are left out, this one among them.
+/// The functions that led to the caller's caller, innermost first, joined with " < ": each demangled, or as the frame
+/// is printed where it has no symbol; 256 frames at most. The caller, which captures, is left out, and so are functions
+/// whose name contains "Backtrace".
 std::string CaptureCallStackWithBacktrace();
 
 }  // namespace Zandrel

@@ -31,8 +31,12 @@ ClientFactory PlatformClientFactory() {
 }
 
 DeviceStackConnection::DeviceStackConnection(PrefixedLogger log, std::shared_ptr<Clock> clock, ClientFactory factory,
-                                             ConnectionTimes times)
-    : log_(std::move(log)), clock_(std::move(clock)), factory_(std::move(factory)), times_(times) {}
+                                             ConnectionTimes times, std::string address)
+    : log_(std::move(log)),
+      clock_(std::move(clock)),
+      factory_(std::move(factory)),
+      times_(times),
+      address_(std::move(address)) {}
 
 DeviceStackConnection::~DeviceStackConnection() {
     Disconnect();

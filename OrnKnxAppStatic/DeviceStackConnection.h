@@ -53,8 +53,10 @@ class DeviceStackConnection {
 public:
     using Properties = std::map<Ostra::IDeviceStackClient::PropertyType, Ostra::IDeviceStackClient::Property>;
 
+    /// `address`: where the device stack listens; empty means the local one.
     DeviceStackConnection(PrefixedLogger log, std::shared_ptr<Clock> clock,
-                          ClientFactory factory = PlatformClientFactory(), ConnectionTimes times = {});
+                          ClientFactory factory = PlatformClientFactory(), ConnectionTimes times = {},
+                          std::string address = {});
     ~DeviceStackConnection();
     DeviceStackConnection(const DeviceStackConnection&) = delete;
     DeviceStackConnection& operator=(const DeviceStackConnection&) = delete;
@@ -89,11 +91,11 @@ private:
     void ReplaceClient(Ostra::IDeviceStackClient* client);
     void CreateMessenger();
 
-    const std::string address_;  ///< empty: the local device stack
     const PrefixedLogger log_;
     const std::shared_ptr<Clock> clock_;
     const ClientFactory factory_;
     const ConnectionTimes times_;
+    const std::string address_;
 
     mutable boost::shared_mutex mutex_;  ///< guards what follows; held exclusively to change it, shared to use it
     Ostra::IDeviceStackClient* client_ = nullptr;

@@ -4,8 +4,9 @@
 
 namespace Zandrel {
 
-std::string PrefixedLine(const std::string& prefix, const char* function, log4cplus::LogLevel level,
-                         const std::string& message) {
+// Not inlined: the call stack leaves its frame out.
+[[gnu::noinline]] std::string PrefixedLine(const std::string& prefix, const char* function, log4cplus::LogLevel level,
+                                           const std::string& message) {
     std::string line;
     if (!prefix.empty()) {
         line.append("[").append(prefix).append("] ");

@@ -41,9 +41,11 @@ private:
     std::array<char, Size> text_{};
 };
 
-/// Joins the parts of one message.
+/// Joins the parts of one message. Throws where memory runs out: a stream of its own would go on with half of it.
 class MessageStream {
 public:
+    MessageStream() { stream_.exceptions(std::ios_base::badbit); }
+
     template <typename Part>
     MessageStream& operator<<(const Part& part) {
         stream_ << part;

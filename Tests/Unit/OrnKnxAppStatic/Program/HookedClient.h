@@ -63,6 +63,9 @@ public:
             const boost::lock_guard<boost::mutex> lock(mutex_);
             responseHandler_ = handler;
         }
+        if (handler != nullptr) {
+            onSetResponseHandler();
+        }
         client_.SetResponseHandler(handler);
     }
     bool Send(const std::string& json) override {
@@ -82,6 +85,7 @@ public:
 
     /// Called on the thread that sends, before it does.
     std::function<void(const std::string& json)> onSend = [](const std::string&) {};
+    std::function<void()> onSetResponseHandler = [] {};
     std::function<void()> onRelease = [] {};
 
 private:

@@ -26,7 +26,8 @@ public:
                    TimePoint deadline) override {
         time_.WaitUntil(condition, lock, deadline);
     }
-    bool Join(boost::thread& thread, Duration /*duration*/) override {
+    bool Join(boost::thread& thread, Duration duration) override {
+        joinDuration = duration;
         onJoin();
         return thread.try_join_for(joinLimit);
     }
@@ -38,6 +39,8 @@ public:
     std::function<void()> onCycleSleep = [] {};
     std::function<void()> onJoin = [] {};
     boost::chrono::milliseconds joinLimit{10000};
+
+    Duration joinDuration{};  ///< of the latest join, as it was asked for
 
 private:
     const boost::thread::id host_ = boost::this_thread::get_id();

@@ -1,0 +1,51 @@
+#include "AllocationFault.h"
+
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+thread_local bool isDue = false;
+
+}  // namespace
+
+// The program's own ones go before those of the C++ library, also for the libraries that it uses.
+// NOLINTBEGIN(cppcoreguidelines-no-malloc,cppcoreguidelines-owning-memory): this is where memory comes from
+
+void* operator new(std::size_t size) {
+    if (isDue) {
+        isDue = false;
+        throw std::bad_alloc();
+    }
+    if (void* const memory = std::malloc(size == 0 ? 1 : size)) {
+        return memory;
+    }
+    throw std::bad_alloc();
+}
+
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t /*size*/) noexcept {
+    std::free(memory);
+}
+
+// NOLINTEND(cppcoreguidelines-no-malloc,cppcoreguidelines-owning-memory)
+
+namespace TestSupport {
+
+AllocationFault::AllocationFault() {
+    isDue = true;
+}
+
+AllocationFault::~AllocationFault() {
+    isDue = false;
+}
+
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): it is asked of the one that lives
+bool AllocationFault::HasHappened() const {
+    return !isDue;
+}
+
+}  // namespace TestSupport
