@@ -6,7 +6,9 @@
 namespace LocalDevice {
 
 void Console::Print(const std::string& line) {
-    out_ << line << std::endl;
+    if (!isReaderGone_) {
+        out_ << line << std::endl;
+    }
 }
 
 void Console::Tell(const std::string& subject, const std::string& text) {

@@ -20,8 +20,15 @@ public:
     /// "10:15:02.123 == device stack: text"
     void Tell(const std::string& subject, const std::string& text);
 
+    /// The reader has gone, which is no error: nothing is printed any more.
+    void OnReaderGone() { isReaderGone_ = true; }
+
+    /// Whether everything has been written, as far as somebody wanted to read it.
+    bool IsComplete() const { return isReaderGone_ || out_.good(); }
+
 private:
     std::ostream& out_;
+    bool isReaderGone_ = false;
 };
 
 }  // namespace LocalDevice

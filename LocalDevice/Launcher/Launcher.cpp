@@ -118,6 +118,9 @@ void Launcher::AwaitSignal() {
 }
 
 void Launcher::OnSignal(int signal) {
+    if (signal == SIGPIPE) {
+        console_.OnReaderGone();
+    }
     if (goal_ != Goal::Exit) {
         if (options_.once && failure_.empty()) {
             failure_ = "interrupted before the demo had ended";
@@ -125,9 +128,10 @@ void Launcher::OnSignal(int signal) {
         PowerOff(Goal::Exit);
         return;
     }
-    if (signal == SIGPIPE) {
+    if (signal == SIGPIPE || std::exchange(isKilled_, true)) {
         return;
     }
+    failure_ += std::string(failure_.empty() ? "" : "; ") + "ended hard by a second signal";
     for (const auto& device : devices_) {
         device->GetHost().Kill();
     }

@@ -87,6 +87,7 @@ private:
     Goal goal_ = Goal::Run;
     bool hostsStarted_ = false;
     bool isRunLedOn_ = false;
+    bool isKilled_ = false;  ///< every process, by a signal while they were ending
     std::string failure_;
 };
 

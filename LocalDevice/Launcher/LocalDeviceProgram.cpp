@@ -18,6 +18,8 @@ namespace {
 constexpr int ExitFailure = 1;
 constexpr int ExitUsage = 2;
 
+constexpr const char* OutputProblem = "the standard output cannot be written";
+
 int Complain(int exitCode, const std::string& problem) {
     std::cerr << "localdevice: " << problem << std::endl;
     return exitCode;
@@ -32,8 +34,8 @@ int RunLocalDevice(const boost::filesystem::path& programDirectory, const std::v
         log4cplus::Logger::getRoot().setLogLevel(log4cplus::OFF_LOG_LEVEL);
         auto options = ParseOptions(arguments);
         if (!options) {
-            std::cout << GetOptionsHelp();
-            return 0;
+            std::cout << GetOptionsHelp() << std::flush;
+            return std::cout ? 0 : Complain(ExitFailure, OutputProblem);
         }
         const Installation installation(programDirectory);
         for (std::string& device : options->devices) {
@@ -42,7 +44,10 @@ int RunLocalDevice(const boost::filesystem::path& programDirectory, const std::v
         Console console(std::cout);
         Launcher launcher(*options, installation, console);
         const std::string failure = launcher.Run();
-        return failure.empty() ? 0 : Complain(ExitFailure, failure);
+        if (!failure.empty()) {
+            return Complain(ExitFailure, failure);
+        }
+        return console.IsComplete() ? 0 : Complain(ExitFailure, OutputProblem);
     } catch (const OptionsError& error) {
         return Complain(ExitUsage, error.what());
     } catch (const std::exception& error) {

@@ -2,6 +2,8 @@
 
 #include <boost/filesystem/operations.hpp>
 #include <csignal>
+#include <fstream>
+#include <iterator>
 
 #include "Children.h"
 #include "LocalDevice.h"
@@ -22,6 +24,31 @@ TEST_P(Launcher, PlaysTheDemoAndExitsWithZero) {
     EXPECT_EQ(sut.WaitForExit(DemoLimit), ExitStatus::Exited(0));
 
     EXPECT_EQ(sut.GetErrorLines(), std::vector<std::string>{});
+}
+
+TEST(Demo, ThatNobodyCanReadIsAFailure) {
+    ChildProcess sut("/bin/bash", {"-c", "exec \"$0\" --once --device copy >/dev/full", ORN_LOCALDEVICE_PROGRAM});
+    EXPECT_EQ(sut.WaitForExit(DemoLimit), ExitStatus::Exited(1));
+    EXPECT_EQ(sut.GetErrorLines(), std::vector<std::string>{"localdevice: the standard output cannot be written"});
+}
+
+TEST(Demo, OfADeviceWhoseAppIsMissingFailsAtOnceAndSaysWhy) {
+    const EndToEnd::TemporaryFolder folder;
+    std::ofstream(folder.At("device.json")) << R"({"name": "No app", "serialNumber": "000000010009",
+        "individualAddress": "1.1.10", "appId": "Missing", "communicationObjects": []})";
+    std::ofstream(folder.At("device.demo.json")) << R"({"title": "None", "steps": []})";
+    ChildProcess sut(ORN_LOCALDEVICE_PROGRAM, {"--once", "--device", folder.At("device.json")},
+                     {{"TMPDIR", folder.At("")}});
+    EXPECT_EQ(sut.WaitForExit(), ExitStatus::Exited(1));
+    const auto errors = sut.GetErrorLines();
+    ASSERT_EQ(errors.size(), 1U);
+    const std::string beginning =
+        "localdevice: device 1 cannot run: Failed to find native app: Missing | Starting app host failed. | Set "
+        "runstate to error; the logs stay in ";
+    ASSERT_EQ(errors.front().substr(0, beginning.size()), beginning);
+    std::ifstream log(errors.front().substr(beginning.size()) + "/host1.log");
+    const std::string text{std::istreambuf_iterator<char>(log), {}};
+    EXPECT_NE(text.find("Failed to find native app: Missing"), std::string::npos);
 }
 
 INSTANTIATE_TEST_SUITE_P(Devices, Launcher, testing::Values("stairlight", "copy"),

@@ -129,7 +129,8 @@ TEST_F(LauncherTest, SecondCtrlCKillsAtOnce) {
     ASSERT_TRUE(AwaitUp());
     sut_->Signal(SIGINT);
     sut_->Signal(SIGTERM);  // another number: two of one kind at once are one
-    EXPECT_EQ(AwaitExit(), ExitStatus::Exited(0));
+    EXPECT_EQ(AwaitExit(), ExitStatus::Exited(1));
+    EXPECT_THAT(sut_->GetErrorLines(), ElementsAre("localdevice: ended hard by a second signal"));
     EXPECT_EQ(kill(journal_.PidOf("knxstackhost"), 0), -1);
     EXPECT_EQ(errno, ESRCH);
 }
@@ -210,7 +211,7 @@ TEST_F(LauncherTest, RequestsWhileRestartingArePartOfTheRestart) {
                                                       "got a request of " + own + ": it is no JSON object"));
     sut_->Signal(SIGINT);
     sut_->Signal(SIGTERM);
-    EXPECT_EQ(AwaitExit(), ExitStatus::Exited(0));
+    EXPECT_EQ(AwaitExit(), ExitStatus::Exited(1));
 }
 
 TEST_F(LauncherTest, BadRequestIsToldAndChangesNothing) {
@@ -324,6 +325,38 @@ TEST_F(LauncherTest, LogsOfAFreshFolderStayAfterAFailure) {
     EXPECT_TRUE(fs::exists(error.substr(beginning.size()) + "/host1.log"));
     EXPECT_FALSE(fs::exists(error.substr(beginning.size()) + "/supervisor.sock"));
 }
+
+TEST_F(LauncherTest, ReaderThatGoesAwayEndsItInOrder) {
+    std::vector<std::string> arguments{"-c",
+                                       "exec 3>&1; { \"$0\" \"$@\"; echo \"exit code $?\" >&3; } | head -n 1",
+                                       LOCAL_DEVICE_AT,
+                                       directory_.Path("bin"),
+                                       "--device",
+                                       "first",
+                                       "--directory",
+                                       directory_.Path("run")};
+    sut_.emplace("/bin/bash", arguments);
+    EXPECT_EQ(AwaitExit(), ExitStatus::Exited(0));
+    EXPECT_EQ(sut_->GetOutputLines().back(), "exit code 0");
+    EXPECT_THAT(sut_->GetErrorLines(), IsEmpty());
+}
+
+class LauncherOnAFullDisk : public LauncherTest, public testing::WithParamInterface<std::string> {};
+
+TEST_P(LauncherOnAFullDisk, IsAFailure) {
+    directory_.Write("devices/first.demo.json", R"({"title": "T", "steps": []})");
+    sut_.emplace("/bin/bash", std::vector<std::string>{"-c", "exec \"$0\" \"$@\" >/dev/full", LOCAL_DEVICE_AT,
+                                                       directory_.Path("bin"), "--device", "first", "--directory",
+                                                       directory_.Path("run"), GetParam()});
+    if (GetParam() == "--quiet") {
+        ASSERT_TRUE(journal_.Await("knxstackhost start", 1));
+        sut_->Signal(SIGINT);
+    }
+    EXPECT_EQ(AwaitExit(), ExitStatus::Exited(1));
+    EXPECT_THAT(sut_->GetErrorLines(), ElementsAre("localdevice: the standard output cannot be written"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Options, LauncherOnAFullDisk, testing::Values("--help", "--quiet"));
 
 /// A command line and what comes of it; "ROOT" stands for the installation.
 struct BadStart {
