@@ -93,6 +93,19 @@ void RequestDispatcher::Dispatch(IClient& client, std::string_view frame) noexce
         Execute(clients_.at(&client), frame);
     } catch (const std::exception& error) {
         LOG4CPLUS_ERROR(logger_, "A request ended unexpectedly: " << error.what());
+        ReportUnexpected(client, GuessRequestNumber(frame), error.what());
+    }
+}
+
+/// The sender is not left to wait; where even that fails, the log has said it.
+void RequestDispatcher::ReportUnexpected(IClient& client, std::optional<std::uint32_t> number,
+                                         const char* what) noexcept {
+    try {
+        if (number) {
+            client.Send(MakeError(number, std::string("unexpected failure: ") + what));
+        }
+    } catch (const std::exception& error) {
+        LOG4CPLUS_ERROR(logger_, "No answer could be sent: " << error.what());
     }
 }
 

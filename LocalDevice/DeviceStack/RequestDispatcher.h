@@ -66,7 +66,7 @@ private:
     static Command FindCommand(const JsonFields& request);
 
     void Execute(ClientState& client, std::string_view frame);
-    void ExecuteCommand(ClientState& client, const JsonFields& request, std::optional<std::uint32_t> number);
+    void ReportUnexpected(IClient& client, std::optional<std::uint32_t> number, const char* what) noexcept;
 
     OutgoingJson RegisterApplication(ClientState& client, const JsonFields& request);
     OutgoingJson EnableNativeFormat(ClientState& client, const JsonFields& request);

@@ -10,8 +10,9 @@ namespace Zandrel {
 /// Makes `logger` the process-wide default logger. Only the first call counts. Callable from any thread.
 void SetCentralLoggerOnce(const log4cplus::Logger& logger);
 
-/// The logger of `SetCentralLoggerOnce`, or log4cplus's root logger before that. Callable from any thread.
-log4cplus::Logger GetGlobalDefaultLogger();
+/// The logger of `SetCentralLoggerOnce`, or log4cplus's root logger before that. Callable from any thread. The
+/// reference stays valid for as long as the process lives.
+const log4cplus::Logger& GetGlobalDefaultLogger();
 
 /// Prints where a log line comes from: "FUNCTION (FILE:LINE)". Keeps the pointers only: for use within one statement.
 class PrettyFunctionNamePrinter {

@@ -163,11 +163,13 @@ Host::Host(const Options& options) {
     environment["ORN_DEVICE_STACK"] = options.deviceStackAddress;
     environment["ORN_SUPERVISOR"] = folder_.At("supervisor");
     const std::string library = options.library.empty() ? ORN_PLUGIN_LIBRARY : options.library;
-    process_ = std::make_unique<ChildProcess>(
-        ORN_KNXSTACKHOST_PROGRAM,
-        std::vector<std::string>{"--device", options.device, "--library", library, "--bus", options.bus, "--control",
-                                 GetControlPath(), "--log", GetLogPath(), "--download-pause", "5"},
-        environment);
+    std::vector<std::string> command = options.runner;
+    command.insert(command.end(),
+                   {ORN_KNXSTACKHOST_PROGRAM, "--device", options.device, "--library", library, "--bus", options.bus,
+                    "--control", GetControlPath(), "--log", GetLogPath(), "--download-pause", "5"});
+    const std::string program = command.front();
+    command.erase(command.begin());
+    process_ = std::make_unique<ChildProcess>(program, command, environment);
     control_ = std::make_unique<ControlConnection>(GetControlPath());
 }
 

@@ -91,6 +91,7 @@ public:
         std::string bus = "in-process";
         std::string library = {};  ///< empty: the plug-in of the build
         TestSupport::ChildProcess::Environment environment = {};
+        std::vector<std::string> runner = {};  ///< a program with its arguments that becomes the host; empty: none
     };
 
     explicit Host(const Options& options);

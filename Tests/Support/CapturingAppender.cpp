@@ -21,7 +21,8 @@ public:
 
     void append(const log4cplus::spi::InternalLoggingEvent& event) override {
         const boost::lock_guard<boost::mutex> lock(mutex_);
-        lines_.push_back({log4cplus::getLogLevelManager().toString(event.getLogLevel()), event.getMessage()});
+        lines_.push_back(
+            {log4cplus::getLogLevelManager().toString(event.getLogLevel()), event.getMessage(), event.getThread()});
         lastSource_ = event.getFile() + ":" + std::to_string(event.getLine());
     }
 

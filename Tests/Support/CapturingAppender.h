@@ -14,6 +14,7 @@ namespace TestSupport {
 struct LogLine {
     std::string level;
     std::string text;
+    std::string thread{};  ///< that logged it, as log4cplus names it; not compared
 
     friend bool operator==(const LogLine& a, const LogLine& b) { return a.level == b.level && a.text == b.text; }
     friend std::ostream& operator<<(std::ostream& stream, const LogLine& line) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <boost/asio/post.hpp>
 #include <boost/chrono/duration.hpp>
+#include <boost/thread/latch.hpp>
 #include <boost/thread/lock_guard.hpp>
 #include <boost/thread/lock_types.hpp>
 #include <string_view>
@@ -60,6 +61,10 @@ void ScriptedDeviceStack::Ignore(const std::string& text) {
     Add({text, Treatment::Ignore, ""});
 }
 
+void ScriptedDeviceStack::Hold(const std::string& text) {
+    Add({text, Treatment::Hold, ""});
+}
+
 void ScriptedDeviceStack::LoseConnectionAt(const std::string& text) {
     Add({text, Treatment::LoseConnection, ""});
 }
@@ -72,6 +77,31 @@ void ScriptedDeviceStack::RunBefore(const std::string& text, std::function<void(
 void ScriptedDeviceStack::Add(Rule rule) {
     const boost::lock_guard<boost::mutex> lock(mutex_);
     rules_.push_back(std::move(rule));
+}
+
+void ScriptedDeviceStack::AnswerHeld() {
+    const boost::lock_guard<boost::mutex> lock(mutex_);
+    rules_.erase(std::remove_if(rules_.begin(), rules_.end(),
+                                [](const Rule& rule) { return rule.treatment == Treatment::Hold; }),
+                 rules_.end());
+    boost::asio::post(worker_, [this] {
+        for (const auto& [number, request, rule] : TakeHeld()) {
+            React(number, request, rule);
+        }
+    });
+}
+
+void ScriptedDeviceStack::WaitForHandlers() {
+    boost::latch done(1);
+    boost::asio::post(worker_, [&done] { done.count_down(); });
+    done.wait();
+}
+
+void ScriptedDeviceStack::Report(unsigned long id, const std::string& value) {
+    const boost::lock_guard<boost::recursive_mutex> lock(handlerMutex_);
+    if (eventHandler_ != nullptr) {
+        eventHandler_->OnValueChanged(id, "valueChanged", value);
+    }
 }
 
 void ScriptedDeviceStack::Reconnect() {
@@ -140,13 +170,12 @@ bool ScriptedDeviceStack::Send(const std::string& json) {
     }
     requests_.push_back(request.text);
     sent_.notify_all();
-    boost::asio::post(
-        worker_, [this, number = request.number, actions = FindActions(request.text), rule = FindRule(request.text)] {
-            for (const auto& action : actions) {
-                action();
-            }
-            React(number, rule);
-        });
+    boost::asio::post(worker_, [this, request, actions = FindActions(request.text), rule = FindRule(request.text)] {
+        for (const auto& action : actions) {
+            action();
+        }
+        React(request.number, request.text, rule);
+    });
     return true;
 }
 
@@ -168,9 +197,23 @@ std::vector<std::function<void()>> ScriptedDeviceStack::FindActions(const std::s
     return actions;
 }
 
-void ScriptedDeviceStack::React(unsigned long number, const Rule& rule) {
+std::vector<ScriptedDeviceStack::HeldRequest> ScriptedDeviceStack::TakeHeld() {
+    const boost::lock_guard<boost::mutex> lock(mutex_);
+    std::vector<HeldRequest> held = std::exchange(held_, {});
+    for (HeldRequest& request : held) {
+        request.rule = FindRule(request.text);
+    }
+    return held;
+}
+
+void ScriptedDeviceStack::React(unsigned long number, const std::string& request, const Rule& rule) {
     if (rule.treatment == Treatment::LoseConnection) {
         LoseConnection();
+        return;
+    }
+    if (rule.treatment == Treatment::Hold) {
+        const boost::lock_guard<boost::mutex> lock(mutex_);
+        held_.push_back({number, request, rule});
         return;
     }
     const boost::lock_guard<boost::recursive_mutex> lock(handlerMutex_);
@@ -188,6 +231,7 @@ void ScriptedDeviceStack::LoseConnection() {
     {
         const boost::lock_guard<boost::mutex> lock(mutex_);
         connected_ = false;
+        held_.clear();
     }
     const boost::lock_guard<boost::recursive_mutex> lock(handlerMutex_);
     if (responseHandler_ != nullptr) {

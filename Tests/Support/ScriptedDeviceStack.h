@@ -17,7 +17,8 @@ namespace TestSupport {
 /// A device stack that does as it is told: the client below a `DeviceStackConnection` and its real messenger.
 ///
 /// It accepts every request with an empty response unless it was told otherwise. Handlers are called on a thread of its
-/// own. Outlives the connections that use it. Thread-safe.
+/// own, but for `Report` and `LoseConnection`, which call them themselves. Outlives the connections that use it.
+/// Thread-safe.
 class ScriptedDeviceStack final : public Ostra::IDeviceStackClient {
 public:
     ScriptedDeviceStack();
@@ -37,12 +38,22 @@ public:
     void Refuse(const std::string& text, const std::string& error);
     /// Never answered.
     void Ignore(const std::string& text);
+    /// Not answered before `AnswerHeld`.
+    void Hold(const std::string& text);
     /// Not answered: the connection is lost, and stays so until `Reconnect`.
     void LoseConnectionAt(const std::string& text);
     /// Whatever else happens to it, `action` runs first, on the handlers' thread.
     void RunBefore(const std::string& text, std::function<void()> action);
 
+    /// Answers what is held, as if it had not been; from now on nothing is held any more.
+    void AnswerHeld();
+    /// The connection is lost now, with whatever is held, and stays so until `Reconnect`.
+    void LoseConnection();
     void Reconnect();
+    /// Waits until all handlers have been called for what was sent until now.
+    void WaitForHandlers();
+    /// The value of data point `id` has changed. Without an event handler nobody learns of it.
+    void Report(unsigned long id, const std::string& value);
 
     /// What was sent, without the members "request".
     std::vector<std::string> GetRequests() const;
@@ -62,18 +73,25 @@ public:
     void SendAtEveryConnect(const std::string& json) override;
 
 private:
-    enum class Treatment { Accept, Answer, Refuse, Ignore, LoseConnection };
+    enum class Treatment { Accept, Answer, Refuse, Ignore, Hold, LoseConnection };
     struct Rule {
         std::string text;
         Treatment treatment;
         std::string content;  ///< the response, the whole answer or the error
     };
 
+    struct HeldRequest {
+        unsigned long number;
+        std::string text;
+        Rule rule;
+    };
+
     void Add(Rule rule);
     Rule FindRule(const std::string& request) const;
     std::vector<std::function<void()>> FindActions(const std::string& request) const;
-    void React(unsigned long number, const Rule& rule);
-    void LoseConnection();
+    /// The held requests, each with the rule that counts now.
+    std::vector<HeldRequest> TakeHeld();
+    void React(unsigned long number, const std::string& request, const Rule& rule);
     bool WasSent(const std::string& text) const;
 
     mutable boost::mutex mutex_;  ///< guards what follows
@@ -82,6 +100,7 @@ private:
     std::vector<Rule> rules_;
     std::vector<std::pair<std::string, std::function<void()>>> actions_;
     std::vector<std::string> requests_;
+    std::vector<HeldRequest> held_;
 
     mutable boost::recursive_mutex handlerMutex_;  ///< guards what follows; held while a handler is called
     IEventHandler* eventHandler_ = nullptr;

@@ -2,40 +2,15 @@
 
 #include <boost/asio/read_until.hpp>
 #include <boost/asio/write.hpp>
-#include <boost/filesystem/operations.hpp>
 #include <istream>
 #include <vector>
 
-namespace LocalDevice {
+#include "RunDirectory.h"
 
-namespace {
+namespace LocalDevice {
 
 namespace fs = boost::filesystem;
 using Protocol = boost::asio::local::stream_protocol;
-
-/// How the launcher names the folders that it makes.
-constexpr const char* FolderPrefix = "localdevice-";
-
-bool IsListening(const std::string& path) {
-    boost::asio::io_context io;
-    Protocol::socket socket(io);
-    boost::system::error_code error;
-    socket.connect(Protocol::endpoint(path), error);
-    return !error;
-}
-
-std::vector<fs::path> FindFolders() {
-    std::vector<fs::path> folders;
-    boost::system::error_code ignored;
-    for (const auto& entry : fs::directory_iterator(fs::temp_directory_path(), ignored)) {
-        if (entry.path().filename().string().rfind(FolderPrefix, 0) == 0) {
-            folders.push_back(entry.path());
-        }
-    }
-    return folders;
-}
-
-}  // namespace
 
 HostControl::HostControl(const std::string& socketPath) : socket_(io_) {
     try {
@@ -46,8 +21,14 @@ HostControl::HostControl(const std::string& socketPath) : socket_(io_) {
 }
 
 nlohmann::json HostControl::Ask(const nlohmann::json& command, std::chrono::seconds limit) {
+    std::string line;
+    try {
+        line = command.dump() + "\n";
+    } catch (const nlohmann::json::type_error&) {
+        throw ControlError("the command is not UTF-8 text");
+    }
     boost::system::error_code error;
-    boost::asio::write(socket_, boost::asio::buffer(command.dump() + "\n"), error);
+    boost::asio::write(socket_, boost::asio::buffer(line), error);
     if (error) {
         throw ControlError("the KNX stack host has gone: " + error.message());
     }
@@ -88,28 +69,21 @@ std::string HostControl::ReadLine(std::optional<std::chrono::seconds> limit) {
 }
 
 std::string FindControlSocket(const fs::path& folder, int logicalDevice) {
-    const std::string name = "host" + std::to_string(logicalDevice) + ".sock";
     if (!folder.empty()) {
-        return (folder / name).string();
+        return RunDirectory::ControlSocketIn(folder, logicalDevice);
     }
-    std::vector<std::string> running;
-    for (const fs::path& candidate : FindFolders()) {
-        const std::string socket = (candidate / name).string();
-        if (IsListening(socket)) {
-            running.push_back(socket);
-        }
-    }
+    const std::vector<fs::path> running = RunDirectory::FindRunning();
     if (running.empty()) {
         throw ControlError("no local device runs; start one with scripts/run, or name its folder with --directory");
     }
     if (running.size() > 1) {
         std::string all;
-        for (const std::string& socket : running) {
-            all.append(all.empty() ? "" : ", ").append(fs::path(socket).parent_path().string());
+        for (const fs::path& directory : running) {
+            all.append(all.empty() ? "" : ", ").append(directory.string());
         }
         throw ControlError("several local devices run; name one with --directory: " + all);
     }
-    return running.front();
+    return RunDirectory::ControlSocketIn(running.front(), logicalDevice);
 }
 
 }  // namespace LocalDevice

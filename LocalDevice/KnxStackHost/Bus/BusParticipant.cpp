@@ -13,7 +13,7 @@ std::optional<Telegram> BusParticipant::Read(std::uint16_t groupAddress, std::ch
     const auto reader = readers_.insert(readers_.end(), Reader{groupAddress, std::nullopt});
     Telegram request;
     request.groupAddress = groupAddress;
-    if (link_->Send(request)) {
+    if (Send(request)) {
         changed_.wait_for(lock, boost::chrono::milliseconds(timeout.count()),
                           [&] { return reader->response.has_value() || isStopped_; });
     }

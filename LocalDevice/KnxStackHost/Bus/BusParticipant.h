@@ -25,7 +25,7 @@ public:
     BusParticipant& operator=(const BusParticipant&) = delete;
 
     /// False when the bus is away.
-    bool Send(const Telegram& telegram) { return link_->Send(telegram); }
+    bool Send(const Telegram& telegram) { return link_->IsConnected() && link_->Send(telegram); }
 
     /// Sends a read request and waits for the first response. None when none comes within `timeout`, the bus is away or
     /// `Stop` is called.

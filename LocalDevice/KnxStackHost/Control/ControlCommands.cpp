@@ -40,7 +40,8 @@ nlohmann::json Describe(const TelegramCounters& counters) {
         {"overrun", counters.overrun.load()},   {"taken", counters.taken.load()},
         {"refused", counters.refused.load()},   {"answered", counters.answered.load()},
         {"silent", counters.silent.load()},     {"sent", counters.sent.load()},
-        {"kept", counters.kept.load()},         {"dropped", counters.dropped.load()},
+        {"queued", counters.queued.load()},     {"kept", counters.kept.load()},
+        {"dropped", counters.dropped.load()},
     };
 }
 
@@ -163,6 +164,10 @@ nlohmann::json ControlCommands::Download(const nlohmann::json& request) {
     DownloadRequest download;
     download.objects = FindObjects(request, "objects").value_or(download.objects);
     download.abortAfter = FindObject(request, "abortAfter");
+    if (download.abortAfter &&
+        std::count(download.objects.begin(), download.objects.end(), *download.abortAfter) == 0) {
+        throw ControlError("\"abortAfter\" must be one of the objects to download");
+    }
     const auto file = FindText(request, "file");
     const DeviceDescription device = file ? load_(*file) : GetDevice();
     {

@@ -247,9 +247,10 @@ TelegramEvent GroupObjectService::Transmit(GroupService service, const GroupObje
                                            const std::optional<KnxStack::GroupValue>& value) {
     TelegramEvent event = MakeEvent(false, object.MakeTelegram(service, groupAddress, value), object.GetDescription());
     event.value = value;
-    const bool isSent = link_ != nullptr && link_->Send(event.telegram);
-    event.verdict = isSent ? Verdict::Sent : Verdict::Dropped;
-    event.reason = isSent ? "" : "the bus is away";
+    const bool isConnected = link_ != nullptr && link_->IsConnected();
+    const bool isTaken = link_ != nullptr && link_->Send(event.telegram);
+    event.verdict = !isTaken ? Verdict::Dropped : isConnected ? Verdict::Sent : Verdict::Queued;
+    event.reason = event.verdict == Verdict::Sent ? "" : "the bus is away";
     return event;
 }
 
@@ -269,6 +270,9 @@ void GroupObjectService::Publish(TelegramEvent event) {
             break;
         case Verdict::Sent:
             ++counters_.sent;
+            break;
+        case Verdict::Queued:
+            ++counters_.queued;
             break;
         case Verdict::Kept:
             ++counters_.kept;

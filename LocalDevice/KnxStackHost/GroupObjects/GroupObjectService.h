@@ -29,6 +29,7 @@ struct TelegramCounters {
     std::atomic<std::uint64_t> answered{0};
     std::atomic<std::uint64_t> silent{0};
     std::atomic<std::uint64_t> sent{0};
+    std::atomic<std::uint64_t> queued{0};
     std::atomic<std::uint64_t> kept{0};
     std::atomic<std::uint64_t> dropped{0};
 };

@@ -57,6 +57,7 @@ Colour GetColour(const TelegramEvent& event) {
         case Verdict::Dropped:
             return Colour::Red;
         case Verdict::Silent:
+        case Verdict::Queued:
         case Verdict::Kept:
             return Colour::Yellow;
         default:

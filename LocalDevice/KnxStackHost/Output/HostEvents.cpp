@@ -20,6 +20,8 @@ const char* ToText(Verdict verdict) {
             return "silent";
         case Verdict::Sent:
             return "sent";
+        case Verdict::Queued:
+            return "queued";
         case Verdict::Kept:
             return "kept";
         case Verdict::Dropped:

@@ -23,8 +23,9 @@ enum class Verdict : std::uint8_t {
     Answered,  ///< a read request: answered
     Silent,    ///< a read request: not answered
     Sent,      ///< to the bus
+    Queued,    ///< to the bus, which is away: sent when it is back
     Kept,      ///< from the application: stored and, as the group object wants it, not sent
-    Dropped,   ///< to the bus, which is away
+    Dropped,   ///< to the bus, which is away for too long
 };
 
 /// "taken", "refused" and so on.

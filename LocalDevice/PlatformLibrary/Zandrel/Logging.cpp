@@ -22,9 +22,13 @@ void SetCentralLoggerOnce(const log4cplus::Logger& logger) {
     }
 }
 
-log4cplus::Logger GetGlobalDefaultLogger() {
-    const log4cplus::Logger* const logger = centralLogger.load();
-    return logger != nullptr ? *logger : log4cplus::Logger::getRoot();
+const log4cplus::Logger& GetGlobalDefaultLogger() {
+    if (const log4cplus::Logger* const logger = centralLogger.load()) {
+        return *logger;
+    }
+    // Never destroyed either.
+    static const auto& root = *std::make_unique<const log4cplus::Logger>(log4cplus::Logger::getRoot()).release();
+    return root;
 }
 
 std::ostream& operator<<(std::ostream& stream, const PrettyFunctionNamePrinter& printer) {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -14,12 +15,20 @@ namespace DeviceStackTest {
 /// Keeps what it is sent.
 class FakeClient final : public LocalDevice::IClient {
 public:
-    void Send(const LocalDevice::Message& message) override { messages_.push_back(message); }
+    void Send(const LocalDevice::Message& message) override {
+        if (failures != 0) {
+            --failures;
+            throw std::runtime_error("no memory");
+        }
+        messages_.push_back(message);
+    }
 
     std::vector<LocalDevice::Message> TakeMessages() { return std::exchange(messages_, {}); }
 
     /// The messages as JSON, and forgets them.
     std::vector<nlohmann::json> Take();
+
+    int failures = 0;  ///< so many messages cannot be sent
 
 private:
     std::vector<LocalDevice::Message> messages_;

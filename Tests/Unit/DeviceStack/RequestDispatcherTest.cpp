@@ -179,4 +179,16 @@ TEST_F(RequestDispatcherTest, AnObjectOfManyMembersTakesNoLongTime) {
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
 }
 
+TEST_F(RequestDispatcherTest, ARequestThatEndsUnexpectedlyIsAnswered) {
+    newcomer.failures = 1;
+    sut.Dispatch(newcomer, R"({"request":7,"command":"GetDeviceConfig"})");
+    EXPECT_THAT(newcomer.Take(), ElementsAre(json{{"request", 7}, {"error", "unexpected failure: no memory"}}));
+    EXPECT_EQ(log.TakeLines().back(), (LogLine{"ERROR", "A request ended unexpectedly: no memory"}));
+
+    newcomer.failures = 2;
+    sut.Dispatch(newcomer, R"({"request":8,"command":"GetDeviceConfig"})");
+    EXPECT_THAT(newcomer.Take(), IsEmpty());
+    EXPECT_EQ(log.TakeLines().back(), (LogLine{"ERROR", "No answer could be sent: no memory"}));
+}
+
 }  // namespace

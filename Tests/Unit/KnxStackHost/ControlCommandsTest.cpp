@@ -66,7 +66,7 @@ TEST_F(ControlCommandsTest, TheStatusTellsEverything) {
         "started": false, "runState": "unknown", "runStates": 0, "cycles": 0, "restarts": 0, "busConnected": true,
         "loadStates": {"1": "loaded", "2": "loaded", "3": "loaded", "9": "loaded", "40960": "loaded"},
         "telegrams": {"received": 0, "unaddressed": 0, "overrun": 0, "taken": 0, "refused": 0, "answered": 0,
-                      "silent": 0, "sent": 0, "kept": 0, "dropped": 0}
+                      "silent": 0, "sent": 0, "queued": 0, "kept": 0, "dropped": 0}
     })"));
 }
 
@@ -119,6 +119,8 @@ TEST_F(ControlCommandsTest, ADownloadThatCannotBeSaysWhy) {
           R"({"command":"download","abortAfter":65545})"}) {
         EXPECT_EQ(ErrorOf(request), "\"abortAfter\" must be one of the object types 1, 2, 3, 9, 11 and 40960");
     }
+    EXPECT_EQ(ErrorOf(R"({"command":"download","objects":[1,2],"abortAfter":9})"),
+              "\"abortAfter\" must be one of the objects to download");
     EXPECT_EQ(ErrorOf(R"({"command":"download","file":1})"), "\"file\" must be a text");
 }
 

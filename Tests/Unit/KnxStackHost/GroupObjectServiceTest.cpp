@@ -35,7 +35,7 @@ public:
         sent_.push_back(telegram);
         return true;
     }
-    bool IsConnected() const override { return !isAway; }
+    bool IsConnected() const override { return !isAway && !isQueueing; }
 
     std::vector<Telegram> GetSent() {
         const boost::lock_guard<boost::mutex> lock(mutex_);
@@ -43,6 +43,7 @@ public:
     }
 
     std::atomic<bool> isAway{false};
+    std::atomic<bool> isQueueing{false};  ///< away, and takes what is to be sent later
 
 private:
     boost::mutex mutex_;
@@ -305,6 +306,14 @@ TEST_F(GroupObjectServiceTest, WhatIsWrittenWhileTheBusIsAwayIsDroppedAndCounted
     EXPECT_FALSE(sut.IsConnected());
     EXPECT_TRUE(sut.WriteValue(2, GroupValue({1}), 0));
     EXPECT_EQ(sut.GetCounters().dropped, 2U);
+}
+
+TEST_F(GroupObjectServiceTest, WhatTheLinkKeepsForLaterIsQueuedAndCounted) {
+    link->isQueueing = true;
+    EXPECT_TRUE(sut.WriteValue(2, GroupValue({1}), 0));
+    EXPECT_THAT(WaitForVerdicts(1), ElementsAre("2 queued: the bus is away"));
+    EXPECT_EQ(sut.GetCounters().queued, 1U);
+    EXPECT_EQ(sut.GetCounters().sent, 0U);
 }
 
 TEST_F(GroupObjectServiceTest, WhatIsReadOnInitIsReadOnceAfterEachLoad) {

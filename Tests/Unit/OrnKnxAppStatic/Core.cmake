@@ -1,4 +1,5 @@
 orn_add_test(CoreTest
+    TIMEOUT 180
     SOURCES
         DeviceResetTimerRaceTest.cpp
         DeviceResetTimerTest.cpp

@@ -4,13 +4,17 @@
 #include <boost/asio/wait_traits.hpp>
 #include <boost/chrono/system_clocks.hpp>
 #include <boost/thread/thread_only.hpp>
+#include <deque>
+#include <functional>
 #include <memory>
 #include <random>
+#include <utility>
 
 #include "AppIdentity.h"
 #include "CapturingAppender.h"
 #include "DeviceResetTimerImplementation.h"
 #include "IoState.h"
+#include "Orn/ThreadControl.h"
 #include "RepeatCount.h"
 
 namespace {
@@ -52,7 +56,7 @@ using boost::chrono::seconds;
 
 using Timer = Zandrel::BasicDeviceResetTimer<HastyClock>;
 
-/// Lets up to three minutes pass, so that what follows meets every moment of an expiry.
+/// Lets up to two minutes pass, so that what follows meets every moment of an expiry.
 class RandomPause {
 public:
     void operator()() {
@@ -63,17 +67,17 @@ public:
 
 private:
     std::mt19937 random_{1};
-    std::uniform_int_distribution<HastyClock::rep> length_{0, HastyClock::duration(seconds(180)).count()};
+    std::uniform_int_distribution<HastyClock::rep> length_{0, HastyClock::duration(seconds(120)).count()};
 };
 
 /// Beats at random intervals on a thread of its own.
 class Heart {
 public:
-    explicit Heart(Timer& timer)
-        : thread_([this, &timer] {
+    explicit Heart(std::function<void()> beat)
+        : thread_([this, beat = std::move(beat)] {
               RandomPause pause;
               while (beating_) {
-                  timer.StartDeviceResetTimer();
+                  beat();
                   pause();
               }
           }) {}
@@ -153,7 +157,7 @@ TEST_F(DeviceResetTimerRace, NoRestartComesEarlierThanAMinuteAfterTheHeartbeatTh
 }
 
 TEST_F(DeviceResetTimerRace, NoRestartComesWhileTheGateIsClosedToHeartbeats) {
-    const Heart heart(sut_);
+    const Heart heart([this] { sut_.StartDeviceResetTimer(); });
     for (unsigned long race = 0; race < races_; ++race) {
         mayRestart_ = true;
         sut_.Open();
@@ -166,8 +170,29 @@ TEST_F(DeviceResetTimerRace, NoRestartComesWhileTheGateIsClosedToHeartbeats) {
     EXPECT_GT(restarts_, 0U) << "the heartbeats left no room for an expiry";
 }
 
+TEST_F(DeviceResetTimerRace, CycleThatWasStoppedCannotArmTheTimerOfTheNext) {
+    std::deque<Zandrel::ThreadControl> cycles(1);
+    std::atomic<Zandrel::ThreadControl*> current{&cycles.front()};
+    {
+        const Heart lastSteps([this, &current] { sut_.StartDeviceResetTimer(*current.load()); });
+        for (unsigned long race = 0; race < races_; ++race) {
+            mayRestart_ = true;
+            sut_.Open();
+            current = &cycles.emplace_back();
+            passRandomTime_();
+            sut_.Close();
+            cycles.back().running = false;
+            mayRestart_ = false;
+            sut_.Open();
+            passRandomTime_();
+        }
+    }
+    EXPECT_EQ(wrongRestarts_, 0U);
+    EXPECT_GT(restarts_, 0U) << "the cycles left no room for an expiry";
+}
+
 TEST_F(DeviceResetTimerRace, ExitEndsTheEventLoopWhateverHeartbeatsCome) {
-    const Heart heart(sut_);
+    const Heart heart([this] { sut_.StartDeviceResetTimer(); });
     for (unsigned long exits = 0; exits < races_ / 20; ++exits) {  // each one takes a thread
         mayRestart_ = true;
         sut_.Open();

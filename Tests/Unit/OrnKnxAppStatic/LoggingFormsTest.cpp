@@ -106,11 +106,18 @@ TEST_F(LoggingForms, MessageOfADisabledLevelIsNotBuilt) {
     capture_.GetLogger().setLogLevel(log4cplus::INFO_LOG_LEVEL);
 
     ORN_LOG(sut_, DEBUG, Counted{&count});
+    ORN_LOG_AS("Exit", sut_, DEBUG, Counted{&count});
+    ORN_LOG_PREFIXED(capture_.GetLogger(), "A", DEBUG, Counted{&count});
+    ORN_LOG_PREFIXED_AS("Exit", capture_.GetLogger(), "A", DEBUG, Counted{&count});
     ORN_LOG_PLAIN(capture_.GetLogger(), DEBUG, Counted{&count});
+    GlobalLogCapture global;
+    global.GetLogger().setLogLevel(log4cplus::INFO_LOG_LEVEL);
+    ORN_LOG_GLOBAL(DEBUG, Counted{&count});
     EXPECT_EQ(count, 0);
 
     ORN_LOG(sut_, INFO, Counted{&count});
-    EXPECT_EQ(count, 1);
+    ORN_LOG_GLOBAL(INFO, Counted{&count});
+    EXPECT_EQ(count, 2);
 }
 
 TEST_F(LoggingForms, GlobalFormNamesFunctionFileAndLine) {

@@ -10,6 +10,7 @@ orn_add_test(ObjectModelTest
         ObjectModelInterruptionTest.cpp
         ObjectModelResetTest.cpp
         ObjectModelTest.cpp
+        RequestAnswerTest.cpp
     LIBRARIES PluginTestSupport)
 target_compile_definitions(ObjectModelTest PRIVATE GOLDEN_FOLDER="${CMAKE_CURRENT_SOURCE_DIR}/Golden/")
 

@@ -1,0 +1,226 @@
+#include <boost/chrono/duration.hpp>
+#include <sstream>
+
+#include "ExpectedLines.h"
+#include "LifeCycleFixture.h"
+
+namespace LifeCycle {
+namespace {
+
+using boost::chrono::seconds;
+
+/// What happens to a cycle while it is stopped.
+enum class Event { Nothing, Restart, Exit, ExitAndDelete, DeviceStackLost, LoadStateLost, AppHostDies };
+
+/// When a cycle that was asked to end goes on: before the host has lost its patience, or later.
+enum class Pace { InTime, TooLate };
+
+struct Way {
+    Origin origin;
+    Stop stop;
+    Event event;
+    Pace pace;
+};
+
+std::ostream& operator<<(std::ostream& stream, const Way& way) {
+    static constexpr const char* Events[] = {"Nothing",         "Restart",       "Exit",       "ExitAndDelete",
+                                             "DeviceStackLost", "LoadStateLost", "AppHostDies"};
+    return stream << (way.origin == Origin::Init ? "Init" : "Restart") << "StoppedAt" << way.stop << "Then"
+                  << Events[static_cast<int>(way.event)] << (way.pace == Pace::TooLate ? "TooLate" : "");
+}
+
+std::vector<Way> AllWays() {
+    std::vector<Way> ways;
+    for (const Origin origin : {Origin::Init, Origin::Restart}) {
+        for (int i = 0; i < StopCount; ++i) {
+            const auto stop = static_cast<Stop>(i);
+            for (const Event event : {Event::Nothing, Event::Restart, Event::Exit, Event::ExitAndDelete,
+                                      Event::DeviceStackLost, Event::LoadStateLost}) {
+                ways.push_back({origin, stop, event, Pace::InTime});
+            }
+            if (stop >= Stop::RunningWait) {
+                ways.push_back({origin, stop, Event::AppHostDies, Pace::InTime});
+            }
+            if (IsRequest(stop)) {
+                ways.push_back({origin, stop, Event::Exit, Pace::TooLate});
+                ways.push_back({origin, stop, Event::ExitAndDelete, Pace::TooLate});
+            }
+            if (IsRequest(stop) && origin == Origin::Init) {
+                ways.push_back({origin, stop, Event::Restart, Pace::TooLate});
+            }
+        }
+    }
+    return ways;
+}
+
+class WayThroughACycle : public LifeCycleFixture, public testing::WithParamInterface<Way> {
+protected:
+    Stop At() const { return GetParam().stop; }
+    bool IsFirstCycle() const { return GetParam().origin == Origin::Init; }
+    bool IsTooLate() const { return GetParam().pace == Pace::TooLate; }
+
+    /// What the host finds when it calls while the cycle is stopped.
+    Situation GetSituation() const {
+        using RunState = Situation::RunState;
+        const RunState before = IsFirstCycle() ? RunState::Unknown : RunState::Stopped;
+        return {!IsFirstCycle() || At() >= Stop::Download, At() >= Stop::RunState ? RunState::Running : before,
+                At() >= Stop::RunningWait, true, !IsTooLate()};
+    }
+    seconds GetExpectedWaits() const { return seconds(IsTooLate() ? 4 : 0); }
+
+    /// A cycle that was asked to end reports nothing to the KNX stack and arms nothing.
+    void ExpectQuietEnd(std::size_t runStates, int timers) {
+        WaitForCycleEnd();
+        EXPECT_EQ(stack_.GetRunStates().size(), runStates);
+        EXPECT_EQ(CountLines("Starting reset timer."), timers);
+        if (!IsTooLate()) {
+            EXPECT_EQ(GetCycleLines(), LinesOfAStoppedCycle(At()));
+        } else if (const Lines lines = GetCycleLines(); !lines.empty()) {
+            EXPECT_TRUE(lines.back() == "DEBUG operator() - Thread has been interrupted." ||
+                        lines.back() == "DEBUG operator() - Thread finished.")
+                << lines.back();
+        }
+    }
+
+    void DoNothing() {
+        Release();
+        WaitForCycleEnd();
+        EXPECT_EQ(GetCycleLines(), LinesOfAnUndisturbedCycle(At()));
+        EXPECT_TRUE(stack_.GetRunStates().back());
+        ExpectThatARestartWorks();
+    }
+
+    void IgnoreRestart() {
+        const Call call = Restart();
+        EXPECT_EQ(call.result, Started);
+        EXPECT_EQ(call.lines, LinesOfAnIgnoredRestart);
+        EXPECT_EQ(call.waits, seconds(0));
+        DoNothing();
+    }
+
+    void RestartNow() {
+        clock_->threadIsHeld = IsTooLate();
+        const Call call = Restart();
+        clock_->threadIsHeld = false;
+        EXPECT_EQ(call.result, IsTooLate() ? Failure : Started);
+        EXPECT_EQ(call.lines, LinesOfARestart(GetSituation()));
+        EXPECT_EQ(call.waits, GetExpectedWaits());
+        if (!IsTooLate()) {
+            WaitForCycleEnd();
+            EXPECT_TRUE(stack_.GetRunStates().back());
+        }
+        ExpectThatARestartWorks();
+    }
+
+    void ExitNow(bool thenDelete) {
+        // One that is about to set the run state does so before the host's call returns.
+        const std::size_t runStates = stack_.GetRunStates().size() + (At() == Stop::RunState ? 1 : 0);
+        const int timers = CountLines("Starting reset timer.");
+        clock_->threadIsHeld = IsTooLate();
+        const Call call = Exit();
+        EXPECT_EQ(call.result, Exited);
+        EXPECT_EQ(call.lines, LinesOfAnExit(GetSituation()));
+        EXPECT_EQ(call.waits, GetExpectedWaits());
+        EXPECT_FALSE(HasChild());
+        EXPECT_EQ(deviceStack_.GetEventHandler(), nullptr);
+        if (thenDelete) {
+            sut_.reset();
+        }
+        const int touches = stack_.CountTouches();
+        Release();
+        ExpectQuietEnd(runStates, timers);
+        EXPECT_EQ(stack_.CountTouches(), touches);
+        EXPECT_FALSE(HasChild());
+    }
+
+    void LoseDeviceStack() {
+        LoseConnection();
+        Release();
+        WaitForCycleEnd();
+        EXPECT_EQ(GetCycleLines(), LinesOfALoss(At(), !IsFirstCycle()));
+        EXPECT_EQ(stack_.GetRunStates().back(), At() >= Stop::RunState);
+
+        const Call call = Restart();
+        EXPECT_EQ(call.result, Started);
+        EXPECT_EQ(call.waits, seconds(0));
+        WaitForCycleEnd();
+        EXPECT_FALSE(stack_.GetRunStates().back());
+
+        Reconnect();
+        ExpectThatARestartWorks();
+    }
+
+    void Unload() {
+        LoseLoadState();
+        Release();
+        WaitForCycleEnd();
+        EXPECT_EQ(GetCycleLines(), LinesOfAnUnloadedCycle(At()));
+
+        const int aborted = CountLines("Init thread aborted");
+        EXPECT_EQ(Restart().result, Started);
+        WaitForCycleEnd();
+        EXPECT_EQ(CountLines("Init thread aborted"), aborted + 1);
+        EXPECT_FALSE(HasChild());
+
+        LoadAgain();
+        ExpectThatARestartWorks();
+    }
+
+    void LoseAppHost() {
+        KillAppHost();
+        Release();
+        WaitForCycleEnd();
+        EXPECT_EQ(GetCycleLines(), LinesOfACycleWithoutAppHost(At()));
+        EXPECT_EQ(stack_.GetRunStates().back(), At() >= Stop::RunState);
+
+        Situation situation = GetSituation();
+        situation.isAppHostAlive = false;
+        const Call call = Restart();
+        EXPECT_EQ(call.result, Started);
+        EXPECT_EQ(call.lines, LinesOfARestart(situation));
+        EXPECT_EQ(call.waits, seconds(At() >= Stop::RunState ? 10 : 0));
+        WaitForCycleEnd();
+
+        ForgetKilledAppHost();
+        ExpectThatARestartWorks();
+    }
+};
+
+TEST_P(WayThroughACycle, EndsAsSpecifiedAndLeavesNothingBehind) {
+    StartCycle(GetParam().origin, At());
+    switch (GetParam().event) {
+        case Event::Nothing:
+            DoNothing();
+            break;
+        case Event::Restart:
+            !IsFirstCycle() && At() != Stop::Over ? IgnoreRestart() : RestartNow();
+            break;
+        case Event::Exit:
+            ExitNow(false);
+            return;
+        case Event::ExitAndDelete:
+            ExitNow(true);
+            return;
+        case Event::DeviceStackLost:
+            LoseDeviceStack();
+            break;
+        case Event::LoadStateLost:
+            Unload();
+            break;
+        case Event::AppHostDies:
+            LoseAppHost();
+            break;
+    }
+    EXPECT_EQ(Exit().result, Exited);
+}
+
+std::string NameOf(const testing::TestParamInfo<Way>& info) {
+    std::ostringstream name;
+    name << info.param;
+    return name.str();
+}
+
+INSTANTIATE_TEST_SUITE_P(All, WayThroughACycle, testing::ValuesIn(AllWays()), &NameOf);
+
+}  // namespace
+}  // namespace LifeCycle
