@@ -15,3 +15,14 @@ orn_add_test(KnxSideTest
 # A program of its own: it brings a table of ids with a gap, which takes the place of the platform's.
 orn_add_test(KnxSideIdGapTest
     SOURCES KnxSideIdGapTest.cpp LIBRARIES KnxStackTestSupport PluginTestSupport)
+
+orn_add_test(BridgeModelTest
+    SOURCES
+        BridgeModel/BridgeModelTest.cpp
+        BridgeModel/Model.cpp
+        BridgeModel/Neighbours.cpp
+        BridgeModel/Outcome.cpp
+        BridgeModel/Step.cpp
+        BridgeModel/StepSource.cpp
+        BridgeModel/Subject.cpp
+    LIBRARIES PluginTestSupport nlohmann_json::nlohmann_json)
