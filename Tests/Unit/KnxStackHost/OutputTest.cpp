@@ -137,7 +137,8 @@ TEST(EventJsonTest, TheOtherEventsHaveTheirMembers) {
     EXPECT_EQ(make(LoadStateEvent{40960, LoadState::Loaded}),
               R"({"event":"loadState","object":40960,"state":"loaded"})");
     EXPECT_EQ(make(BusEvent{true, "back"}), R"({"connected":true,"event":"bus","text":"back"})");
-    EXPECT_EQ(make(LogEvent{log4cplus::INFO_LOG_LEVEL, "a - b"}), R"({"brief":"b","event":"log","level":"INFO","text":"a - b"})");
+    EXPECT_EQ(make(LogEvent{log4cplus::INFO_LOG_LEVEL, "a - b"}),
+              R"({"brief":"b","event":"log","level":"INFO","text":"a - b"})");
     EXPECT_EQ(make(MessageEvent{true, "x"}), R"({"event":"message","problem":true,"text":"x"})");
 }
 
