@@ -17,6 +17,7 @@ orn_add_test(KnxSideIdGapTest
     SOURCES KnxSideIdGapTest.cpp LIBRARIES KnxStackTestSupport PluginTestSupport)
 
 orn_add_test(BridgeModelTest
+    TIMEOUT 180
     SOURCES
         BridgeModel/BridgeModelTest.cpp
         BridgeModel/Model.cpp
@@ -26,3 +27,5 @@ orn_add_test(BridgeModelTest
         BridgeModel/StepSource.cpp
         BridgeModel/Subject.cpp
     LIBRARIES PluginTestSupport nlohmann_json::nlohmann_json)
+# A sanitizer makes it ten times as slow.
+target_compile_definitions(BridgeModelTest PRIVATE ORN_MODEL_STEPS=$<IF:$<BOOL:${ORN_SANITIZE}>,100000,1000000>)

@@ -8,6 +8,7 @@
 #include <random>
 #include <sstream>
 #include <string>
+#include <utility>
 
 #include "Model.h"
 #include "RepeatCount.h"
@@ -79,7 +80,7 @@ std::optional<std::string> FindDifference(std::uint64_t seed, unsigned long step
 
 TEST(BridgeModelTest, BridgeDoesWhatTheModelDoes) {
     const std::uint64_t firstSeed = GetSeed();
-    const unsigned long steps = TestSupport::GetRepeatCount("ORN_TEST_STEPS", 1'000'000);
+    const unsigned long steps = TestSupport::GetRepeatCount("ORN_TEST_STEPS", ORN_MODEL_STEPS);
     std::cout << "ORN_SEED=" << firstSeed << '\n';
     Answers answers;
 

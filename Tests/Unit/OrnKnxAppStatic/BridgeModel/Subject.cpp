@@ -60,7 +60,13 @@ void Subject::SetSurroundings(const Surroundings& surroundings) {
     } else {
         access_.Detach();
     }
-    if (!surroundings.isConnected) {
+    if (std::exchange(isConnected_, surroundings.isConnected) != surroundings.isConnected) {
+        Connect(surroundings.isConnected);
+    }
+}
+
+void Subject::Connect(bool isConnected) {
+    if (!isConnected) {
         sut_.SetMessengers({}, {});
         return;
     }

@@ -30,6 +30,7 @@ public:
 
 private:
     void SetSurroundings(const Surroundings& surroundings);
+    void Connect(bool isConnected);
     bool Play(const Step& step, Outcome& outcome);
     bool Answer(const Step& step, Outcome& outcome);
     bool SetValue(unsigned long id, const Zandrel::ZANVALUE& value, bool isResponse);
@@ -37,6 +38,7 @@ private:
 
     Answers& answers_;
     Step step_;  ///< the one under way
+    bool isConnected_ = false;
     Record record_;
     GroupObjects groupObjects_{record_};
     TestSupport::LogCapture log_{"BridgeModel"};
