@@ -16,6 +16,7 @@ KnxStackHost::KnxStackHost(const DeviceDescription& device, const BusAddress& bu
                            HostEvents& events, std::chrono::milliseconds downloadPause,
                            const ApplicationHostTimes& times)
     : events_(events),
+      lastErrors_(events),
       bus_(bus.IsInProcess() ? std::make_unique<InProcessBus>() : nullptr),
       groupObjects_(events),
       hub_(objects_, memory_, groupObjects_, events),

@@ -16,6 +16,7 @@
 #include "InterfaceObjects/ApplicationMemory.h"
 #include "InterfaceObjects/InterfaceObjects.h"
 #include "Output/HostEvents.h"
+#include "Output/LastErrors.h"
 
 namespace LocalDevice {
 
@@ -42,12 +43,14 @@ public:
     InterfaceObjects& GetObjects() { return objects_; }
     GroupObjectService& GetGroupObjects() { return groupObjects_; }
     const ApiHub& GetHub() const { return hub_; }
+    const LastErrors& GetLastErrors() const { return lastErrors_; }
 
 private:
     BusConnector MakeConnector(const BusAddress& bus, std::uint16_t individualAddress, bool isDevice);
     LoadObserver MakeObserver();
 
     HostEvents& events_;
+    const LastErrors lastErrors_;
     std::unique_ptr<InProcessBus> bus_;  ///< null with a knxd
     InterfaceObjects objects_;
     ApplicationMemory memory_;

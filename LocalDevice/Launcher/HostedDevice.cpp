@@ -12,8 +12,12 @@ namespace {
 
 /// The application program may have to wait for an app that does not end.
 constexpr std::chrono::seconds HostGrace{30};
-/// A failure is told where it happened and then by each of its callers.
-constexpr std::size_t KeptErrors = 3;
+bool IsAboutFailure(const nlohmann::json& message) {
+    const std::string event = TextOf(message, "event");
+    const std::string level = TextOf(message, "level");
+    return (event == "log" && (level == "ERROR" || level == "FATAL")) ||
+           (event == "runState" && TextOf(message, "state") == "error");
+}
 
 }  // namespace
 
@@ -87,16 +91,18 @@ void HostedDevice::OnMessage(const nlohmann::json& message) {
     if (!message.is_object()) {
         return;
     }
-    if (TextOf(message, "event") == "log") {
-        NoteError(TextOf(message, "level"), TextOf(message, "brief"));
+    if (IsAboutFailure(message)) {
+        control_->Send({{"command", "status"}});
     }
-    const bool hasFailed = TextOf(message, "runState") == "error" ||
-                           (TextOf(message, "event") == "runState" && TextOf(message, "state") == "error");
     if (demo_) {
         demo_->OnMessage(message);
     }
-    if (hasFailed) {
-        handlers_.onError();
+    const auto errors = message.find("lastErrors");
+    if (errors != message.end()) {
+        lastErrors_ = errors->get<std::vector<std::string>>();
+        if (TextOf(message, "runState") == "error") {
+            handlers_.onError();
+        }
     }
 }
 
@@ -108,16 +114,6 @@ void HostedDevice::OnClosed() {
     Connect();
     if (wasPlaying) {
         handlers_.onDemoEnded("the connection to the host was lost");
-    }
-}
-
-void HostedDevice::NoteError(const std::string& level, const std::string& text) {
-    if (level != "ERROR" && level != "FATAL") {
-        return;
-    }
-    lastErrors_.push_back(text);
-    if (lastErrors_.size() > KeptErrors) {
-        lastErrors_.pop_front();
     }
 }
 

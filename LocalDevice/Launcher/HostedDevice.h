@@ -1,11 +1,11 @@
 #pragma once
 
 #include <boost/asio/io_context.hpp>
-#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "AppControlWatcher.h"
 #include "Console.h"
@@ -66,7 +66,6 @@ private:
     void OnConnected();
     void OnMessage(const nlohmann::json& message);
     void OnClosed();
-    void NoteError(const std::string& level, const std::string& text);
 
     boost::asio::io_context& io_;
     Console& console_;
@@ -81,7 +80,7 @@ private:
     std::unique_ptr<ControlClient> control_;
     std::unique_ptr<DemoSession> demo_;
     bool isConnected_ = false;
-    std::deque<std::string> lastErrors_;  ///< the oldest first
+    std::vector<std::string> lastErrors_;  ///< the oldest first
     std::optional<int> runState_;
     std::optional<int> appEvent_;
 };

@@ -58,11 +58,11 @@ TEST(Tools, FindTheLocalDeviceThatRuns) {
     const EndToEnd::TemporaryFolder folder;
     const ChildProcess::Environment environment{{"TMPDIR", folder.At("")}};
     ChildProcess localDevice(ORN_LOCALDEVICE_PROGRAM, {"--device", "copy"}, environment);
-    ASSERT_TRUE(localDevice.WaitForLine("run state Running").has_value());
+    ASSERT_TRUE(localDevice.WaitForLine("== run state: running").has_value());
 
     ChildProcess list(ORN_DEVICESTACK_CLI_PROGRAM, {"list"}, environment);
     EXPECT_EQ(list.WaitForExit(), ExitStatus::Exited(0));
-    EXPECT_TRUE(list.WaitForLine("Input").has_value());
+    EXPECT_TRUE(list.WaitForLine("CO 1 value").has_value());
     ChildProcess status(ORN_ORNCTL_PROGRAM, {"status"}, environment);
     EXPECT_EQ(status.WaitForExit(), ExitStatus::Exited(0));
     EXPECT_TRUE(status.WaitForLine("\"runState\": \"running\"").has_value());

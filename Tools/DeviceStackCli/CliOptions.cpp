@@ -19,7 +19,6 @@ namespace program_options = boost::program_options;
 using Command = CliOptions::Command;
 using Words = std::vector<std::string>;
 
-constexpr const char* DefaultHost = "127.0.0.1";
 constexpr const char* DefaultPort = "7580";
 
 program_options::options_description DescribeOptions() {
@@ -134,8 +133,7 @@ CliOptions ParseCommandLine(const std::vector<std::string>& arguments,
     if (values.count("help") != 0) {
         return options;
     }
-    const std::string address = values.count("address") != 0 ? values["address"].as<std::string>() : findAddress();
-    ReadAddress(address.empty() ? DefaultHost : address, options);
+    ReadAddress(values.count("address") != 0 ? values["address"].as<std::string>() : findAddress(), options);
 
     Words words = values.count("word") != 0 ? values["word"].as<Words>() : Words();
     if (words.empty()) {

@@ -30,7 +30,7 @@ public:
 };
 
 /// `arguments`: without the program's name. `findAddress`: "HOST:PORT" or "HOST" of the service to use where no option
-/// names one; empty for the default. Throws `UsageError`.
+/// names one. Throws `UsageError`.
 CliOptions ParseCommandLine(const std::vector<std::string>& arguments, const std::function<std::string()>& findAddress);
 
 /// The text for "--help".

@@ -15,8 +15,9 @@ namespace {
 
 constexpr int ExitFailure = 1;
 constexpr int ExitUsage = 2;
+constexpr const char* DefaultHost = "127.0.0.1";
 
-/// That of the environment, else that of the local device that runs on this machine.
+/// That of the environment, else that of the local device that runs on this machine, else the default.
 std::string FindAddress() {
     const char* const address = std::getenv("ORN_DEVICE_STACK");
     if (address != nullptr) {
@@ -30,7 +31,7 @@ std::string FindAddress() {
         throw UsageError("several local devices run; name one with --address: " +
                          boost::algorithm::join(running, ", "));
     }
-    return running.empty() ? std::string() : running.front();
+    return running.empty() ? DefaultHost : running.front();
 }
 
 int Run(const std::vector<std::string>& arguments) {

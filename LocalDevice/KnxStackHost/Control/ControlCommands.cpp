@@ -140,6 +140,7 @@ nlohmann::json ControlCommands::Status(const nlohmann::json&) {
         {"started", host_.GetApplication().IsStarted()},
         {"runState", ToText(hub.GetRunState())},
         {"runStates", hub.GetRunStateCount()},
+        {"lastErrors", host_.GetLastErrors().Get()},
         {"cycles", hub.GetCycleCount()},
         {"restarts", host_.GetApplication().GetRestartCount()},
         {"busConnected", host_.GetGroupObjects().IsConnected()},

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <log4cplus/loglevel.h>
 
 #include <nlohmann/json.hpp>
 
@@ -63,11 +64,22 @@ TEST_F(ControlCommandsTest, TheStatusTellsEverything) {
     const auto status = Execute(R"({"command":"status"})");
     EXPECT_EQ(status, json::parse(R"({
         "ok": true, "name": "Test device", "appId": "TestApp", "individualAddress": "1.1.10", "groupObjects": 3,
-        "started": false, "runState": "unknown", "runStates": 0, "cycles": 0, "restarts": 0, "busConnected": true,
+        "started": false, "runState": "unknown", "runStates": 0, "lastErrors": [],
+        "cycles": 0, "restarts": 0, "busConnected": true,
         "loadStates": {"1": "loaded", "2": "loaded", "3": "loaded", "9": "loaded", "40960": "loaded"},
         "telegrams": {"received": 0, "unaddressed": 0, "overrun": 0, "taken": 0, "refused": 0, "answered": 0,
                       "silent": 0, "sent": 0, "queued": 0, "kept": 0, "dropped": 0}
     })"));
+}
+
+TEST_F(ControlCommandsTest, TheStatusTellsTheLastThreeErrorsOfThePlugin) {
+    events.Publish(LogEvent{log4cplus::ERROR_LOG_LEVEL, "[App] Init - first"});
+    events.Publish(LogEvent{log4cplus::WARN_LOG_LEVEL, "[App] Init - no error"});
+    events.Publish(LogEvent{log4cplus::FATAL_LOG_LEVEL, "[App] Init - second"});
+    events.Publish(LogEvent{log4cplus::ERROR_LOG_LEVEL, "[App] Init - third"});
+    EXPECT_EQ(Execute(R"({"command":"status"})")["lastErrors"], json::parse(R"(["first", "second", "third"])"));
+    events.Publish(LogEvent{log4cplus::ERROR_LOG_LEVEL, "[App] Init - fourth"});
+    EXPECT_EQ(Execute(R"({"command":"status"})")["lastErrors"], json::parse(R"(["second", "third", "fourth"])"));
 }
 
 TEST_F(ControlCommandsTest, TheRequestsOwnMemberComesBack) {

@@ -229,6 +229,7 @@ TEST_F(ProgramEvents, RestartStopsTheTickers) {
     clock_->Advance(boost::chrono::hours(1));
     EXPECT_TRUE(Send(ValueOfCo(SwitchCo), "2.1:1")) << "values pass again";
     EXPECT_EQ(Writes().size(), writes.size() + 1);
+    EXPECT_TRUE(Send(ValueOfCo(TextCo), "5.1:Short")) << "and texts";
 }
 
 TEST_F(ProgramEvents, ExitStopsTheTickersAndRefusesValues) {

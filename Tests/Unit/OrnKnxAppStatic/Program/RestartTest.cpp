@@ -100,6 +100,7 @@ TEST_F(ProgramRestart, WithoutThreadsFailsAndALaterOneWorks) {
                           {"INFO", "[App] OnDeviceRestart - Terminating App Host process"}} +
                     LinesOfAStop() + Stopped + Resetting +
                     Lines{{"DEBUG", "[App] OnDeviceRestart - Failed to start init thread."}});
+    EXPECT_TRUE(HasNoTimer());
     shortage.reset();
     EXPECT_EQ(sut_->OnDeviceRestart(), Started);
     EXPECT_TRUE(WaitForLine(Aborted));
