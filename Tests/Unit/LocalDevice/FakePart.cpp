@@ -9,6 +9,7 @@
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
+#include <boost/asio/read_until.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/filesystem/operations.hpp>
@@ -115,15 +116,13 @@ private:
         return result;
     }
 
+    /// Answers the first question for the status; the failure is older than the connection.
     static void TellOfError(Protocol::socket& launcher) {
-        const std::string events =
-            "{\"event\":\"log\",\"level\":\"ERROR\",\"text\":\"f - Old\",\"brief\":\"Old\"}\n"
-            "{\"event\":\"log\",\"level\":\"ERROR\",\"text\":\"f - No app\",\"brief\":\"No app\"}\n"
-            "{\"event\":\"log\",\"level\":\"INFO\",\"text\":\"f - Fine\",\"brief\":\"Fine\"}\n"
-            "{\"event\":\"log\",\"level\":\"FATAL\",\"text\":\"f - No start\",\"brief\":\"No start\"}\n"
-            "{\"event\":\"log\",\"level\":\"FATAL\",\"text\":\"f - Error\",\"brief\":\"Error\"}\n"
-            "{\"event\":\"runState\",\"state\":\"error\"}\n";
-        boost::asio::write(launcher, boost::asio::buffer(events));
+        std::string requests;
+        boost::asio::read_until(launcher, boost::asio::dynamic_buffer(requests), "\"status\"}\n");
+        boost::asio::write(launcher,
+                           boost::asio::buffer(std::string("{\"ok\":true,\"runState\":\"error\","
+                                                           "\"lastErrors\":[\"No app\",\"No start\",\"Error\"]}\n")));
     }
 
     void AskForRestart() {

@@ -28,4 +28,4 @@ orn_add_test(BridgeModelTest
         BridgeModel/Subject.cpp
     LIBRARIES PluginTestSupport nlohmann_json::nlohmann_json)
 # A sanitizer makes it ten times as slow.
-target_compile_definitions(BridgeModelTest PRIVATE ORN_MODEL_STEPS=$<IF:$<BOOL:${ORN_SANITIZE}>,100000,1000000>)
+target_compile_definitions(BridgeModelTest PRIVATE ORN_MODEL_STEPS=$<IF:$<STREQUAL:"${ORN_SANITIZE}","">,1000000,100000>)
