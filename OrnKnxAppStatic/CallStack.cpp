@@ -2,6 +2,7 @@
 
 #include <execinfo.h>
 
+#include <algorithm>
 #include <array>
 #include <boost/core/demangle.hpp>
 #include <cstdlib>
@@ -13,8 +14,6 @@ namespace Zandrel {
 namespace {
 
 constexpr int MaxFrames = 256;
-/// This function and the one that captures. Counted, as hidden functions have no names.
-constexpr int CapturingFrames = 2;
 
 /// The function in a line "FILE(FUNCTION+OFFSET) [ADDRESS]"; the whole line where it names none.
 std::string FunctionOfFrame(std::string_view frame) {
@@ -28,7 +27,7 @@ std::string FunctionOfFrame(std::string_view frame) {
 
 }  // namespace
 
-// Not inlined: the first frame is always its own.
+// Not inlined: its return address marks the frame of the one that captures, which a hidden function's name cannot.
 [[gnu::noinline]] std::string CaptureCallStackWithBacktrace() {
     std::array<void*, MaxFrames> addresses{};
     const int count = backtrace(addresses.data(), MaxFrames);
@@ -36,8 +35,10 @@ std::string FunctionOfFrame(std::string_view frame) {
     if (frames == nullptr) {
         return {};
     }
+    const auto* const capturing = std::find(addresses.begin(), addresses.begin() + count,
+                                            __builtin_extract_return_addr(__builtin_return_address(0)));
     std::string callStack;
-    for (int i = CapturingFrames; i < count; ++i) {
+    for (auto i = capturing - addresses.begin() + 1; i < count; ++i) {
         const std::string function = FunctionOfFrame(frames.get()[i]);
         if (function.find("Backtrace") != std::string::npos) {
             continue;

@@ -6,7 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <boost/filesystem/operations.hpp>
+#include <boost/filesystem/directory.hpp>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -53,15 +53,6 @@ int ConnectTo(const std::string& path) {
 }
 
 }  // namespace
-
-TemporaryFolder::TemporaryFolder() : path_(fs::temp_directory_path() / fs::unique_path("orn-%%%%%%%%")) {
-    fs::create_directory(path_);
-}
-
-TemporaryFolder::~TemporaryFolder() {
-    boost::system::error_code ignored;
-    fs::remove_all(path_, ignored);
-}
 
 bool WaitUntil(const std::function<bool()>& condition, Milliseconds limit) {
     for (const auto deadline = SteadyClock::now() + limit; SteadyClock::now() < deadline;) {

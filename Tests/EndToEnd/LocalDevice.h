@@ -2,7 +2,6 @@
 
 #include <sys/types.h>
 
-#include <boost/filesystem/path.hpp>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -12,29 +11,17 @@
 #include <vector>
 
 #include "ChildProcess.h"
+#include "TemporaryFolder.h"
 
 /// The programs of a local device, as a test starts and handles them. Everything here is used by one thread.
 namespace EndToEnd {
 
 using nlohmann::json;
 using TestSupport::ChildProcess;
+using TestSupport::TemporaryFolder;
 using Milliseconds = std::chrono::milliseconds;
 
 constexpr Milliseconds Limit{30000};
-
-/// A fresh folder, removed with all that it holds.
-class TemporaryFolder {
-public:
-    TemporaryFolder();
-    ~TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-    std::string At(const std::string& name) const { return (path_ / name).string(); }
-
-private:
-    boost::filesystem::path path_;
-};
 
 /// Looks at `condition` every few milliseconds until it holds. False when it does not within `limit`.
 bool WaitUntil(const std::function<bool()>& condition, Milliseconds limit = Limit);

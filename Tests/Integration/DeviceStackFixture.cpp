@@ -11,19 +11,9 @@ namespace IntegrationTest {
 using nlohmann::json;
 using TestSupport::WebSocketClient;
 
-TemporaryFolder::TemporaryFolder()
-    : path_(boost::filesystem::temp_directory_path() / boost::filesystem::unique_path("orn-%%%%-%%%%-%%%%")) {
-    boost::filesystem::create_directory(path_);
-}
-
-TemporaryFolder::~TemporaryFolder() {
-    boost::system::error_code ignored;
-    boost::filesystem::remove_all(path_, ignored);
-}
-
 DeviceStackFixture::DeviceStackFixture()
     : sut(ORN_DEVICESTACK_PROGRAM,
-          {"--port", "0", "--serial1", "00ab00000001", "--serial2", "00AB00000002", "--log", folder.PathOf("log")}) {
+          {"--port", "0", "--serial1", "00ab00000001", "--serial2", "00AB00000002", "--log", folder.At("log")}) {
     const std::optional<std::string> line = sut.WaitForLine("device stack listening on 127.0.0.1:");
     if (!line) {
         throw std::runtime_error("the device stack does not start");
@@ -68,7 +58,7 @@ bool DeviceStackFixture::IsServing() {
 }
 
 std::string DeviceStackFixture::ReadLog() const {
-    std::ifstream file(folder.PathOf("log"));
+    std::ifstream file(folder.At("log"));
     return {std::istreambuf_iterator<char>(file), {}};
 }
 

@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <boost/filesystem/path.hpp>
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -11,23 +10,10 @@
 #include <vector>
 
 #include "ChildProcess.h"
+#include "TemporaryFolder.h"
 #include "WebSocketClient.h"
 
 namespace IntegrationTest {
-
-/// A folder of its own that goes with it.
-class TemporaryFolder {
-public:
-    TemporaryFolder();
-    ~TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-    std::string PathOf(const std::string& name) const { return (path_ / name).string(); }
-
-private:
-    boost::filesystem::path path_;
-};
 
 /// The real service in a process of its own, on a free port, with a log file.
 class DeviceStackFixture : public testing::Test {
@@ -53,7 +39,7 @@ protected:
     /// How many descriptors the service has open.
     std::size_t CountDescriptors() const;
 
-    TemporaryFolder folder;
+    TestSupport::TemporaryFolder folder;
     TestSupport::ChildProcess sut;
 
 private:

@@ -142,8 +142,8 @@ TEST_F(DeviceStackTest, AWrongOptionIsOneClearLine) {
     EXPECT_THAT(errorsOf({"--serial1", "12"}),
                 ElementsAre("devicestack: --serial1 12: expected 12 hexadecimal digits"));
     EXPECT_THAT(errorsOf({"--colour"}), ElementsAre(HasSubstr("--colour")));
-    EXPECT_THAT(errorsOf({"--port", "0", "--log", folder.PathOf("missing/log")}),
-                ElementsAre("devicestack: --log " + folder.PathOf("missing/log") +
+    EXPECT_THAT(errorsOf({"--port", "0", "--log", folder.At("missing/log")}),
+                ElementsAre("devicestack: --log " + folder.At("missing/log") +
                             ": expected a file that can be written (No such file or directory)"));
 }
 

@@ -35,7 +35,7 @@ protected:
         return lines.empty() ? "" : lines.front();
     }
 
-    const TemporaryFolder folder;
+    const TestSupport::TemporaryFolder folder;
     const std::string control = (folder.GetPath() / "control").string();
 };
 

@@ -112,7 +112,7 @@ protected:
         return std::make_unique<KnxdBusLink>(url, listener.GetTelegramHandler(), listener.GetConnectionHandler());
     }
 
-    const TemporaryFolder folder;
+    const TestSupport::TemporaryFolder folder;
     const std::string socket = (folder.GetPath() / "knxd").string();
     const std::string url = "local:" + socket;
     std::optional<ChildProcess> knxd;

@@ -10,6 +10,7 @@
 #include <boost/asio/local/stream_protocol.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/filesystem/fstream.hpp>
+#include <boost/filesystem/operations.hpp>
 #include <boost/thread/future.hpp>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -77,7 +78,7 @@ protected:
         return "no error";
     }
 
-    const TemporaryFolder folder;
+    const TestSupport::TemporaryFolder folder;
     const std::string path = (folder.GetPath() / "control").string();
     HostEvents events;
     std::optional<ControlServer> sut;

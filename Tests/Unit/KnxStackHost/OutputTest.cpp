@@ -172,7 +172,7 @@ TEST(PluginLogTest, LinesOfThePluginFromInfoOnBecomeEvents) {
 }
 
 TEST(PluginLogTest, AFileGetsAllLevelsOfAllLoggers) {
-    const TemporaryFolder folder;
+    const TestSupport::TemporaryFolder folder;
     const auto file = (folder.GetPath() / "log").string();
     HostEvents events;
     {

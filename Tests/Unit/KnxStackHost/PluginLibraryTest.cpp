@@ -64,7 +64,7 @@ TEST(PluginLibraryTest, ABareNameIsAFileInTheWorkingFolder) {
 }
 
 TEST(PluginLibraryTest, AFileThatIsNoLibraryIsRefused) {
-    const TemporaryFolder folder;
+    const TestSupport::TemporaryFolder folder;
     const auto path = folder.GetPath() / "plugin.so";
     boost::filesystem::ofstream(path) << "text";
     EXPECT_THAT(ErrorOf(path.string()), HasSubstr("cannot be loaded ("));

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "JsonFile.h"
-#include "TemporaryDirectory.h"
+#include "TemporaryFolder.h"
 
 namespace {
 
@@ -22,7 +22,7 @@ constexpr auto Text = R"({
 })";
 
 TEST(DemoScript, StepsAreReadInOrder) {
-    const TemporaryDirectory directory;
+    const TestSupport::TemporaryFolder directory;
     const DemoScript sut = LoadDemoScript(directory.Write("demo.json", Text));
 
     EXPECT_EQ(sut.title, "Demo");
@@ -50,7 +50,7 @@ TEST_P(DemoScriptRefuses, NamesFilePlaceAndExpectation) {
     const auto position = text.find(GetParam().from);
     ASSERT_NE(position, std::string::npos);
     text.replace(position, GetParam().from.size(), GetParam().to);
-    const TemporaryDirectory directory;
+    const TestSupport::TemporaryFolder directory;
     const std::string path = directory.Write("demo.json", text);
     EXPECT_THAT([&path] { LoadDemoScript(path); }, testing::ThrowsMessage<JsonFileError>(path + GetParam().message));
 }

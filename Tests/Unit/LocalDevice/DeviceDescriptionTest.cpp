@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "KnxAddress.h"
-#include "TemporaryDirectory.h"
+#include "TemporaryFolder.h"
 
 namespace {
 
@@ -48,12 +48,12 @@ std::string Replaced(std::string text, const std::string& from, const std::strin
 }
 
 DeviceDescription Load(const std::string& text) {
-    const TemporaryDirectory directory;
+    const TestSupport::TemporaryFolder directory;
     return LoadDeviceDescription(directory.Write("device.json", text));
 }
 
 TEST(DeviceDescription, EveryKeyIsRead) {
-    const TemporaryDirectory directory;
+    const TestSupport::TemporaryFolder directory;
     const std::string path = directory.Write("device.json", Text);
     const DeviceDescription sut = LoadDeviceDescription(path);
 
@@ -195,7 +195,7 @@ struct BadChange {
 class DeviceDescriptionRefuses : public testing::TestWithParam<BadChange> {};
 
 TEST_P(DeviceDescriptionRefuses, NamesFilePlaceAndExpectation) {
-    const TemporaryDirectory directory;
+    const TestSupport::TemporaryFolder directory;
     const std::string path = directory.Write("device.json", Replaced(Text, GetParam().from, GetParam().to));
     std::string message = "no error";
     try {
@@ -325,7 +325,7 @@ INSTANTIATE_TEST_SUITE_P(
 class AppIdRefuses : public testing::TestWithParam<std::string> {};
 
 TEST_P(AppIdRefuses, WhatIsNoPartOfAFileName) {
-    const TemporaryDirectory directory;
+    const TestSupport::TemporaryFolder directory;
     const std::string path = directory.Write("device.json", Replaced(Text, "\"App\"", "\"" + GetParam() + "\""));
     EXPECT_THAT([&path] { LoadDeviceDescription(path); },
                 testing::ThrowsMessage<DescriptionError>(
@@ -340,7 +340,7 @@ INSTANTIATE_TEST_SUITE_P(AppIds, AppIdRefuses,
                                          std::string(65, 'i')));
 
 TEST(DeviceDescription, DocumentThatIsNoObjectIsRefused) {
-    const TemporaryDirectory directory;
+    const TestSupport::TemporaryFolder directory;
     const std::string path = directory.Write("device.json", "[]");
     EXPECT_THAT([&path] { LoadDeviceDescription(path); },
                 testing::ThrowsMessage<DescriptionError>(path + ":1: expected an object, got a list"));

@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
-#include "TemporaryDirectory.h"
+#include <boost/filesystem/operations.hpp>
+
+#include "TemporaryFolder.h"
 
 namespace {
 
@@ -82,38 +84,38 @@ TEST(JsonFile, NestingUpToTheLimitIsRead) {
 }
 
 TEST(JsonFile, MissingFileIsNamed) {
-    const TemporaryDirectory directory;
-    const std::string path = directory.Path("none.json");
+    const TestSupport::TemporaryFolder directory;
+    const std::string path = directory.At("none.json");
     EXPECT_EQ(LoadErrorOf(path), path + ": cannot be read: No such file or directory");
 }
 
 TEST(JsonFile, FileBelowAFileIsNamed) {
-    const TemporaryDirectory directory;
+    const TestSupport::TemporaryFolder directory;
     const std::string path = directory.Write("file", "{}") + "/x.json";
     EXPECT_EQ(LoadErrorOf(path), path + ": cannot be read: Not a directory");
 }
 
 TEST(JsonFile, DirectoryIsRefused) {
-    const TemporaryDirectory directory;
-    EXPECT_EQ(LoadErrorOf(directory.Path("")), directory.Path("") + ": is a directory, expected a file");
+    const TestSupport::TemporaryFolder directory;
+    EXPECT_EQ(LoadErrorOf(directory.At("")), directory.At("") + ": is a directory, expected a file");
 }
 
 TEST(JsonFile, PipeIsRefusedWithoutWaitingForAWriter) {
-    const TemporaryDirectory directory;
-    const std::string path = directory.Path("pipe");
+    const TestSupport::TemporaryFolder directory;
+    const std::string path = directory.At("pipe");
     ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
     EXPECT_EQ(LoadErrorOf(path), path + ": is no regular file");
 }
 
 TEST(JsonFile, HundredMegabytesAreRefusedUnread) {
-    const TemporaryDirectory directory;
+    const TestSupport::TemporaryFolder directory;
     const std::string path = directory.Write("large.json", "");
     boost::filesystem::resize_file(path, 100U << 20U);
     EXPECT_EQ(LoadErrorOf(path), path + ": is larger than 1048576 bytes");
 }
 
 TEST(JsonFile, LargestFileIsRead) {
-    const TemporaryDirectory directory;
+    const TestSupport::TemporaryFolder directory;
     const std::string path = directory.Write("full.json", "{}" + std::string(JsonFile::MaxBytes - 2, ' '));
     EXPECT_EQ(LoadErrorOf(path), "no error");
 }

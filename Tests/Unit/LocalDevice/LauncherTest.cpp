@@ -11,12 +11,13 @@
 #include <boost/filesystem/operations.hpp>
 #include <cerrno>
 #include <csignal>
+#include <fstream>
 #include <optional>
 #include <regex>
 
 #include "ChildProcess.h"
 #include "Journal.h"
-#include "TemporaryDirectory.h"
+#include "TemporaryFolder.h"
 #include "Zandrel/OrnIpcClientImpl.h"
 
 namespace {
@@ -33,10 +34,10 @@ class LauncherTest : public testing::Test {
 protected:
     LauncherTest() {
         for (const char* folder : {"bin", "lib", "devices", "manner", "run"}) {
-            fs::create_directory(directory_.Path(folder));
+            fs::create_directory(directory_.At(folder));
         }
         for (const char* part : {"bin/devicestack", "bin/knxstackhost"}) {
-            fs::create_symlink(FAKE_PART, directory_.Path(part));
+            fs::create_symlink(FAKE_PART, directory_.At(part));
         }
         directory_.Write("lib/libOrnKnxAppPrg.so", "");
         AddDevice("first", "000000000001");
@@ -52,9 +53,9 @@ protected:
     void SetManner(const std::string& part, const std::string& manner) { directory_.Write("manner/" + part, manner); }
 
     void Launch(std::vector<std::string> arguments = {"--device", "first"}) {
-        arguments.insert(arguments.begin(), directory_.Path("bin"));
+        arguments.insert(arguments.begin(), directory_.At("bin"));
         if (std::find(arguments.begin(), arguments.end(), "--directory") == arguments.end()) {
-            arguments.insert(arguments.end(), {"--directory", directory_.Path("run")});
+            arguments.insert(arguments.end(), {"--directory", directory_.At("run")});
         }
         sut_.emplace(LOCAL_DEVICE_AT, arguments);
     }
@@ -65,7 +66,7 @@ protected:
     void SendToSupervisor(const std::string& text) const {
         boost::asio::io_context io;
         boost::asio::local::stream_protocol::socket socket(io);
-        socket.connect(directory_.Path("run/supervisor.sock"));
+        socket.connect(directory_.At("run/supervisor.sock"));
         boost::asio::write(socket, boost::asio::buffer(text));
     }
 
@@ -89,8 +90,8 @@ protected:
         return {std::istreambuf_iterator<char>(file), {}};
     }
 
-    const TemporaryDirectory directory_;
-    const Journal journal_{directory_.Path("")};
+    const TestSupport::TemporaryFolder directory_;
+    const Journal journal_{directory_.At("")};
     std::optional<ChildProcess> sut_;
 };
 
@@ -113,7 +114,7 @@ TEST_F(LauncherTest, CtrlCEndsHostThenDeviceStack) {
     EXPECT_EQ(journal[2], "knxstackhost end");
     EXPECT_EQ(journal[3], "devicestack end");
     EXPECT_THAT(sut_->GetErrorLines(), IsEmpty());
-    EXPECT_FALSE(fs::exists(directory_.Path("run/supervisor.sock")));
+    EXPECT_FALSE(fs::exists(directory_.At("run/supervisor.sock")));
 }
 
 TEST_F(LauncherTest, SigtermEndsItToo) {
@@ -150,7 +151,7 @@ TEST_F(LauncherTest, TwoDevicesShareOneDeviceStack) {
                 ElementsAre("devicestack start --port 0 --serial1 000000000001 --serial2 000000000002",
                             "knxstackhost start --bus knxd:local:/x at 127.0.0.1:9",
                             "knxstackhost start --bus knxd:local:/x at 127.0.0.1:9"));
-    EXPECT_TRUE(fs::exists(directory_.Path("run/supervisor.sock")));
+    EXPECT_TRUE(fs::exists(directory_.At("run/supervisor.sock")));
 }
 
 TEST_F(LauncherTest, WithoutDeviceStackOnlyTheHostStarts) {
@@ -171,7 +172,7 @@ TEST_F(LauncherTest, DelayedDeviceStackComesAfterTheHost) {
 TEST_F(LauncherTest, RestartRequestRestartsEverythingInOrder) {
     Launch();
     ASSERT_TRUE(AwaitUp());
-    ASSERT_EQ(setenv("ORN_SUPERVISOR", directory_.Path("run/supervisor.sock").c_str(), 1), 0);
+    ASSERT_EQ(setenv("ORN_SUPERVISOR", directory_.At("run/supervisor.sock").c_str(), 1), 0);
     Zandrel::OrnIpcClientImpl(13, 2).Restart(false);
     ASSERT_TRUE(journal_.Await("knxstackhost start", 2));
     EXPECT_THAT(journal_.Lines(), ElementsAre("devicestack start --port 0 --serial1 000000000001",
@@ -303,19 +304,19 @@ TEST_F(LauncherTest, DemoOfADeviceThatCannotRunFailsAtOnceWithTheLastErrors) {
 }
 
 TEST_F(LauncherTest, FreshFolderIsGoneAtTheEnd) {
-    sut_.emplace(LOCAL_DEVICE_AT, std::vector<std::string>{directory_.Path("bin"), "--device", "first"},
-                 ChildProcess::Environment{{"TMPDIR", directory_.Path("run")}});
+    sut_.emplace(LOCAL_DEVICE_AT, std::vector<std::string>{directory_.At("bin"), "--device", "first"},
+                 ChildProcess::Environment{{"TMPDIR", directory_.At("run")}});
     ASSERT_TRUE(AwaitUp());
-    EXPECT_FALSE(fs::is_empty(directory_.Path("run")));
+    EXPECT_FALSE(fs::is_empty(directory_.At("run")));
     sut_->Signal(SIGINT);
     EXPECT_EQ(AwaitExit(), ExitStatus::Exited(0));
-    EXPECT_TRUE(fs::is_empty(directory_.Path("run")));
+    EXPECT_TRUE(fs::is_empty(directory_.At("run")));
 }
 
 TEST_F(LauncherTest, LogsOfAFreshFolderStayAfterAFailure) {
     SetManner("knxstackhost", "log-and-fail");
-    sut_.emplace(LOCAL_DEVICE_AT, std::vector<std::string>{directory_.Path("bin"), "--device", "first"},
-                 ChildProcess::Environment{{"TMPDIR", directory_.Path("run")}});
+    sut_.emplace(LOCAL_DEVICE_AT, std::vector<std::string>{directory_.At("bin"), "--device", "first"},
+                 ChildProcess::Environment{{"TMPDIR", directory_.At("run")}});
     EXPECT_EQ(AwaitExit(), ExitStatus::Exited(1));
     const std::string beginning =
         "localdevice: host 1 ended with exit code 1: knxstackhost: does not like it here; the logs stay in ";
@@ -330,11 +331,11 @@ TEST_F(LauncherTest, ReaderThatGoesAwayEndsItInOrder) {
     std::vector<std::string> arguments{"-c",
                                        "exec 3>&1; { \"$0\" \"$@\"; echo \"exit code $?\" >&3; } | head -n 1",
                                        LOCAL_DEVICE_AT,
-                                       directory_.Path("bin"),
+                                       directory_.At("bin"),
                                        "--device",
                                        "first",
                                        "--directory",
-                                       directory_.Path("run")};
+                                       directory_.At("run")};
     sut_.emplace("/bin/bash", arguments);
     EXPECT_EQ(AwaitExit(), ExitStatus::Exited(0));
     EXPECT_EQ(sut_->GetOutputLines().back(), "exit code 0");
@@ -345,9 +346,9 @@ class LauncherOnAFullDisk : public LauncherTest, public testing::WithParamInterf
 
 TEST_P(LauncherOnAFullDisk, IsAFailure) {
     directory_.Write("devices/first.demo.json", R"({"title": "T", "steps": []})");
-    sut_.emplace("/bin/bash", std::vector<std::string>{"-c", "exec \"$0\" \"$@\" >/dev/full", LOCAL_DEVICE_AT,
-                                                       directory_.Path("bin"), "--device", "first", "--directory",
-                                                       directory_.Path("run"), GetParam()});
+    sut_.emplace("/bin/bash",
+                 std::vector<std::string>{"-c", "exec \"$0\" \"$@\" >/dev/full", LOCAL_DEVICE_AT, directory_.At("bin"),
+                                          "--device", "first", "--directory", directory_.At("run"), GetParam()});
     if (GetParam() == "--quiet") {
         ASSERT_TRUE(journal_.Await("knxstackhost start", 1));
         sut_->Signal(SIGINT);
@@ -368,7 +369,7 @@ struct BadStart {
 class LauncherRefuses : public LauncherTest, public testing::WithParamInterface<BadStart> {};
 
 TEST_P(LauncherRefuses, SaysWhyAndStartsNothing) {
-    const std::string root = fs::path(directory_.Path("bin")).parent_path().string();
+    const std::string root = fs::path(directory_.At("bin")).parent_path().string();
     std::vector<std::string> arguments = GetParam().arguments;
     for (std::string& argument : arguments) {
         boost::replace_all(argument, "ROOT", root);
@@ -400,10 +401,10 @@ INSTANTIATE_TEST_SUITE_P(
                  "ROOT/devices/first.demo.json: cannot be read: No such file or directory"}));
 
 TEST_F(LauncherTest, MissingProgramIsNamed) {
-    fs::remove(directory_.Path("bin/knxstackhost"));
+    fs::remove(directory_.At("bin/knxstackhost"));
     Launch();
     EXPECT_EQ(AwaitExit(), ExitStatus::Exited(1));
-    EXPECT_THAT(sut_->GetErrorLines(), ElementsAre("localdevice: " + directory_.Path("bin/knxstackhost") +
+    EXPECT_THAT(sut_->GetErrorLines(), ElementsAre("localdevice: " + directory_.At("bin/knxstackhost") +
                                                    ": missing; build the whole project first"));
 }
 

@@ -6,8 +6,9 @@
 #include <boost/asio/local/stream_protocol.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <cstdlib>
+#include <fstream>
 
-#include "TemporaryDirectory.h"
+#include "TemporaryFolder.h"
 
 namespace {
 
@@ -59,8 +60,8 @@ TEST(RunDirectory, TwoFreshOnesAreDifferent) {
 }
 
 TEST(RunDirectory, GivenOneIsCreatedAndKeepsItsLogs) {
-    const TemporaryDirectory directory;
-    const std::string path = directory.Path("a/b");
+    const TestSupport::TemporaryFolder directory;
+    const std::string path = directory.At("a/b");
     {
         const RunDirectory sut(path);
         std::ofstream(sut.Log("host1")) << "line\n";
@@ -75,15 +76,15 @@ TEST(RunDirectory, GivenOneIsCreatedAndKeepsItsLogs) {
 }
 
 TEST(RunDirectory, FileInItsPlaceIsRefused) {
-    const TemporaryDirectory directory;
+    const TestSupport::TemporaryFolder directory;
     const std::string path = directory.Write("file", "");
     EXPECT_THAT([&path] { const RunDirectory sut(path); },
                 testing::ThrowsMessage<std::runtime_error>(path + ": cannot be created: File exists"));
 }
 
 TEST(RunDirectory, PathThatIsTooLongForSocketsIsRefused) {
-    const TemporaryDirectory directory;
-    const std::string path = directory.Path(std::string(100, 'd'));
+    const TestSupport::TemporaryFolder directory;
+    const std::string path = directory.At(std::string(100, 'd'));
     EXPECT_THAT([&path] { const RunDirectory sut(path); },
                 testing::ThrowsMessage<std::runtime_error>(path + ": too long a path for sockets"));
     EXPECT_FALSE(fs::exists(path));
@@ -100,21 +101,21 @@ TEST(RunDirectory, MissingTemporaryFolderIsNamed) {
 }
 
 TEST(RunDirectory, RelativePathWithDotsAndSlashBehindIsMadeAbsolute) {
-    const TemporaryDirectory directory;
-    const fs::path root = fs::canonical(directory.Path(""));
-    const RunDirectory sut(directory.Path("a/../b/"));
+    const TestSupport::TemporaryFolder directory;
+    const fs::path root = fs::canonical(directory.At(""));
+    const RunDirectory sut(directory.At("a/../b/"));
     EXPECT_EQ(sut.GetPath(), root / "b");
     EXPECT_TRUE(fs::is_directory(root / "b"));
 }
 
 TEST(RunDirectory, OneInUseIsRefusedAndLeftAlone) {
-    const TemporaryDirectory directory;
+    const TestSupport::TemporaryFolder directory;
     boost::asio::io_context io;
-    const Protocol::acceptor other(io, Protocol::endpoint(directory.Path("supervisor.sock")));
-    const std::string path = directory.Path("");
+    const Protocol::acceptor other(io, Protocol::endpoint(directory.At("supervisor.sock")));
+    const std::string path = directory.At("");
     EXPECT_THAT([&path] { const RunDirectory sut(path); },
                 testing::ThrowsMessage<std::runtime_error>(path + ": another local device runs here"));
-    EXPECT_TRUE(LocalDevice::IsListening(directory.Path("supervisor.sock")));
+    EXPECT_TRUE(LocalDevice::IsListening(directory.At("supervisor.sock")));
 }
 
 TEST(RunDirectory, RunningOnesAreFound) {
@@ -127,14 +128,14 @@ TEST(RunDirectory, RunningOnesAreFound) {
 }
 
 TEST(RunDirectory, LeavesTheDeviceStacksAddressAsLongAsItIsThere) {
-    const TemporaryDirectory directory;
-    EXPECT_EQ(RunDirectory::LoadDeviceStackAddress(directory.Path("")), "");
+    const TestSupport::TemporaryFolder directory;
+    EXPECT_EQ(RunDirectory::LoadDeviceStackAddress(directory.At("")), "");
     {
-        const RunDirectory sut(directory.Path(""));
+        const RunDirectory sut(directory.At(""));
         sut.StoreDeviceStackAddress("127.0.0.1:4711");
-        EXPECT_EQ(RunDirectory::LoadDeviceStackAddress(directory.Path("")), "127.0.0.1:4711");
+        EXPECT_EQ(RunDirectory::LoadDeviceStackAddress(directory.At("")), "127.0.0.1:4711");
     }
-    EXPECT_EQ(RunDirectory::LoadDeviceStackAddress(directory.Path("")), "");
+    EXPECT_EQ(RunDirectory::LoadDeviceStackAddress(directory.At("")), "");
 }
 
 }  // namespace

@@ -11,7 +11,7 @@
 #include "RunDirectory.h"
 #include "SupervisorRequest.h"
 #include "SupervisorServer.h"
-#include "TemporaryDirectory.h"
+#include "TemporaryFolder.h"
 
 namespace {
 
@@ -83,8 +83,8 @@ protected:
         };
     }
 
-    const TemporaryDirectory directory_;
-    const std::string path_ = directory_.Path("s.sock");
+    const TestSupport::TemporaryFolder directory_;
+    const std::string path_ = directory_.At("s.sock");
     boost::asio::io_context io_;
     std::vector<std::string> requests_;
     pid_t peer_ = 0;
@@ -153,7 +153,7 @@ TEST_F(SupervisorServerTest, SocketThatNobodyListensToIsReplaced) {
 }
 
 TEST_F(SupervisorServerTest, SocketThatCannotBeMadeIsNamed) {
-    const std::string path = directory_.Path("none/s.sock");
+    const std::string path = directory_.At("none/s.sock");
     const auto construct = [this, &path] { const SupervisorServer sut(io_, path, Collect()); };
     EXPECT_THAT(construct, testing::ThrowsMessage<std::runtime_error>(
                                path + ": the socket cannot be made: No such file or directory"));
