@@ -35,6 +35,11 @@ bool Contains(const std::string& whole, const std::string& part) {
 
 }  // namespace
 
+Zandrel::ConnectionTimes ShortConnectionTimes() {
+    constexpr boost::chrono::milliseconds RequestTimeout{500};
+    return {RequestTimeout, RequestTimeout, Zandrel::Durations::ConnectionRetryPause};
+}
+
 ScriptedDeviceStack::ScriptedDeviceStack() = default;
 
 ScriptedDeviceStack::~ScriptedDeviceStack() {

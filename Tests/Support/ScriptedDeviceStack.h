@@ -14,6 +14,9 @@
 
 namespace TestSupport {
 
+/// Time-outs for a test in which requests stay unanswered: short, and still enough for an answer on a busy machine.
+Zandrel::ConnectionTimes ShortConnectionTimes();
+
 /// A device stack that does as it is told: the client below a `DeviceStackConnection` and its real messenger.
 ///
 /// It accepts every request with an empty response unless it was told otherwise. Handlers are called on a thread of its

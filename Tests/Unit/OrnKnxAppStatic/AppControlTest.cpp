@@ -16,7 +16,6 @@ using AppSideTools::LineHook;
 using AppSideTools::LogLine;
 using AppSideTools::Report;
 using AppSideTools::SecondDevice;
-using boost::chrono::milliseconds;
 using boost::chrono::seconds;
 using Zandrel::AppIdentity;
 
@@ -59,12 +58,8 @@ protected:
     std::shared_ptr<HookedClock> clock_ = std::make_shared<HookedClock>();
     const Zandrel::PrefixedLogger logger_{log_.GetLogger(), identity_};
     TestSupport::ScriptedDeviceStack deviceStack_;
-    Zandrel::ConnectionTimes times_ = [] {
-        Zandrel::ConnectionTimes times;
-        times.requestTimeout = milliseconds(500);
-        return times;
-    }();
-    Zandrel::DeviceStackConnection connection_{logger_, clock_, deviceStack_.GetFactory(), times_};
+    Zandrel::DeviceStackConnection connection_{logger_, clock_, deviceStack_.GetFactory(),
+                                               TestSupport::ShortConnectionTimes()};
     Zandrel::AppHostProcessControl processControl_{log_.GetLogger(), clock_};
     Zandrel::AppControl sut_{logger_, connection_, identity_, processControl_};
 };

@@ -19,7 +19,6 @@ using TestSupport::LogLine;
 using TestSupport::ScriptedDeviceStack;
 using TestSupport::SimulatedClock;
 using Zandrel::Answer;
-using Zandrel::ConnectionTimes;
 using Zandrel::Judge;
 
 const LogLine Connecting{"INFO", "[App] ConnectDeviceStack - Create devicestack client connecting with localhost..."};
@@ -46,9 +45,8 @@ protected:
     std::size_t refused_ = 0;
     std::vector<std::string> addresses_;
     std::vector<Ostra::IDeviceStackClient*> released_;
-    Zandrel::DeviceStackConnection sut_{
-        Zandrel::PrefixedLogger(capture_.GetLogger(), identity_), clock_, MakeFactory(),
-        ConnectionTimes{milliseconds(20), milliseconds(20), Zandrel::Durations::ConnectionRetryPause}};
+    Zandrel::DeviceStackConnection sut_{Zandrel::PrefixedLogger(capture_.GetLogger(), identity_), clock_, MakeFactory(),
+                                        TestSupport::ShortConnectionTimes()};
 };
 
 TEST_F(DeviceStackConnection, RegistersAndSwitchesOnTheNativeFormat) {

@@ -23,12 +23,6 @@ protected:
         });
     }
 
-    static Zandrel::ConnectionTimes ShortTimes() {
-        Zandrel::ConnectionTimes times;
-        times.requestTimeout = boost::chrono::milliseconds(5);
-        return times;
-    }
-
     std::vector<std::pair<unsigned long, bool>> requests_;
     GroupValue value_ = MakeGroupValue({0xAA});
     TestSupport::ScriptedDeviceStack deviceStack_;
@@ -66,8 +60,8 @@ TEST_F(GroupValueReadTest, WithoutAMessengerThereIsNoAnswer) {
 TEST_F(GroupValueReadTest, TimeOutIsAnError) {
     Zandrel::DeviceStackConnection connection({connectionLog_.GetLogger(), identity_},
                                               std::make_shared<Zandrel::Clock>(), deviceStack_.GetFactory(),
-                                              ShortTimes());
-    connection.ConnectDeviceStack();  // the messenger is there even if that took too long
+                                              TestSupport::ShortConnectionTimes());
+    ASSERT_TRUE(connection.ConnectDeviceStack());
     deviceStack_.Ignore("GetValue");
     sut_.SetMessengers(nullptr, [&connection](unsigned long id, bool useStoredValue) {
         return connection.GetValue(id, useStoredValue).value();

@@ -19,13 +19,6 @@ namespace {
 
 constexpr const char* Request = "GetValue";
 
-/// So that a silent device stack is soon known to be one.
-Zandrel::ConnectionTimes ShortTimes() {
-    Zandrel::ConnectionTimes times;
-    times.requestTimeout = boost::chrono::milliseconds(200);
-    return times;
-}
-
 }  // namespace
 
 void Record::Add(Effect effect) {
@@ -67,7 +60,7 @@ bool GroupObjects::WriteValue(std::uint16_t number, const KnxStack::GroupValue& 
 
 Answers::Answers()
     : connection_({log_.GetLogger(), std::make_shared<Zandrel::AppIdentity>()}, std::make_shared<Zandrel::Clock>(),
-                  deviceStack_.GetFactory(), ShortTimes()) {
+                  deviceStack_.GetFactory(), TestSupport::ShortConnectionTimes()) {
     connection_.ConnectDeviceStack();
     deviceStack_.Ignore(Request);
     silence_ = Fetch();

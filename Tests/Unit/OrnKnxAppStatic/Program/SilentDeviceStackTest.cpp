@@ -11,13 +11,13 @@ using testing::IsSupersetOf;
 using RealClock = boost::chrono::steady_clock;
 
 /// More than all requests of a call take with the time-outs of this test, and less than one of 25 s.
-constexpr seconds Bound{5};
+constexpr seconds Bound{20};
 
 /// A device stack that takes every request and answers none.
 class ProgramAtASilentDeviceStack : public ProgramFixture {
 protected:
     ProgramAtASilentDeviceStack() {
-        Create({milliseconds(20), milliseconds(20), Zandrel::Durations::ConnectionRetryPause});
+        Create(TestSupport::ShortConnectionTimes());
         Forget();
         // Nor does it report a run state.
         clock_->onHostSleep = [] {};
