@@ -55,10 +55,10 @@ public:
         }
         return texts;
     }
-    /// Waits until `count` texts were written. False when they were not within 10 s.
+    /// Waits until `count` texts were written. False when they were not within 30 s.
     bool WaitFor(std::size_t count) {
         boost::unique_lock<boost::mutex> lock(mutex_);
-        return shown_.wait_for(lock, boost::chrono::seconds(10), [this, count] { return written_.size() >= count; });
+        return shown_.wait_for(lock, boost::chrono::seconds(30), [this, count] { return written_.size() >= count; });
     }
 
 private:
