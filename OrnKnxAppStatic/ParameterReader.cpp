@@ -38,6 +38,15 @@ std::string Decimal(std::uint32_t number) {
     return std::to_string(number);
 }
 
+/// An additional individual address: stacks keep it in 2 bytes, as the KNX standard has it, or in 4.
+std::optional<std::uint32_t> ReadAdditionalAddress(const KnxStack::IProperty* property, std::uint32_t index) {
+    const auto data = ReadElement(property, index, sizeof(std::uint16_t));
+    if (!data) {
+        return std::nullopt;
+    }
+    return data->GetSize() < sizeof(std::uint32_t) ? data->GetUInt16Value(0) : data->GetUInt32Value(0);
+}
+
 }  // namespace
 
 /// How one of the two kinds of parameters is read that are numbers of 32 bits.
@@ -137,7 +146,7 @@ bool ParameterReader::ReadAdditionalIndividualAddresses(KnxStack::IInterfaceObje
         return false;
     }
     for (std::uint32_t i = 0; i < count; ++i) {
-        const auto address = ReadUInt32(property, i);
+        const auto address = ReadAdditionalAddress(property, i);
         if (!address) {
             ORN_LOG_AS(Caller, log_, ERROR, "Failed to get additional individual addresses!");
             return false;

@@ -1,85 +1,60 @@
 #include <gtest/gtest.h>
 
-#include <boost/filesystem/operations.hpp>
-
-#include "LocalDevice.h"
+#include "Knxd.h"
 
 namespace {
 
-using EndToEnd::ChildProcess;
+using EndToEnd::BusListener;
 using EndToEnd::DeviceStack;
 using EndToEnd::Host;
+using EndToEnd::Knxd;
 using EndToEnd::Milliseconds;
 using EndToEnd::WaitUntil;
-using TestSupport::ExitStatus;
 
 /// The stair light on a bus behind a real knxd, and knxd's own tools as the other participants.
-class Knxd : public testing::Test {
+class KnxdTest : public testing::Test {
 protected:
-    void StartKnxd() {
-        boost::filesystem::remove(socket_);
-        knxd_ = std::make_unique<ChildProcess>(
-            KNXD_PROGRAM, std::vector<std::string>{"-e", "1.1.1", "-E", "1.1.2:20", "-u", socket_, "-b", "dummy:"});
-        ASSERT_TRUE(WaitUntil([this] { return boost::filesystem::exists(socket_); }));
-    }
-
-    void StartDevice() {
+    KnxdTest() {
         Host::Options options;
         options.device = EndToEnd::SampleDevice("stairlight");
         options.deviceStackAddress = deviceStack_.GetAddress();
-        options.bus = "knxd:local:" + socket_;
+        options.bus = knxd_.GetBus();
         host_ = std::make_unique<Host>(options);
-        ASSERT_TRUE(host_->WaitForRunState("running"));
     }
 
-    std::unique_ptr<ChildProcess> KnxTool(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin() + 1, "local:" + socket_);
-        return std::make_unique<ChildProcess>(KNXTOOL_PROGRAM, arguments);
-    }
+    void SetUp() override { ASSERT_TRUE(host_->WaitForRunState("running")); }
 
-    void PressButton() { EXPECT_EQ(KnxTool({"groupswrite", "1/0/1", "1"})->WaitForExit(), ExitStatus::Exited(0)); }
+    void PressButton() { knxd_.Write("1/0/1", "1"); }
 
-    EndToEnd::TemporaryFolder folder_;
-    const std::string socket_ = folder_.At("eib");
-    std::unique_ptr<ChildProcess> knxd_;
+    Knxd knxd_;
     DeviceStack deviceStack_{{"000000010001"}};
     std::unique_ptr<Host> host_;
 };
 
-TEST_F(Knxd, ListenerHearsTheAppsAnswer) {
-    StartKnxd();
-    StartDevice();
-    const auto listener = KnxTool({"groupsocketlisten"});
-    // The listener hears nothing before it is connected: the button is pressed until it has.
-    EXPECT_TRUE(WaitUntil([this, &listener] {
-        PressButton();
-        return listener->WaitForLine("to 1/0/2", Milliseconds(200)).has_value();
-    }));
-    EXPECT_TRUE(WaitUntil([&listener] { return listener->WaitForLine("1/0/2", Milliseconds(100)).has_value(); }));
+TEST_F(KnxdTest, ListenerHearsTheAppsAnswer) {
+    const BusListener listener(knxd_);
+
+    PressButton();
+
+    EXPECT_TRUE(listener.WaitFor("1/0/2", 1));
 }
 
-TEST_F(Knxd, ReadIsAnsweredOnlyByACoThatHoldsAValue) {
-    StartKnxd();
-    StartDevice();
-    const auto silent = KnxTool({"groupread", "1/0/2"});
-    EXPECT_TRUE(silent->WaitForExit().has_value());
+TEST_F(KnxdTest, ReadIsAnsweredOnlyByACoThatHoldsAValue) {
+    knxd_.Read("1/0/2");
     EndToEnd::TelegramMonitor monitor(*host_);
     EXPECT_FALSE(monitor.NextSent("1/0/2", Milliseconds(500)).has_value());
 
     PressButton();
     ASSERT_EQ(monitor.NextSent("1/0/2"), "1");
-    EXPECT_EQ(KnxTool({"groupread", "1/0/2"})->WaitForExit(), ExitStatus::Exited(0));
+    knxd_.Read("1/0/2");
     EXPECT_EQ(monitor.NextSent("1/0/2"), "1");
 }
 
-TEST_F(Knxd, BusThatWentAwayIsFoundAgainAndValuesFlow) {
-    StartKnxd();
-    StartDevice();
-    knxd_->Signal(SIGKILL);
-    ASSERT_TRUE(knxd_->WaitForExit().has_value());
+TEST_F(KnxdTest, BusThatWentAwayIsFoundAgainAndValuesFlow) {
+    knxd_.Kill();
     ASSERT_TRUE(WaitUntil([this] { return !host_->GetStatus().at("busConnected").get<bool>(); }));
 
-    StartKnxd();
+    knxd_.Start();
 
     ASSERT_TRUE(WaitUntil([this] { return host_->GetStatus().at("busConnected").get<bool>(); }));
     EndToEnd::TelegramMonitor monitor(*host_);

@@ -23,6 +23,7 @@ using Bytes = std::vector<std::uint8_t>;
 constexpr std::uint16_t SwitchAddress = GroupAddress(1, 0, 1);
 constexpr std::uint16_t LevelAddress = GroupAddress(1, 0, 2);
 constexpr std::uint16_t SharedAddress = GroupAddress(1, 0, 3);
+constexpr std::uint16_t ManyAddresses = GroupAddress(2, 0, 1);  ///< and the two that follow
 
 /// Keeps what it is to send.
 class RecordingLink : public IBusLink {
@@ -131,6 +132,7 @@ protected:
         TestDevice::Object(3, Dpt(1, 1), "CW", {SharedAddress}),
         TestDevice::Object(4, Dpt(5, 10), "CT", {}),
         TestDevice::Object(5, Dpt(5, 10), "CRW", {LevelAddress + 100}),
+        TestDevice::Object(6, Dpt(5, 10), "CRWTU", {ManyAddresses, ManyAddresses + 1, ManyAddresses + 2}),
     });
     HostEvents events;
     EventRecorder recorder{events};
@@ -143,9 +145,9 @@ TEST_F(GroupObjectServiceTest, GroupObjectsAreThoseOfTheDescription) {
     EXPECT_NE(sut.GetGroupObject(1), nullptr);
     EXPECT_TRUE(sut.GetGroupObject(1)->MayBeWritten());
     EXPECT_EQ(sut.GetGroupObject(0), nullptr);
-    EXPECT_EQ(sut.GetGroupObject(6), nullptr);
+    EXPECT_EQ(sut.GetGroupObject(7), nullptr);
     EXPECT_EQ(sut.GetGroupObject(521), nullptr);
-    EXPECT_EQ(sut.GetObjectCount(), 5U);
+    EXPECT_EQ(sut.GetObjectCount(), 6U);
 }
 
 TEST_F(GroupObjectServiceTest, WritesAndResponsesReachTheApplicationInBusOrder) {
@@ -165,6 +167,34 @@ TEST_F(GroupObjectServiceTest, OneTelegramReachesEveryListenerOfItsAddress) {
     Receive(GroupService::Write, SharedAddress, {1}, true);
     EXPECT_THAT(WaitForVerdicts(2), ElementsAre("1 taken", "3 taken"));
     EXPECT_THAT(application.GetTaken(), ElementsAre("write 1 01", "write 3 01"));
+}
+
+TEST_F(GroupObjectServiceTest, AnObjectHearsOnEachOfItsAddressesAndSendsOnTheFirst) {
+    sut.RegisterUser(application);
+    for (std::uint8_t i = 0; i < 3; ++i) {
+        Receive(GroupService::Write, static_cast<std::uint16_t>(ManyAddresses + i), {i});
+    }
+    recorder.WaitFor<TelegramEvent>(3);
+    EXPECT_THAT(application.GetTaken(), ElementsAre("write 6 00", "write 6 01", "write 6 02"));
+    EXPECT_TRUE(sut.WriteValue(6, GroupValue({9}), 0));
+    const auto sent = link->GetSent();
+    ASSERT_EQ(sent.size(), 1U);
+    EXPECT_EQ(sent[0].groupAddress, ManyAddresses);
+}
+
+TEST_F(GroupObjectServiceTest, AReadOnAnyAddressIsAnsweredThere) {
+    Receive(GroupService::Write, ManyAddresses, {7});
+    for (std::uint16_t i = 0; i < 3; ++i) {
+        Receive(GroupService::Read, static_cast<std::uint16_t>(ManyAddresses + i));
+    }
+    recorder.WaitFor<TelegramEvent>(7);
+    const auto sent = link->GetSent();
+    ASSERT_EQ(sent.size(), 3U);
+    for (std::uint16_t i = 0; i < 3; ++i) {
+        EXPECT_EQ(sent[i].service, GroupService::Response);
+        EXPECT_EQ(sent[i].groupAddress, ManyAddresses + i);
+        EXPECT_THAT(sent[i].data, ElementsAre(7));
+    }
 }
 
 TEST_F(GroupObjectServiceTest, WhatIsNotLetThroughIsRefusedAndCounted) {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <map>
 #include <nlohmann/json.hpp>
 
 #include "GroupObjects/GroupObjectTable.h"
@@ -64,6 +65,23 @@ TEST(ValueFormatTest, UnusedUpperBitsAreCleared) {
 TEST(ValueFormatTest, AByteInsteadOfBitsIsTheWrongLength) {
     EXPECT_FALSE(ValueFormat::Of(Dpt(1, 1))->Decode(Long(GroupService::Write, {1})));
     EXPECT_FALSE(ValueFormat::Of(Dpt(5, 1))->Decode(Compact(GroupService::Write, 1)));
+}
+
+TEST(ValueFormatTest, EachMainTypeTakesNoLengthButItsOwn) {
+    for (const auto& [mainNumber, size] : std::map<unsigned, std::size_t>{
+             {1, 1},  {2, 1},  {3, 1},  {4, 1},  {5, 1},  {6, 1},   {7, 2},   {8, 2},   {9, 2},  {10, 3},
+             {11, 3}, {12, 4}, {13, 4}, {14, 4}, {15, 4}, {16, 14}, {17, 1},  {18, 1},  {19, 8}, {20, 1},
+             {21, 1}, {22, 2}, {26, 1}, {27, 4}, {29, 8}, {232, 3}, {235, 6}, {242, 6}, {251, 6}}) {
+        const auto format = ValueFormat::Of(Dpt(mainNumber, 1));
+        ASSERT_TRUE(format) << mainNumber;
+        for (std::size_t length = 0; length <= 15; ++length) {
+            const Bytes bytes(length);
+            EXPECT_EQ(format->Normalise(GroupValue(bytes)).has_value(), length == size) << mainNumber << ": " << length;
+            EXPECT_EQ(format->Decode(Long(GroupService::Write, bytes)).has_value(), mainNumber > 3 && length == size)
+                << mainNumber << ": " << length;
+        }
+        EXPECT_EQ(format->Decode(Compact(GroupService::Write, 0)).has_value(), mainNumber <= 3) << mainNumber;
+    }
 }
 
 TEST(ValueFormatTest, AVariableLengthTakesWholeBytes) {

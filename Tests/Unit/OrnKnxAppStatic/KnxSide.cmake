@@ -9,6 +9,7 @@ orn_add_test(KnxSideTest
         ParameterMapTest.cpp
         ParameterReaderTest.cpp
         ScrollingTextTest.cpp
+        TickerSequenceTest.cpp
         TickerTest.cpp
     LIBRARIES KnxStackTestSupport PluginTestSupport ThreadShortage Boost::filesystem)
 

@@ -133,6 +133,22 @@ TEST_F(ParameterMapTest, CommunicationFlagsBeyondTheLastCoAreIgnored) {
     EXPECT_EQ(Own(66).GetReads(), (std::vector<std::uint32_t>{519}));
 }
 
+TEST_F(ParameterMapTest, CommunicationFlagsAreReadUpToTheirCount) {
+    for (std::uint16_t co = 1; co <= 520; ++co) {
+        stack_.DownloadCo(co, Dpt(1, 1));
+    }
+    for (const std::size_t count : {0U, 3U, 50U, 51U, 200U}) {
+        Own(66).SetUInt32Elements(std::vector<std::uint32_t>(count, 1));
+        ASSERT_TRUE(sut_.InitializeCoMap(Device, configuration_));
+
+        EXPECT_TRUE(sut_.InitializeCommunicationFlagsOfCosInMap(configuration_)) << count;
+
+        for (std::size_t co = 1; co <= 520; ++co) {
+            EXPECT_EQ(configuration_.cos.at(co).communicationFlag, co <= count) << co << " of " << count;
+        }
+    }
+}
+
 TEST_F(ParameterMapTest, MissingCommunicationFlagsAreAnError) {
     stack_.Application().Remove(66);
 
@@ -202,6 +218,28 @@ TEST_F(ParameterMapTest, MemoryThatEndsEarlyIsAnError) {
               Error("InitializeTextParameterMap", "AppPrg1 memory of 200 bytes ends before text parameter 3"));
 }
 
+TEST_F(ParameterMapTest, MemoryMayEndWithinTheLastText) {
+    for (const std::size_t size : {49U * 128, 49U * 128 + 1, 50U * 128 - 1}) {
+        stack_.Memory().SetContent(std::vector<std::uint8_t>(size, 'x'));
+
+        EXPECT_TRUE(sut_.InitializeTextParameterMap(Device, configuration_)) << size;
+
+        EXPECT_EQ(configuration_.textParameters.at(49).value, std::string(size - 49U * 128, 'x'));
+    }
+}
+
+TEST_F(ParameterMapTest, EveryMemoryThatEndsBeforeTheLastTextIsAnError) {
+    for (const std::size_t size : {0U, 1U, 127U, 128U, 6271U}) {
+        stack_.Memory().SetContent(std::vector<std::uint8_t>(size, 'x'));
+
+        EXPECT_FALSE(sut_.InitializeTextParameterMap(Device, configuration_)) << size;
+
+        EXPECT_EQ(log_.TakeLines(), Error("InitializeTextParameterMap", "AppPrg1 memory of " + std::to_string(size) +
+                                                                            " bytes ends before text parameter " +
+                                                                            std::to_string(size / 128 + 2)));
+    }
+}
+
 // IP and number parameters
 
 TEST_F(ParameterMapTest, IpParametersBeyondTheCountAreZero) {
@@ -257,6 +295,9 @@ struct NumericKind {
     const char* name;
     std::uint16_t propertyId;
     bool (Zandrel::ParameterReader::*read)(LogicalDeviceId, KnxConfiguration&);
+    std::vector<Zandrel::ParamAttr> KnxConfiguration::*parameters;
+    const char* zero;
+    const char* one;
 };
 
 class NumericParameterTest : public ParameterMapTest, public testing::WithParamInterface<NumericKind> {
@@ -291,6 +332,23 @@ TEST_P(NumericParameterTest, CountThatCannotBeToldIsAnError) {
     EXPECT_EQ(log_.GetLines(), Failure(std::string("Failed to get count of ") + GetParam().name));
 }
 
+TEST_P(NumericParameterTest, IsReadUpToItsCountAndFifty) {
+    for (const std::size_t count : {0U, 3U, 50U, 51U, 200U}) {
+        Property().SetUInt32Elements(std::vector<std::uint32_t>(count, 1));
+        const std::size_t before = Property().GetReads().size();
+
+        EXPECT_TRUE(Read()) << count;
+
+        const std::size_t used = std::min<std::size_t>(count, 50);
+        EXPECT_EQ(Property().GetReads().size() - before, used) << count;
+        const auto& parameters = configuration_.*GetParam().parameters;
+        ASSERT_EQ(parameters.size(), 50U);
+        for (std::size_t i = 0; i < parameters.size(); ++i) {
+            EXPECT_EQ(parameters[i].value, i < used ? GetParam().one : GetParam().zero) << i << " of " << count;
+        }
+    }
+}
+
 TEST_P(NumericParameterTest, ValueThatCannotBeReadIsAnError) {
     Property().SetUInt32Elements({1, 2, 3});
     Property().FailReadOf(2);
@@ -310,9 +368,11 @@ TEST_P(NumericParameterTest, ValueOfTooFewBytesIsAnError) {
 
 INSTANTIATE_TEST_SUITE_P(, NumericParameterTest,
                          testing::Values(NumericKind{"InitializeIpParameterMap", "IP parameter", 68,
-                                                     &Zandrel::ParameterReader::InitializeIpParameterMap},
+                                                     &Zandrel::ParameterReader::InitializeIpParameterMap,
+                                                     &KnxConfiguration::ipParameters, "0.0.0.0", "0.0.0.1"},
                                          NumericKind{"InitializeNumberParameterMap", "number parameter", 69,
-                                                     &Zandrel::ParameterReader::InitializeNumberParameterMap}),
+                                                     &Zandrel::ParameterReader::InitializeNumberParameterMap,
+                                                     &KnxConfiguration::numberParameters, "0", "1"}),
                          [](const auto& kind) { return std::string(kind.param.operation); });
 
 // Display settings and app type

@@ -227,6 +227,34 @@ TEST_F(ParameterReaderTest, NoAdditionalAddressesAreNoFailure) {
     EXPECT_TRUE(sut_.GetAdditionalIndividualAddresses().empty());
 }
 
+TEST_F(ParameterReaderTest, AdditionalAddressesMayHaveTwoBytes) {
+    Ip(53).SetUInt16Elements({0x110B, 0xFFFF});
+
+    EXPECT_TRUE(sut_.InitializeFriendlyNameAndIndividualAddresses());
+
+    EXPECT_EQ(sut_.GetAdditionalIndividualAddresses(),
+              (std::vector<KnxStyleString>{KnxStyleString("1.1.11"), KnxStyleString("15.15.255")}));
+}
+
+TEST_F(ParameterReaderTest, AdditionalAddressOfTooFewBytesIsAnError) {
+    Ip(53).SetUInt8Elements({0x11});
+
+    EXPECT_FALSE(sut_.InitializeFriendlyNameAndIndividualAddresses());
+
+    EXPECT_EQ(Errors(), Error(Addresses, "Failed to get additional individual addresses!"));
+}
+
+TEST_F(ParameterReaderTest, EveryAdditionalAddressIsRead) {
+    for (const std::size_t count : {1U, 50U, 51U, 200U}) {
+        Ip(53).SetUInt32Elements(std::vector<std::uint32_t>(count, 0x110B));
+
+        EXPECT_TRUE(sut_.InitializeFriendlyNameAndIndividualAddresses()) << count;
+
+        EXPECT_EQ(sut_.GetAdditionalIndividualAddresses(),
+                  std::vector<KnxStyleString>(count, KnxStyleString("1.1.11")));
+    }
+}
+
 TEST_F(ParameterReaderTest, AdditionalAddressesWithoutCountAreAnError) {
     Ip(53).FailElementCount();
 
@@ -281,6 +309,14 @@ TEST_F(ParameterReaderTest, AppIdOfFullLengthNeedsNoTerminator) {
     EXPECT_TRUE(sut_.InitializeAppId());
 
     EXPECT_EQ(identity_->GetAppId(), std::string(64, 'A'));
+}
+
+TEST_F(ParameterReaderTest, AppIdThatIsNotAsciiKeepsItsBytes) {
+    Own(72).SetText("K\xFC\xC3\xBC");
+
+    EXPECT_TRUE(sut_.InitializeAppId());
+
+    EXPECT_EQ(identity_->GetAppId(), "K\xFC\xC3\xBC");
 }
 
 TEST_F(ParameterReaderTest, AppIdWithoutParameterPropertiesIsAnError) {

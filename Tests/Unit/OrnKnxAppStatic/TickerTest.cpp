@@ -1,120 +1,34 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
-#include <boost/filesystem/operations.hpp>
-#include <boost/thread/lock_guard.hpp>
 #include <boost/thread/thread.hpp>
 #include <functional>
-#include <iterator>
+#include <map>
 #include <stdexcept>
 #include <string>
-#include <utility>
 #include <vector>
 
-#include "CapturingAppender.h"
-#include "SimulatedClock.h"
 #include "ThreadShortage.h"
-#include "TickerThreadManager.h"
+#include "TickerFixture.h"
 
 namespace {
 
 using boost::chrono::hours;
 using boost::chrono::milliseconds;
 using boost::chrono::seconds;
-using TestSupport::LogCapture;
+using TestSupport::Co;
 using TestSupport::LogLine;
-using TestSupport::SimulatedClock;
 using TestSupport::ThreadShortage;
 using Zandrel::KnxStyleString;
 using Zandrel::TickerThreadManager;
 using Lines = std::vector<LogLine>;
-using Texts = std::vector<std::string>;
 namespace Wrapping = Zandrel::DisplayTextWrapping;
 
-constexpr std::uint16_t Co = 7;
 const std::string LongText = "ABCDEFGHIJKLMNOP";
 const std::string FourteenCharacters = "ABCDEFGHIJKLMN";
 
-/// Stands for the bus. Thread-safe.
-class Display {
-public:
-    bool Write(std::uint16_t co, const KnxStyleString& text) {
-        const boost::lock_guard<boost::mutex> lock(mutex_);
-        written_.emplace_back(co, text.GetBytes());
-        shown_.notify_all();
-        return !fails_;
-    }
-    void Fail() {
-        const boost::lock_guard<boost::mutex> lock(mutex_);
-        fails_ = true;
-    }
-
-    /// What was written on all COs, in order, and forgets it.
-    Texts Take() {
-        const boost::lock_guard<boost::mutex> lock(mutex_);
-        Texts texts;
-        for (auto& [co, text] : std::exchange(written_, {})) {
-            texts.push_back(text);
-        }
-        return texts;
-    }
-    std::vector<std::uint16_t> GetCos() const {
-        const boost::lock_guard<boost::mutex> lock(mutex_);
-        std::vector<std::uint16_t> cos;
-        for (const auto& [co, text] : written_) {
-            cos.push_back(co);
-        }
-        return cos;
-    }
-    /// Waits until `count` texts were written. False when they were not within 10 s.
-    bool WaitFor(std::size_t count) {
-        boost::unique_lock<boost::mutex> lock(mutex_);
-        return shown_.wait_for(lock, seconds(10), [this, count] { return written_.size() >= count; });
-    }
-
-private:
-    mutable boost::mutex mutex_;  ///< guards what follows
-    boost::condition_variable shown_;
-    std::vector<std::pair<std::uint16_t, std::string>> written_;
-    bool fails_ = false;
-};
-
-class TickerTest : public testing::Test {
-protected:
-    bool SetText(const std::string& text, std::uint16_t co = Co) { return sut_.SetText(co, KnxStyleString(text)); }
-
-    /// Lets `time` pass and waits for the `count` segments that are shown meanwhile.
-    Texts ShownAfter(Zandrel::Clock::Duration time, std::size_t count) {
-        clock_->Advance(time);
-        EXPECT_TRUE(display_.WaitFor(count));
-        return display_.Take();
-    }
-
-    /// What was shown, once no ticker's thread is left that could show more.
-    Texts ShownOnceStopped() {
-        const auto deadline = boost::chrono::steady_clock::now() + seconds(10);
-        while (CountThreads() > threadsAtStart_ && boost::chrono::steady_clock::now() < deadline) {
-            boost::this_thread::yield();
-        }
-        EXPECT_EQ(CountThreads(), threadsAtStart_);
-        return display_.Take();
-    }
-
-    static std::ptrdiff_t CountThreads() {
-        return std::distance(boost::filesystem::directory_iterator("/proc/self/task"),
-                             boost::filesystem::directory_iterator());
-    }
-
-    const std::ptrdiff_t threadsAtStart_ = CountThreads();
-    LogCapture log_;
-    Display display_;
-    std::shared_ptr<SimulatedClock> clock_ = std::make_shared<SimulatedClock>();
-    TickerThreadManager sut_{log_.GetLogger(),
-                             [this](std::uint16_t co, const KnxStyleString& text) { return display_.Write(co, text); },
-                             clock_};
-};
+class TickerTest : public TestSupport::TickerFixture {};
 
 TEST(TickPeriod, FollowsSpeedAndWrapping) {
     const auto period = [](unsigned speed, unsigned wrapping) {
@@ -286,18 +200,8 @@ TEST_F(TickerTest, EachCoHasATickerOfItsOwn) {
     clock_->Advance(seconds(4));
     ASSERT_TRUE(display_.WaitFor(4));
 
-    auto cos = display_.GetCos();
-    std::sort(cos.begin(), cos.end());
-    EXPECT_EQ(cos, (std::vector<std::uint16_t>{1, 1, 520, 520}));
-}
-
-TEST_F(TickerTest, ManyTickersRunAtOnce) {
-    for (std::uint16_t co = 1; co <= 520; ++co) {
-        ASSERT_TRUE(SetText(LongText, co)) << co;
-    }
-    ASSERT_EQ(display_.Take().size(), 520U);
-
-    EXPECT_EQ(ShownAfter(seconds(4), 520), Texts(520, "OP"));
+    const Texts both{FourteenCharacters, "OP"};
+    EXPECT_EQ(display_.TakeByCo(), (std::map<std::uint16_t, Texts>{{1, both}, {520, both}}));
 }
 
 TEST_F(TickerTest, NewSpeedCountsFromTheNextStepOn) {
