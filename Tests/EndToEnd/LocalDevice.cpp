@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <boost/filesystem/directory.hpp>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -234,7 +235,21 @@ std::vector<std::string> TelegramMonitor::TakeSent() {
 
 Resources GetResources(pid_t process) {
     const std::string folder = "/proc/" + std::to_string(process);
-    return {CountEntries(folder + "/task"), CountEntries(folder + "/fd")};
+    std::size_t totalPages = 0;
+    std::size_t residentPages = 0;
+    std::ifstream(folder + "/statm") >> totalPages >> residentPages;
+    const auto pageKiB = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE)) / 1024;
+    return {CountEntries(folder + "/task"), CountEntries(folder + "/fd"), residentPages * pageKiB};
+}
+
+std::vector<std::string> FindSanitizerReports(const ChildProcess& process) {
+    std::vector<std::string> reports;
+    for (const auto& lines : {process.GetOutputLines(), process.GetErrorLines()}) {
+        std::copy_if(lines.begin(), lines.end(), std::back_inserter(reports), [](const std::string& line) {
+            return line.find("Sanitizer") != std::string::npos || line.find("runtime error:") != std::string::npos;
+        });
+    }
+    return reports;
 }
 
 std::string SampleDevice(const std::string& name) {

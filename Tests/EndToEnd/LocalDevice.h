@@ -123,12 +123,16 @@ private:
     ControlConnection connection_;
 };
 
-/// Threads and open descriptors of a process.
+/// What a process holds.
 struct Resources {
     std::size_t threads;
     std::size_t descriptors;
+    std::size_t residentKiB;
 };
 Resources GetResources(pid_t process);
+
+/// What a sanitizer wrote to the outputs of a program or of what it started.
+std::vector<std::string> FindSanitizerReports(const ChildProcess& process);
 
 /// The description NAME.json of the sample apps.
 std::string SampleDevice(const std::string& name);

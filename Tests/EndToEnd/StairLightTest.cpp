@@ -312,43 +312,4 @@ TEST(LateDeviceStack, DeviceComesUpByItselfOnceItIsThere) {
     EXPECT_TRUE(host.Stop());
 }
 
-TEST(DeadDeviceStack, DeviceWorksAgainOnceItsDeviceStackIsBack) {
-    auto deviceStack = std::make_unique<DeviceStack>(std::vector<std::string>{SerialNumber});
-    const std::uint16_t port = deviceStack->GetPort();
-    Host host({EndToEnd::SampleDevice("stairlight"), deviceStack->GetAddress()});
-    ASSERT_TRUE(host.WaitForRunState("running"));
-
-    deviceStack->GetProcess().Signal(SIGKILL);
-    ASSERT_TRUE(deviceStack->GetProcess().WaitForExit().has_value());
-    deviceStack = std::make_unique<DeviceStack>(std::vector<std::string>{SerialNumber}, port);
-
-    // The client finds the new one by itself; until then a restart fails without harm.
-    ASSERT_TRUE(WaitUntil([&host] { return host.RestartAndWait() && host.GetStatus().at("runState") == "running"; }));
-    TelegramMonitor monitor(host);
-    EXPECT_TRUE(WaitUntil([&host, &monitor] {
-        host.Write("1/0/1", "1");
-        return monitor.NextSent("1/0/2", Milliseconds(500)) == "1";
-    }));
-}
-
-TEST(TwoDevices, RunSideBySideOnOneDeviceStack) {
-    const DeviceStack deviceStack({SerialNumber, "000000010002"});
-    Host stairLight({EndToEnd::SampleDevice("stairlight"), deviceStack.GetAddress()});
-    Host copy({EndToEnd::SampleDevice("copy"), deviceStack.GetAddress()});
-    ASSERT_TRUE(stairLight.WaitForRunState("running"));
-    ASSERT_TRUE(copy.WaitForRunState("running"));
-    TelegramMonitor ofStairLight(stairLight);
-    TelegramMonitor ofCopy(copy);
-
-    copy.Write("1/0/1", "4711");
-    EXPECT_EQ(ofCopy.NextSent("1/0/2"), "4711");
-    stairLight.Write("1/0/1", "1");
-    EXPECT_EQ(ofStairLight.NextSent("1/0/2"), "1");
-    ASSERT_TRUE(copy.RestartAndWait());
-    EXPECT_EQ(ofStairLight.NextSent("1/0/2"), "0");
-
-    EXPECT_EQ(ofCopy.TakeSent(), std::vector<std::string>{});
-    EXPECT_EQ(FindById(deviceStack.GetModel().at("devices"), 2 * LogicalDevice).at("name"), "Copy");
-}
-
 }  // namespace

@@ -1,8 +1,10 @@
 #include "Children.h"
 
+#include <algorithm>
 #include <boost/filesystem/fstream.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <iterator>
+#include <sstream>
 #include <string>
 
 namespace TestSupport {
@@ -11,27 +13,47 @@ namespace fs = boost::filesystem;
 
 namespace {
 
-/// The parent in /proc/PID/stat (see proc(5)): the second field after the name, which is in parentheses and may hold
-/// anything. 0 where the process is gone.
-pid_t GetParent(const fs::path& process) {
+struct Relations {
+    pid_t parent = 0;
+    pid_t group = 0;
+};
+
+/// What /proc/PID/stat (see proc(5)) tells behind the name, which is in parentheses and may hold anything. Zeros where
+/// the process is gone.
+Relations GetRelations(const fs::path& process) {
     fs::ifstream file(process / "stat");
     const std::string text(std::istreambuf_iterator<char>(file), {});
     const auto nameEnd = text.rfind(')');
-    return nameEnd == std::string::npos ? 0 : std::stoi(text.substr(nameEnd + sizeof(") S")));
+    Relations relations;
+    if (nameEnd != std::string::npos) {
+        std::istringstream(text.substr(nameEnd + sizeof(") S"))) >> relations.parent >> relations.group;
+    }
+    return relations;
+}
+
+template <typename Condition>
+std::vector<pid_t> FindProcesses(const Condition& condition) {
+    // /proc/PID/task/TID/children would miss a child that passes from an ending thread to one that was read already.
+    std::vector<pid_t> found;
+    for (const auto& entry : fs::directory_iterator("/proc")) {
+        const std::string name = entry.path().filename().string();
+        if (name.find_first_not_of("0123456789") == std::string::npos && condition(GetRelations(entry.path()))) {
+            found.push_back(std::stoi(name));
+        }
+    }
+    return found;
 }
 
 }  // namespace
 
 std::vector<pid_t> GetChildren(pid_t parent) {
-    // /proc/PID/task/TID/children would miss a child that passes from an ending thread to one that was read already.
-    std::vector<pid_t> children;
-    for (const auto& entry : fs::directory_iterator("/proc")) {
-        const std::string name = entry.path().filename().string();
-        if (name.find_first_not_of("0123456789") == std::string::npos && GetParent(entry.path()) == parent) {
-            children.push_back(std::stoi(name));
-        }
-    }
-    return children;
+    return FindProcesses([parent](const Relations& relations) { return relations.parent == parent; });
+}
+
+std::vector<pid_t> GetFollowers(pid_t leader) {
+    auto members = FindProcesses([leader](const Relations& relations) { return relations.group == leader; });
+    members.erase(std::remove(members.begin(), members.end(), leader), members.end());
+    return members;
 }
 
 }  // namespace TestSupport

@@ -10,4 +10,7 @@ namespace TestSupport {
 /// meanwhile may be missing or there; a child never goes unseen because the thread that started it ends.
 std::vector<pid_t> GetChildren(pid_t parent);
 
+/// The members of a process group without its leader, wherever they belong, ended ones that were not reaped included.
+std::vector<pid_t> GetFollowers(pid_t leader);
+
 }  // namespace TestSupport
