@@ -158,7 +158,7 @@ private:
     boost::posix_time::ptime now_{boost::gregorian::date(2026, 3, 10)};
     /// A hundred values a second: the two thousand of the last 20 seconds are remembered at any time.
     GroupValueBridge bridge_{PrefixedLogger(MakeQuietLogger(), identity_), identity_, dpts_, writer_, tickers_, [this] {
-                                 return now_ += boost::posix_time::milliseconds(1);
+                                 return now_ += boost::posix_time::milliseconds(10);
                              }};
 };
 
