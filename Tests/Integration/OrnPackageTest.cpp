@@ -127,6 +127,16 @@ TEST_F(OrnPackageTest, PackageCanBeSignedAgain) {
     EXPECT_THAT(Output(VerifyCommand()), ElementsAre("Signature OK"));
 }
 
+TEST_F(OrnPackageTest, EmptyAppDirectoryMakesAPackageToo) {
+    MakeKeys();
+    filesystem::remove_all(App());
+    filesystem::create_directory(App());
+    EXPECT_THAT(Output(SignCommand()), ElementsAre("signed 0 files, 0 bytes"));
+    EXPECT_THAT(Output(VerifyCommand()), ElementsAre("Signature OK"));
+    WriteFile(folder_ / "app/MyApp.dll", "the app");
+    EXPECT_THAT(Output(SignCommand()), ElementsAre("signed 1 file, 7 bytes"));
+}
+
 TEST_F(OrnPackageTest, OddNamesSurvive) {
     MakeKeys();
     for (const std::string name : {" ", "\n", "a\tb", "<>&\"'", "\xC3\xA4", "\xFF", "]]>", "&#65;", "-->"}) {

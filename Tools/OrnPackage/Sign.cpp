@@ -158,7 +158,8 @@ void RunSign(const PackageOptions& options) {
     if (result != VerificationResult::SignatureOk) {
         throw PackageError(result, "the package was changed while it was signed");
     }
-    std::cout << "signed " << content.names.size() << " files, " << content.bytes << " bytes\n";
+    std::cout << "signed " << content.names.size() << (content.names.size() == 1 ? " file, " : " files, ")
+              << content.bytes << " bytes\n";
 }
 
 }  // namespace LocalDevice
