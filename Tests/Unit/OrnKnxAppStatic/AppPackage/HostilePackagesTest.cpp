@@ -4,6 +4,7 @@
 #include <openssl/bio.h>
 #include <openssl/pem.h>
 
+#include <algorithm>
 #include <boost/filesystem/fstream.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <chrono>
@@ -54,6 +55,8 @@ TEST(HostilePackagesTest, ThereAreManyOfManyKinds) {
     for (const HostilePackage& package : packages) {
         groups.insert(package.group);
     }
+    RecordProperty("packages", static_cast<int>(packages.size()));
+    RecordProperty("groups", static_cast<int>(groups.size()));
     EXPECT_GE(packages.size(), 200U);
     EXPECT_GE(groups.size(), 20U);
 }
@@ -61,6 +64,8 @@ TEST(HostilePackagesTest, ThereAreManyOfManyKinds) {
 TEST(HostilePackagesTest, NoneIsAcceptedAndNoneIsSlowOrLarge) {
     const TestSupport::GlobalLogCapture log;
     std::vector<HostilePackage> packages = MakeHostilePackages();
+    SteadyClock::duration longest{};
+    long largest = 0;
     for (HostilePackage& hostile : packages) {
         SCOPED_TRACE(hostile.group + ": " + hostile.name.substr(0, 80));
         const TestSupport::AppPackage package;
@@ -71,12 +76,18 @@ TEST(HostilePackagesTest, NoneIsAcceptedAndNoneIsSlowOrLarge) {
 
         const VerificationResult result = Zandrel::VerifyAppPackage(package.FileList(), package.CaFile());
 
+        const SteadyClock::duration time = SteadyClock::now() - begin;
         EXPECT_NE(result, VerificationResult::SignatureOk);
-        EXPECT_LT(SteadyClock::now() - begin, TimeLimit);
+        EXPECT_LT(time, TimeLimit);
+        longest = std::max(longest, time);
+        largest = std::max(largest, memory.GetKilobytes());
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
         EXPECT_LT(memory.GetKilobytes(), MemoryLimitKilobytes);
 #endif
     }
+    using std::chrono::milliseconds;
+    RecordProperty("longest in ms", static_cast<int>(std::chrono::duration_cast<milliseconds>(longest).count()));
+    RecordProperty("largest in kB", static_cast<int>(largest));
     for (const LogLine& line : log.GetLines()) {
         EXPECT_EQ(line.level, "ERROR");
     }
