@@ -59,8 +59,13 @@ std::vector<FileEntry> ParseFileList(std::string text) {
     } catch (const rapidxml::parse_error& error) {
         throw FileListError(error.what());
     }
-    std::vector<FileEntry> entries;
     const Node& top = GetTopElement(*document);
+    std::size_t count = 0;
+    for (const Node* file = top.first_node("File"); file != nullptr; file = file->next_sibling("File")) {
+        ++count;
+    }
+    std::vector<FileEntry> entries;
+    entries.reserve(count);  // growing would take twice the memory at its peak
     for (const Node* file = top.first_node("File"); file != nullptr; file = file->next_sibling("File")) {
         entries.push_back({GetText(file->first_node("Name")), GetText(file->first_node("Sha256"))});
     }
