@@ -15,7 +15,7 @@ AppLauncher::AppLauncher(PrefixedLogger log, std::shared_ptr<const AppIdentity> 
     : log_(std::move(log)),
       identity_(std::move(identity)),
       processControl_(processControl),
-      locator_(log_, processControl.GetConfiguration()) {}
+      locator_(log_, identity_, processControl.GetConfiguration()) {}
 
 bool AppLauncher::LaunchApp(const ThreadControl& control) {
     if (!control.running) {

@@ -8,6 +8,7 @@ orn_add_test(AppSideTest
         AppHostStopTest.cpp
         AppLauncherTest.cpp
         AppLocatorTest.cpp
+        ConnectorHostTest.cpp
         "${PROJECT_SOURCE_DIR}/OrnKnxAppStatic/DevicePaths.cpp"
     LIBRARIES PluginTestSupport ZandrelPlatform ProcessTestSupport)
 target_compile_definitions(AppSideTest PRIVATE "ORN_DEVICE_ROOT=\"device\"")

@@ -165,6 +165,7 @@ inline Lines LinesOfAStop() {
             {"INFO", "Stop - App: Waiting for app to terminate"},
             {"DEBUG", "[App] OnValueChanged - " + std::to_string(State) + ": valueChanged, 3.1:0"},
             {"INFO", "Stop - Application terminated successfully."},
+            {"DEBUG", "KillProcess - Nothing to kill"},
             {"INFO", "KillProcess (SOURCE) - Have to kill process App host"},
             {"INFO", "KillProcess - App host killed"},
             {"INFO", "Stop - Waiting for app host process to exit"},
