@@ -1,0 +1,17 @@
+#pragma once
+
+#include <boost/filesystem/path.hpp>
+
+#include "OpenSsl.h"
+#include "VerificationResult.h"
+
+namespace Zandrel {
+
+/// Loads the first X.509 certificate of a PEM file; null, with a line in the log, where there is none.
+CertificatePointer LoadCerfificate(const boost::filesystem::path& path);
+
+/// Whether `caCertificate` has issued `developerCertificate` and both are valid at a fixed date in 2035. The device's
+/// clock plays no part. Logs what is wrong.
+VerificationResult CheckOfficialDeveloperCertificate(X509& developerCertificate, X509& caCertificate);
+
+}  // namespace Zandrel

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+
+namespace Zandrel {
+
+/// What an app directory may hold: every listed file with all directories above it, as paths below the app directory.
+class ListedPaths {
+public:
+    enum class Kind { RegularFile, Directory };
+
+    /// Adds a file and its directories. False, with a line in the log, where one of them is already there as the
+    /// other kind. `path`: one that `IsPathInsideDirectory`.
+    bool AddFile(const std::string& path);
+
+    /// None for a path that was not added.
+    std::optional<Kind> Find(const std::string& path) const;
+
+private:
+    std::map<std::string, Kind> kinds_;
+};
+
+/// Whether a name is a relative path in its only form: no component is empty, "." or "..", and none holds a NUL.
+bool IsPathInsideDirectory(const std::string& name);
+
+}  // namespace Zandrel

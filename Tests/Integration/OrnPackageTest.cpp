@@ -1,0 +1,362 @@
+#include <gmock/gmock.h>
+#include <pty.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <boost/filesystem/operations.hpp>
+#include <string>
+#include <vector>
+
+#include "AppPackage.h"
+#include "ChildProcess.h"
+#include "VerifyAppPackage.h"
+
+namespace {
+
+namespace filesystem = boost::filesystem;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testing::StartsWith;
+using TestSupport::ChildProcess;
+using TestSupport::ExitStatus;
+using TestSupport::ReadFile;
+using TestSupport::ToPem;
+using TestSupport::WriteFile;
+using Words = std::vector<std::string>;
+
+/// The program in a temporary folder, with an app that is not signed yet.
+class OrnPackageTest : public testing::Test {
+protected:
+    struct Outcome {
+        ExitStatus status;
+        Words output;
+        Words error;
+    };
+
+    OrnPackageTest() {
+        filesystem::create_directories(folder_ / "app/data");
+        WriteFile(folder_ / "app/MyApp.dll", "the app");
+        WriteFile(folder_ / "app/data/texts & more.txt", "texts");
+    }
+    ~OrnPackageTest() override {
+        boost::system::error_code ignored;
+        filesystem::remove_all(folder_, ignored);
+    }
+
+    std::string Path(const std::string& name) const { return (folder_ / name).string(); }
+    std::string App() const { return Path("app"); }
+
+    static Outcome Run(const Words& arguments) {
+        ChildProcess program(ORN_PACKAGE_PROGRAM, arguments);
+        const auto status = program.WaitForExit();
+        return {status.value_or(ExitStatus()), program.GetOutputLines(), program.GetErrorLines()};
+    }
+    /// The output of a call that must succeed.
+    static Words Output(const Words& arguments) {
+        const Outcome outcome = Run(arguments);
+        EXPECT_EQ(outcome.status, ExitStatus::Exited(0));
+        EXPECT_THAT(outcome.error, IsEmpty());
+        return outcome.output;
+    }
+    /// What a call that must fail writes.
+    static Words Errors(int code, const Words& arguments) {
+        const Outcome outcome = Run(arguments);
+        EXPECT_EQ(outcome.status, ExitStatus::Exited(code));
+        EXPECT_THAT(outcome.output, IsEmpty());
+        return outcome.error;
+    }
+    static std::string Error(int code, const Words& arguments) {
+        const Words errors = Errors(code, arguments);
+        EXPECT_THAT(errors, SizeIs(1));
+        return errors.empty() ? "" : errors.back();
+    }
+
+    void MakeKeys(const std::string& type = "ecdsa") const { Output({"keygen", folder_.string(), "--type", type}); }
+    Words SignCommand() const {
+        return {"sign", App(),         "--key", Path("developer.key"), "--certificate", Path("developer.crt"),
+                "--ca", Path("ca.crt")};
+    }
+    Words VerifyCommand() const { return {"verify", App(), "--ca", Path("ca.crt")}; }
+
+    const filesystem::path folder_ =
+        filesystem::temp_directory_path() / filesystem::unique_path("orn-tool-%%%%-%%%%-%%%%");
+};
+
+TEST_F(OrnPackageTest, MakesKeysAndASignedPackage) {
+    EXPECT_THAT(Output({"keygen", folder_.string(), "--type", "ecdsa"}),
+                ElementsAre("wrote " + Path("ca.key"), "wrote " + Path("ca.crt"), "wrote " + Path("developer.key"),
+                            "wrote " + Path("developer.crt")));
+    EXPECT_THAT(Output(SignCommand()), ElementsAre("signed 2 files, 12 bytes"));
+    EXPECT_THAT(Output(VerifyCommand()), ElementsAre("Signature OK"));
+    // And by the device itself.
+    EXPECT_EQ(Zandrel::VerifyAppPackage(Path("app/appfiles.xml"), Path("ca.crt")),
+              Zandrel::VerificationResult::SignatureOk);
+}
+
+TEST_F(OrnPackageTest, RsaIsTheDefaultAndWorksToo) {
+    Output({"keygen", folder_.string()});
+    Output(SignCommand());
+    EXPECT_THAT(Output({"show", App()}), testing::Contains("Key        RSA, 3072 bits"));
+}
+
+TEST_F(OrnPackageTest, FilesOfTheWorkingDirectoryAreTheDefault) {
+    const auto run = [this](const Words& arguments) {
+        Words words{"-C", folder_.string(), ORN_PACKAGE_PROGRAM};
+        words.insert(words.end(), arguments.begin(), arguments.end());
+        ChildProcess program("/usr/bin/env", words);
+        EXPECT_EQ(program.WaitForExit().value_or(ExitStatus()), ExitStatus::Exited(0));
+        EXPECT_THAT(program.GetErrorLines(), IsEmpty());
+        return program.GetOutputLines();
+    };
+    EXPECT_THAT(run({"keygen"}),
+                ElementsAre("wrote ca.key", "wrote ca.crt", "wrote developer.key", "wrote developer.crt"));
+    EXPECT_THAT(run({"sign", "app"}), ElementsAre("signed 2 files, 12 bytes"));
+    EXPECT_THAT(run({"verify", "app"}), ElementsAre("Signature OK"));
+}
+
+TEST_F(OrnPackageTest, PackageCanBeSignedAgain) {
+    MakeKeys();
+    Output(SignCommand());
+    WriteFile(folder_ / "app/added.dll", "more");
+    EXPECT_THAT(Output(SignCommand()), ElementsAre("signed 3 files, 16 bytes"));
+    EXPECT_THAT(Output(VerifyCommand()), ElementsAre("Signature OK"));
+}
+
+TEST_F(OrnPackageTest, OddNamesSurvive) {
+    MakeKeys();
+    for (const std::string name : {" ", "\n", "a\tb", "<>&\"'", "\xC3\xA4", "\xFF", "]]>", "&#65;", "-->"}) {
+        WriteFile(folder_ / "app" / name, name);
+    }
+    Output(SignCommand());
+    EXPECT_THAT(Output(VerifyCommand()), ElementsAre("Signature OK"));
+}
+
+TEST_F(OrnPackageTest, VerifyTellsWhatTheDeviceTells) {
+    MakeKeys();
+    Output(SignCommand());
+    WriteFile(folder_ / "app/added.dll", "more");
+    EXPECT_THAT(Errors(1, VerifyCommand()),
+                ElementsAre("Found unexpected file added.dll",
+                            "The application is considered corrupt due to additional files that are not in the "
+                            "signed file list",
+                            "The application is corrupt"));
+    filesystem::remove(folder_ / "app/added.dll");
+
+    WriteFile(folder_ / "app/MyApp.dll", "the bpp");
+    EXPECT_THAT(Errors(1, VerifyCommand()),
+                ElementsAre("The SHA256 sum does not match: " + Path("app/MyApp.dll"), "The application is corrupt"));
+
+    filesystem::remove(folder_ / "app/sdk.crt");
+    EXPECT_THAT(Errors(3, VerifyCommand()),
+                ElementsAre("Could not open certificate file " + Path("app/sdk.crt"),
+                            "The application could not be verified due to an unexpected problem"));
+}
+
+TEST_F(OrnPackageTest, NamesCannotSteerTheTerminal) {
+    MakeKeys();
+    Output(SignCommand());
+    WriteFile(folder_ / "app" / "\x1B[2J\nSignature OK", "");
+    EXPECT_EQ(Errors(1, VerifyCommand())[0], "Found unexpected file \\x1B[2J\\x0ASignature OK");
+}
+
+TEST_F(OrnPackageTest, ShowsWhatThePackageSays) {
+    MakeKeys();
+    Output(SignCommand());
+    const Words lines = Output({"show", App()});
+    ASSERT_THAT(lines, SizeIs(7));
+    EXPECT_EQ(lines[0], "Developer  CN = Developer");
+    EXPECT_EQ(lines[1], "Issuer     CN = Test CA");
+    EXPECT_THAT(lines[2], AllOf(StartsWith("Valid      "), HasSubstr("Dec 31 23:59:59 2049 GMT")));
+    EXPECT_EQ(lines[3], "Key        EC, 256 bits");
+    EXPECT_EQ(lines[4], "Files      2");
+    EXPECT_EQ(lines[5], "  " + TestSupport::Sha256Of("the app") + "  MyApp.dll");
+    EXPECT_EQ(lines[6], "  " + TestSupport::Sha256Of("texts") + "  data/texts & more.txt");
+}
+
+TEST_F(OrnPackageTest, ShowOfNoPackageFails) {
+    EXPECT_THAT(Errors(3, {"show", App()}), ElementsAre("Could not open certificate file " + Path("app/sdk.crt"),
+                                                        "ornpackage: " + App() + " is no signed package"));
+}
+
+TEST_F(OrnPackageTest, KeysAreSecretAndNeverOverwritten) {
+    MakeKeys();
+    for (const char* const file : {"ca.key", "developer.key"}) {
+        struct stat status {};
+        ASSERT_EQ(stat(Path(file).c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 0777U, 0600U) << file;
+    }
+    const std::string key = ReadFile(Path("developer.key"));
+    filesystem::remove(Path("ca.key"));
+    EXPECT_EQ(Error(3, {"keygen", folder_.string(), "--type", "ecdsa"}),
+              "ornpackage: " + Path("ca.crt") + " exists and is not overwritten");
+    EXPECT_EQ(ReadFile(Path("developer.key")), key);
+    EXPECT_FALSE(filesystem::exists(Path("ca.key")));
+}
+
+TEST_F(OrnPackageTest, CertificateThatTheDeviceRefusesSignsNothing) {
+    MakeKeys();
+    const TestSupport::Key key = TestSupport::MakeEcKey();
+    WriteFile(Path("developer.key"), ToPem(key));
+    WriteFile(Path("developer.crt"), ToPem(TestSupport::MakeDeveloper(key).certificate));
+    EXPECT_THAT(Errors(1, SignCommand()),
+                ElementsAre("Developer certificate check failed with return code 20, message: unable to get local "
+                            "issuer certificate",
+                            "The developer certificate is not derived from the official CA",
+                            "ornpackage: the device would not accept the developer certificate"));
+    EXPECT_FALSE(filesystem::exists(Path("app/appfiles.xml")));
+}
+
+TEST_F(OrnPackageTest, KeyOfAnotherTypeSignsNothing) {
+    const auto signer = TestSupport::MakeDeveloper(TestSupport::MakeEd25519Key());
+    WriteFile(Path("ca.crt"), ToPem(TestSupport::GetAuthority().certificate));
+    WriteFile(Path("developer.key"), ToPem(signer.key));
+    WriteFile(Path("developer.crt"), ToPem(signer.certificate));
+    EXPECT_THAT(Error(1, SignCommand()),
+                StartsWith("ornpackage: the device knows no signature of a key of this type: error:"));
+    EXPECT_FALSE(filesystem::exists(Path("app/appfiles.xml")));
+}
+
+TEST_F(OrnPackageTest, KeyOfAnotherCertificateSignsNothing) {
+    MakeKeys();
+    WriteFile(Path("developer.key"), ToPem(TestSupport::MakeEcKey()));
+    EXPECT_EQ(Error(1, SignCommand()), "ornpackage: the key " + Path("developer.key") +
+                                           " does not belong to the certificate " + Path("developer.crt"));
+}
+
+TEST_F(OrnPackageTest, EncryptedKeyIsRefused) {
+    MakeKeys();
+    WriteFile(Path("developer.key"), ToPem(TestSupport::MakeEcKey(), "secret"));
+    EXPECT_EQ(Error(3, SignCommand()), "ornpackage: cannot parse key file " + Path("developer.key") +
+                                           ": expected a private key, PEM, not encrypted");
+}
+
+TEST_F(OrnPackageTest, KeyInsideOfTheAppIsRefused) {
+    MakeKeys();
+    filesystem::rename(Path("developer.key"), Path("app/developer.key"));
+    EXPECT_EQ(Error(1, {"sign", App(), "--key", Path("app/developer.key"), "--certificate", Path("developer.crt"),
+                        "--ca", Path("ca.crt")}),
+              "ornpackage: the key " + Path("app/developer.key") + " lies in the app directory");
+}
+
+TEST_F(OrnPackageTest, WhatNoPackageMayHoldIsRefused) {
+    MakeKeys();
+    filesystem::create_symlink("MyApp.dll", Path("app/link"));
+    EXPECT_EQ(Error(1, SignCommand()), "ornpackage: link is no regular file: a package cannot hold it");
+    filesystem::remove(Path("app/link"));
+    ASSERT_EQ(mkfifo(Path("app/data/pipe").c_str(), 0600), 0);
+    EXPECT_EQ(Error(1, SignCommand()), "ornpackage: data/pipe is no regular file: a package cannot hold it");
+    filesystem::remove(Path("app/data/pipe"));
+    filesystem::create_directory(Path("app/data/none"));
+    EXPECT_EQ(Error(1, SignCommand()), "ornpackage: the directory data/none/ is empty: a package cannot hold it");
+    filesystem::remove(Path("app/data/none"));
+    filesystem::create_directory(Path("app/appfiles.xml"));
+    EXPECT_EQ(Error(1, SignCommand()), "ornpackage: appfiles.xml is no regular file: a package cannot hold it");
+    filesystem::remove(Path("app/appfiles.xml"));
+    WriteFile(Path("app/large"), "");
+    filesystem::resize_file(Path("app/large"), std::uintmax_t{1} << 31);
+    EXPECT_EQ(Error(1, SignCommand()), "ornpackage: the package is too large: more than 1024 MiB");
+}
+
+TEST_F(OrnPackageTest, MissingFilesAreReported) {
+    EXPECT_EQ(Error(3, SignCommand()), "ornpackage: cannot open key file " + Path("developer.key"));
+    EXPECT_EQ(Error(3, {"sign", Path("none")}), "ornpackage: " + Path("none") + " is no directory");
+    EXPECT_EQ(Error(3, {"keygen", Path("app/MyApp.dll")}).rfind("ornpackage: cannot make " + Path("app/MyApp.dll"), 0),
+              0U);
+}
+
+TEST_F(OrnPackageTest, BadCommandLinesAreOneLineAndCodeTwo) {
+    const auto error = [](const Words& arguments) { return Error(2, arguments); };
+    EXPECT_EQ(error({}), "ornpackage: expected a command: keygen, sign, verify or show; see --help");
+    EXPECT_EQ(error({"pack"}),
+              "ornpackage: unknown command \"pack\": expected keygen, sign, verify or show; see --help");
+    EXPECT_EQ(error({"sign"}), "ornpackage: expected sign DIR; see --help");
+    EXPECT_EQ(error({"verify", "a", "b"}), "ornpackage: expected verify DIR; see --help");
+    EXPECT_EQ(error({"keygen", "a", "b"}), "ornpackage: expected keygen [DIR]; see --help");
+    EXPECT_EQ(error({"keygen", "--type", "dsa"}), "ornpackage: --type dsa: expected rsa or ecdsa; see --help");
+    EXPECT_EQ(error({"show", "a", "--ca", "b"}), "ornpackage: --ca does not go with this command; see --help");
+    EXPECT_EQ(error({"verify", "a", "--key", "b"}), "ornpackage: --key does not go with this command; see --help");
+    EXPECT_EQ(error({"verify", "a", "--ca", ""}), "ornpackage: --ca: expected a file; see --help");
+    EXPECT_THAT(error({"--unknown"}), HasSubstr("--unknown"));
+}
+
+TEST_F(OrnPackageTest, HelpNamesEveryCommandAndExitCode) {
+    const Words lines = Output({"--help"});
+    for (const char* const part :
+         {"ornpackage keygen", "ornpackage sign", "ornpackage verify", "ornpackage show", "  0  done",
+          "  1  the package is corrupt", "  2  the command line", "  3  an unexpected"}) {
+        EXPECT_THAT(lines, testing::Contains(HasSubstr(part)));
+    }
+}
+
+/// The program with a terminal of its own.
+class TerminalTest : public OrnPackageTest {
+protected:
+    struct TerminalOutcome {
+        int status = -1;
+        std::string text;
+    };
+
+    static TerminalOutcome RunOnTerminal(Words words) {
+        words.insert(words.begin(), ORN_PACKAGE_PROGRAM);
+        std::vector<char*> arguments;
+        for (std::string& word : words) {
+            arguments.push_back(word.data());
+        }
+        arguments.push_back(nullptr);
+        int terminal = -1;
+        const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+        if (child == 0) {
+            alarm(20);  // where it would wait for an input
+            execv(arguments[0], arguments.data());
+            _exit(127);
+        }
+        TerminalOutcome outcome;
+        std::array<char, 4096> buffer{};
+        ssize_t count = 0;
+        while ((count = read(terminal, buffer.data(), buffer.size())) > 0) {
+            outcome.text.append(buffer.data(), static_cast<std::size_t>(count));
+        }
+        waitpid(child, &outcome.status, 0);
+        close(terminal);
+        return outcome;
+    }
+    static constexpr const char* Scale = "0%   10   20";
+};
+
+TEST_F(TerminalTest, LargePackageHasAProgressBar) {
+    MakeKeys();
+    WriteFile(folder_ / "app/large", std::string(std::size_t{33} << 20, 'a'));
+    const TerminalOutcome signing = RunOnTerminal(SignCommand());
+    EXPECT_EQ(signing.status, 0);
+    EXPECT_THAT(signing.text, AllOf(HasSubstr(Scale), HasSubstr(std::string(51, '*')), HasSubstr("signed 3 files")));
+    const TerminalOutcome checking = RunOnTerminal(VerifyCommand());
+    EXPECT_EQ(checking.status, 0);
+    EXPECT_THAT(checking.text, AllOf(HasSubstr(Scale), HasSubstr(std::string(51, '*')), HasSubstr("Signature OK")));
+    // Elsewhere there is none.
+    EXPECT_THAT(Run(VerifyCommand()).error, IsEmpty());
+}
+
+TEST_F(TerminalTest, SmallPackageHasNone) {
+    MakeKeys();
+    EXPECT_EQ(RunOnTerminal(SignCommand()).text, "signed 2 files, 12 bytes\r\n");
+}
+
+TEST_F(TerminalTest, NobodyIsAskedForAPassword) {
+    MakeKeys();
+    Output(SignCommand());
+    const std::string pem = ReadFile(Path("app/sdk.crt"));
+    const std::size_t line = pem.find('\n') + 1;
+    WriteFile(Path("app/sdk.crt"), pem.substr(0, line) + "Proc-Type: 4,ENCRYPTED\nDEK-Info: AES-128-CBC," +
+                                       std::string(32, 'A') + "\n\n" + pem.substr(line));
+    const TerminalOutcome outcome = RunOnTerminal(VerifyCommand());
+    EXPECT_EQ(WEXITSTATUS(outcome.status), 3);
+    EXPECT_EQ(outcome.text, "Could not parse the certificate file " + Path("app/sdk.crt") +
+                                "\r\nThe application could not be verified due to an unexpected problem\r\n");
+}
+
+}  // namespace

@@ -1,0 +1,255 @@
+#include <openssl/obj_mac.h>
+
+#include <boost/filesystem/operations.hpp>
+#include <cstdlib>
+#include <ctime>
+
+#include "AppPackageFixture.h"
+#include "OpenSslFaults.h"
+
+namespace {
+
+using TestSupport::CertificateText;
+using TestSupport::GetAuthority;
+using TestSupport::Key;
+using TestSupport::MakeCertificate;
+using TestSupport::MakeDeveloper;
+using TestSupport::MakeEcKey;
+using TestSupport::MakeRsaKey;
+using TestSupport::Signer;
+using TestSupport::ToPem;
+
+class CertificateTest : public AppPackageFixture {
+protected:
+    ~CertificateTest() override {
+        OpenSslFaults::clock = 0;
+        unsetenv("TZ");
+        tzset();
+    }
+
+    static void SetTimeZone(const char* zone) {
+        setenv("TZ", zone, 1);
+        tzset();
+    }
+
+    std::vector<LogLine> Refusal(int code, const std::string& message) {
+        return {Error("CheckOfficialDeveloperCertificate", "Developer certificate check failed with return code " +
+                                                               std::to_string(code) + ", message: " + message),
+                Error("CheckOfficialDeveloperCertificate",
+                      "The developer certificate is not derived from the official CA")};
+    }
+
+    /// Seals the package with a certificate of this text.
+    void SealWithText(const CertificateText& text) { sut_.Seal(MakeDeveloper(MakeEcKey(), text)); }
+    void SealWithExpiry(const char* notAfter) {
+        CertificateText text;
+        text.notAfter = notAfter;
+        SealWithText(text);
+    }
+};
+
+TEST_F(CertificateTest, RsaKeyIsAccepted) {
+    sut_.Seal(MakeDeveloper(MakeRsaKey(2048)));
+    ExpectOk();
+}
+
+TEST_F(CertificateTest, SignatureOfAnotherRsaKeyIsRefused) {
+    sut_.Seal(MakeDeveloper(MakeRsaKey(2048)));
+    sut_.Write("appfiles.xml.SHA256.sig", TestSupport::Sign(sut_.Read("appfiles.xml"), MakeRsaKey(2048)));
+    EXPECT_EQ(Verify(), VerificationResult::Corrupt);
+    const std::vector<LogLine> lines = TakeLines();
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_THAT(lines[0].text, testing::MatchesRegex("CheckSignature \\(SOURCE\\) - The file list signature is "
+                                                     "incorrect\\. OpenSSL error: error:[0-9A-F]+:.*"));
+    EXPECT_EQ(lines[1], Error("CheckSignature", "The application is corrupt because the signature is wrong"));
+}
+
+TEST_F(CertificateTest, SignatureOverAnotherDigestIsRefused) {
+    const Signer signer = MakeDeveloper(MakeRsaKey(2048));
+    sut_.Seal(signer);
+    sut_.Write("appfiles.xml.SHA256.sig", TestSupport::Sign(sut_.Read("appfiles.xml"), signer.key, "SHA512"));
+    EXPECT_EQ(Verify(), VerificationResult::Corrupt);
+}
+
+TEST_F(CertificateTest, Ed25519KeyIsRefused) {
+    const Signer signer = MakeDeveloper(TestSupport::MakeEd25519Key());
+    sut_.Write("sdk.crt", ToPem(signer.certificate));
+    sut_.Write("appfiles.xml.SHA256.sig", TestSupport::Sign(sut_.Read("appfiles.xml"), signer.key, nullptr));
+    EXPECT_EQ(Verify(), VerificationResult::Corrupt);
+    const std::vector<LogLine> lines = TakeLines();
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_THAT(lines[0].text, testing::HasSubstr("invalid digest"));
+    EXPECT_EQ(lines[1], Error("CheckSignature", "The application is corrupt because the signature is wrong"));
+}
+
+TEST_F(CertificateTest, CertificateOfAnotherAuthorityIsRefused) {
+    const Key key = MakeEcKey();
+    const auto other = MakeCertificate(TestSupport::AuthorityText("Other CA"), key, nullptr, key);
+    sut_.Seal({key, MakeCertificate({}, key, other, key)});
+    ExpectCorrupt(Refusal(20, "unable to get local issuer certificate"));
+}
+
+TEST_F(CertificateTest, CertificateInTheNameOfTheAuthorityIsRefused) {
+    const Key key = MakeEcKey();
+    const auto impostor = MakeCertificate(TestSupport::AuthorityText("Official CA"), key, nullptr, key);
+    sut_.Seal({key, MakeCertificate({}, key, impostor, key)});
+    ExpectCorrupt(Refusal(7, "certificate signature failure"));
+}
+
+TEST_F(CertificateTest, CertificateThatSignedItselfIsRefused) {
+    const Key key = MakeEcKey();
+    sut_.Seal({key, MakeCertificate({}, key, nullptr, key)});
+    ExpectCorrupt(Refusal(18, "self-signed certificate"));
+}
+
+TEST_F(CertificateTest, IntermediateCertificateIsRefused) {
+    const Signer intermediate = MakeDeveloper(MakeEcKey(), TestSupport::AuthorityText("Intermediate CA"));
+    const Key key = MakeEcKey();
+    const Signer signer{key, MakeCertificate({}, key, intermediate.certificate, intermediate.key)};
+    sut_.Seal(signer);
+    ExpectCorrupt(Refusal(20, "unable to get local issuer certificate"));
+
+    // Only the first certificate of the file counts.
+    sut_.Write("sdk.crt", ToPem(signer.certificate) + ToPem(intermediate.certificate));
+    ExpectCorrupt(Refusal(20, "unable to get local issuer certificate"));
+
+    // An authority must be a root.
+    TestSupport::WriteFile(sut_.CaFile(), ToPem(intermediate.certificate));
+    ExpectCorrupt(Refusal(2, "unable to get issuer certificate"));
+}
+
+TEST_F(CertificateTest, AuthorityThatIsNoneIsRefused) {
+    const Key key = MakeEcKey();
+    CertificateText text;
+    text.name = "No CA";
+    text.extensions = {{NID_basic_constraints, "critical,CA:FALSE"}};
+    const auto issuer = MakeCertificate(text, key, nullptr, key);
+    TestSupport::WriteFile(sut_.CaFile(), ToPem(issuer));
+    sut_.Seal({key, MakeCertificate({}, key, issuer, key)});
+    EXPECT_EQ(Verify(), VerificationResult::Corrupt);
+}
+
+TEST_F(CertificateTest, CertificateThatExpiresBefore2035IsRefused) {
+    SealWithExpiry("20341230000000Z");
+    ExpectCorrupt(Refusal(10, "certificate has expired"));
+}
+
+TEST_F(CertificateTest, AuthorityThatExpiresBefore2035IsRefused) {
+    const Key key = MakeEcKey();
+    CertificateText text = TestSupport::AuthorityText("Short CA");
+    text.notAfter = "20341230000000Z";
+    const auto authority = MakeCertificate(text, key, nullptr, key);
+    TestSupport::WriteFile(sut_.CaFile(), ToPem(authority));
+    sut_.Seal({key, MakeCertificate({}, key, authority, key)});
+    ExpectCorrupt(Refusal(10, "certificate has expired"));
+}
+
+TEST_F(CertificateTest, CertificateThatIsNotYetValidIn2035IsRefused) {
+    CertificateText text;
+    text.notBefore = "20350103000000Z";
+    SealWithText(text);
+    ExpectCorrupt(Refusal(9, "certificate is not yet valid"));
+}
+
+/// A time zone, the moment at which 2035 begins there, and a second later.
+struct Zone {
+    const char* name;
+    const char* newYear;
+    const char* aSecondLater;
+};
+
+TEST_F(CertificateTest, DateIsTheLocalOne) {
+    // Names in the POSIX form, which need no time-zone files: west is positive.
+    for (const Zone& zone :
+         {Zone{"UTC0", "20350101000000Z", "20350101000001Z"}, Zone{"XXX-14", "20341231100000Z", "20341231100001Z"},
+          Zone{"XXX12", "20350101120000Z", "20350101120001Z"}, Zone{"XXX-5:45", "20341231181500Z", "20341231181501Z"},
+          // Summer time in January.
+          Zone{"XXX-10YYY,M10.1.0,M4.1.0/3", "20341231130000Z", "20341231130001Z"}}) {
+        SCOPED_TRACE(zone.name);
+        SetTimeZone(zone.name);
+        SealWithExpiry(zone.newYear);
+        ExpectCorrupt(Refusal(10, "certificate has expired"));
+        SealWithExpiry(zone.aSecondLater);
+        ExpectOk();
+    }
+}
+
+TEST_F(CertificateTest, ClockOfTheDevicePlaysNoPart) {
+    for (const std::time_t now : {std::time_t{1}, std::time_t{2524608000}}) {  // 1970 and 2050
+        OpenSslFaults::clock = now;
+        ASSERT_EQ(std::time(nullptr), now);
+        sut_.Seal();
+        ExpectOk();
+        SealWithExpiry("20341230000000Z");
+        ExpectCorrupt(Refusal(10, "certificate has expired"));
+    }
+}
+
+TEST_F(CertificateTest, CertificateThatIsNotValidTodayIsAccepted) {
+    CertificateText text;
+    text.notBefore = "20341201000000Z";
+    SealWithText(text);
+    ExpectOk();
+}
+
+TEST_F(CertificateTest, KeyUsageOfTheDeveloperIsNotLookedAt) {
+    CertificateText text;
+    text.extensions = {{NID_key_usage, "critical,keyEncipherment"}, {NID_ext_key_usage, "critical,serverAuth"}};
+    SealWithText(text);
+    ExpectOk();
+}
+
+TEST_F(CertificateTest, KeyUsageOfTheAuthorityIsLookedAt) {
+    const Key key = MakeEcKey();
+    CertificateText text = TestSupport::AuthorityText("No signer");
+    text.extensions[1].second = "critical,digitalSignature";
+    const auto authority = MakeCertificate(text, key, nullptr, key);
+    TestSupport::WriteFile(sut_.CaFile(), ToPem(authority));
+    sut_.Seal({key, MakeCertificate({}, key, authority, key)});
+    EXPECT_EQ(Verify(), VerificationResult::Corrupt);
+}
+
+TEST_F(CertificateTest, WeakKeysAreAccepted) {
+    sut_.Seal(MakeDeveloper(MakeRsaKey(512)));
+    ExpectOk();
+}
+
+TEST_F(CertificateTest, WeakDigestsOfTheAuthorityAreAccepted) {
+    const Key key = MakeRsaKey(2048);  // no ECDSA signature has a name with MD5
+    const auto authority = MakeCertificate(TestSupport::AuthorityText("RSA CA"), key, nullptr, key);
+    TestSupport::WriteFile(sut_.CaFile(), ToPem(authority));
+    for (const char* const digest : {"SHA1", "MD5"}) {
+        CertificateText text;
+        text.digest = digest;
+        sut_.Seal({key, MakeCertificate(text, key, authority, key)});
+        ExpectOk();
+    }
+}
+
+TEST_F(CertificateTest, AuthorityItselfMaySign) {
+    sut_.Seal(GetAuthority());
+    ExpectOk();
+}
+
+TEST_F(CertificateTest, IntermediateAuthorityMaySignAsADeveloper) {
+    sut_.Seal(MakeDeveloper(MakeEcKey(), TestSupport::AuthorityText("Intermediate CA")));
+    ExpectOk();
+}
+
+TEST_F(CertificateTest, UnknownCriticalExtensionIsRefused) {
+    CertificateText text;
+    text.extensions = {{NID_netscape_comment, "critical,unknown"}};
+    SealWithText(text);
+    ExpectCorrupt(Refusal(34, "unhandled critical extension"));
+}
+
+TEST_F(CertificateTest, EncryptedCertificateIsRefusedWithoutAsking) {
+    const std::string pem = ToPem(TestSupport::GetDeveloper().certificate);
+    const std::size_t line = pem.find('\n') + 1;
+    sut_.Write("sdk.crt", pem.substr(0, line) + "Proc-Type: 4,ENCRYPTED\nDEK-Info: AES-128-CBC," +
+                              std::string(32, 'A') + "\n\n" + pem.substr(line));
+    ExpectUnverifiable(
+        {Error("LoadCerfificate", "Could not parse the certificate file " + sut_.File("sdk.crt").string())});
+}
+
+}  // namespace

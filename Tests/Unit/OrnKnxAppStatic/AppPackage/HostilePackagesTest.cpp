@@ -1,0 +1,134 @@
+#include "HostilePackages.h"
+
+#include <malloc.h>
+#include <openssl/bio.h>
+#include <openssl/pem.h>
+
+#include <boost/filesystem/fstream.hpp>
+#include <boost/filesystem/operations.hpp>
+#include <chrono>
+#include <functional>
+#include <set>
+
+#include "AppPackageFixture.h"
+
+namespace {
+
+using SteadyClock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds TimeLimit{2};
+constexpr long MemoryLimitKilobytes = 32 * 1024;
+
+/// A value of /proc/self/status, in kB.
+long StatusValue(const std::string& name) {
+    boost::filesystem::ifstream stream("/proc/self/status");
+    std::string word;
+    while (stream >> word) {
+        if (word == name + ":") {
+            long value = 0;
+            stream >> value;
+            return value;
+        }
+    }
+    return 0;
+}
+
+/// How far the memory of the process grows at its peak, from here on. The kernel may refuse to forget older peaks; then
+/// it is never too little.
+class MemoryPeak {
+public:
+    MemoryPeak() {
+        malloc_trim(0);
+        boost::filesystem::ofstream("/proc/self/clear_refs") << "5";
+        before_ = StatusValue("VmRSS");
+    }
+    long GetKilobytes() const { return StatusValue("VmHWM") - before_; }
+
+private:
+    long before_ = 0;
+};
+
+TEST(HostilePackagesTest, ThereAreManyOfManyKinds) {
+    std::set<std::string> groups;
+    const std::vector<HostilePackage> packages = MakeHostilePackages();
+    for (const HostilePackage& package : packages) {
+        groups.insert(package.group);
+    }
+    EXPECT_GE(packages.size(), 200U);
+    EXPECT_GE(groups.size(), 20U);
+}
+
+TEST(HostilePackagesTest, NoneIsAcceptedAndNoneIsSlowOrLarge) {
+    const TestSupport::GlobalLogCapture log;
+    std::vector<HostilePackage> packages = MakeHostilePackages();
+    for (HostilePackage& hostile : packages) {
+        SCOPED_TRACE(hostile.group + ": " + hostile.name.substr(0, 80));
+        const TestSupport::AppPackage package;
+        hostile.make(package);
+        hostile.make = nullptr;  // a large one takes memory
+        const MemoryPeak memory;
+        const auto begin = SteadyClock::now();
+
+        const VerificationResult result = Zandrel::VerifyAppPackage(package.FileList(), package.CaFile());
+
+        EXPECT_NE(result, VerificationResult::SignatureOk);
+        EXPECT_LT(SteadyClock::now() - begin, TimeLimit);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+        EXPECT_LT(memory.GetKilobytes(), MemoryLimitKilobytes);
+#endif
+    }
+    for (const LogLine& line : log.GetLines()) {
+        EXPECT_EQ(line.level, "ERROR");
+    }
+}
+
+/// The certificate of a PEM text; null where there is none.
+TestSupport::Certificate ReadPem(const std::string& pem) {
+    BIO* const bio = BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size()));
+    const TestSupport::Certificate certificate(PEM_read_bio_X509(
+                                                   bio, nullptr, [](char*, int, int, void*) { return -1; }, nullptr),
+                                               &X509_free);
+    BIO_free(bio);
+    return certificate;
+}
+
+class FlippedBitTest : public AppPackageFixture {
+protected:
+    /// Checks the package with one bit of each byte of a file flipped; `isSame` tells a content that means the same.
+    void FlipIn(const std::string& file, const std::function<bool(const std::string& content)>& isSame) {
+        const std::string good = sut_.Read(file);
+        for (std::size_t i = 0; i < good.size(); ++i) {
+            std::string flipped = good;
+            flipped[i] = static_cast<char>(flipped[i] ^ (1 << (i % 8)));
+            sut_.Write(file, flipped);
+            EXPECT_TRUE(Verify() != VerificationResult::SignatureOk || isSame(flipped))
+                << "bit " << i % 8 << " of byte " << i << " of " << file;
+        }
+        sut_.Write(file, good);
+        EXPECT_EQ(Verify(), VerificationResult::SignatureOk);
+    }
+    static bool Never(const std::string& /*content*/) { return false; }
+};
+
+TEST_F(FlippedBitTest, InTheListIsFound) {
+    FlipIn("appfiles.xml", &Never);
+}
+
+TEST_F(FlippedBitTest, InTheSignatureIsFound) {
+    FlipIn("appfiles.xml.SHA256.sig", &Never);
+}
+
+TEST_F(FlippedBitTest, InAnRsaSignatureIsFound) {
+    sut_.Seal(TestSupport::MakeDeveloper(TestSupport::MakeRsaKey(2048)));
+    FlipIn("appfiles.xml.SHA256.sig", &Never);
+}
+
+TEST_F(FlippedBitTest, InTheCertificateIsFoundUnlessItIsTheSameOne) {
+    const auto good = TestSupport::GetDeveloper().certificate;
+    FlipIn("sdk.crt", [&good](const std::string& content) {
+        const TestSupport::Certificate certificate = ReadPem(content);
+        return certificate != nullptr && X509_cmp(certificate.get(), good.get()) == 0;
+    });
+}
+
+}  // namespace

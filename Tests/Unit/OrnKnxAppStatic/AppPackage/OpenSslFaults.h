@@ -1,0 +1,21 @@
+#pragma once
+
+#include <atomic>
+#include <ctime>
+
+/// Makes functions of OpenSSL fail, and the clock stand still, in the program that links it.
+namespace OpenSslFaults {
+
+/// Each makes the next call fail, and is off again after it.
+inline std::atomic<bool> newStore{false};
+inline std::atomic<bool> newContext{false};
+inline std::atomic<bool> addCertificate{false};
+inline std::atomic<bool> initContext{false};
+inline std::atomic<bool> fetchDigest{false};
+inline std::atomic<bool> getPublicKey{false};
+inline std::atomic<bool> updateDigest{false};
+
+/// What the clock shows; 0: the real time.
+inline std::atomic<std::time_t> clock{0};
+
+}  // namespace OpenSslFaults

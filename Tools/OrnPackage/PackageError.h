@@ -1,0 +1,31 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+#include "VerificationResult.h"
+
+namespace LocalDevice {
+
+/// Why a command did not do what it was asked for, in one line, with the result that the program ends with.
+class PackageError : public std::runtime_error {
+public:
+    PackageError(Zandrel::VerificationResult result, const std::string& message)
+        : std::runtime_error(message), result_(result) {}
+
+    Zandrel::VerificationResult GetResult() const noexcept { return result_; }
+
+private:
+    Zandrel::VerificationResult result_;
+};
+
+/// The device would not accept the package.
+inline PackageError Refused(const std::string& message) {
+    return {Zandrel::VerificationResult::Corrupt, message};
+}
+/// Anything else.
+inline PackageError Unexpected(const std::string& message) {
+    return {Zandrel::VerificationResult::Unverifiable, message};
+}
+
+}  // namespace LocalDevice

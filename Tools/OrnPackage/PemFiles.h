@@ -1,0 +1,22 @@
+#pragma once
+
+#include <boost/filesystem/path.hpp>
+#include <string>
+
+#include "OpenSsl.h"
+
+namespace LocalDevice {
+
+/// The text of a certificate or an unencrypted private key. Throw `PackageError`.
+std::string ToPem(X509& certificate);
+std::string ToPem(EVP_PKEY& key);
+
+/// The private key of a PEM file. Throws `PackageError`; an encrypted key is not asked a password for.
+Zandrel::KeyPointer LoadPrivateKey(const boost::filesystem::path& path);
+
+/// Writes a file that was not there, readable by its owner only where it is secret. Throws `PackageError`.
+void CreateFile(const boost::filesystem::path& path, const std::string& content, bool isSecret);
+/// Writes a file, over what it held. Throws `PackageError`.
+void ReplaceFile(const boost::filesystem::path& path, const std::string& content);
+
+}  // namespace LocalDevice

@@ -1,0 +1,11 @@
+#pragma once
+
+#include "PackageOptions.h"
+
+namespace LocalDevice {
+
+/// Makes the app directory a signed package, and checks it as the device does. Where the device would not accept it
+/// nothing is written. Throws `PackageError`.
+void RunSign(const PackageOptions& options);
+
+}  // namespace LocalDevice
