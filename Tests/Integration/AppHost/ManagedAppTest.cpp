@@ -75,7 +75,7 @@ TEST_F(ManagedApp, livesFromItsStartToItsEnd) {
     StartBoth("echo");
     Write(Event, CommunicationOn);
     EXPECT_EQ(NextReport(), Told("on"));
-    for (const std::string& value : {"2.1:1", "3.1:-42", "4.1:21.5", "5.1:a \\ text with Gr\u00fc\u00dfe"}) {
+    for (const std::string& value : Texts{"2.1:1", "3.1:-42", "4.1:21.5", "5.1:a \\ text with Gr\u00fc\u00dfe"}) {
         Write(Co1, value);
         EXPECT_EQ(NextReport(), "1010021 " + value);
     }

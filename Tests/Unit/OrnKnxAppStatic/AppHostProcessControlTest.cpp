@@ -96,7 +96,8 @@ TEST_F(AppHostLaunch, NothingIsStartedBesideAnAppHostThatCannotBeKilled) {
                  {"INFO", "KillProcess - App host killed"},
                  {"INFO", "Stop - Waiting for app host process to exit"},
                  {"ERROR", "Stop - App host process (pid: N) did not exit in time although it was killed"}});
-    EXPECT_EQ(GetChildren().size(), 1U);
+    ASSERT_EQ(GetChildren().size(), 1U);
+    End(GetChildren().at(0));
 }
 
 TEST_F(AppHostLaunch, StopLeavesACleanStateForTheNextLaunch) {

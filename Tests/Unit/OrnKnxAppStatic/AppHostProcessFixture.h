@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <csignal>
 #include <functional>
 #include <memory>
 #include <string>
@@ -56,6 +57,13 @@ protected:
         log_.TakeLines();
         siginfo_t info{};
         ASSERT_EQ(waitid(P_ALL, 0, &info, WEXITED | WNOWAIT), 0);
+    }
+
+    /// Kills a child past the object under test, which finds it ended and not reaped.
+    static void End(pid_t child) {
+        EXPECT_EQ(kill(child, SIGKILL), 0);
+        siginfo_t info{};
+        EXPECT_EQ(waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT), 0);
     }
 
     /// What a stop ends with when it kills a running app host.

@@ -117,7 +117,8 @@ TEST_F(ConnectorHostLaunch, NothingIsStartedBesideAConnectorHostThatCannotBeKill
         KillOfTheConnectorHost +
         Lines{{"INFO", "Stop - Waiting for connector app host process to exit"},
               {"ERROR", "Stop - Connector app host process (pid: N) did not exit in time although it was killed"}});
-    EXPECT_EQ(GetChildren().size(), 1U);
+    ASSERT_EQ(GetChildren().size(), 1U);
+    End(GetChildren().at(0));
 }
 
 TEST_F(ConnectorHostLaunch, LeftOverProcessesAreBothKilledWithoutAskingTheApp) {
@@ -278,9 +279,7 @@ TEST_F(ConnectorHostStop, ConnectorHostThatCannotBeKilledIsLeftToTheNextStop) {
                "killed"}} +
         StopOfTheConnectorHost);
     ASSERT_EQ(GetChildren().size(), 1U);
-    kill(GetChildren().at(0), SIGKILL);
-    siginfo_t info{};
-    waitid(P_ALL, 0, &info, WEXITED | WNOWAIT);
+    End(GetChildren().at(0));
 
     sut_->StopManagedApp();
 
