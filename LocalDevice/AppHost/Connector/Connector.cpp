@@ -119,7 +119,7 @@ void Connector::OnAccepted(tcp::socket socket) {
     socket.set_option(tcp::no_delay(true), ignored);
     session_ = std::make_shared<ConnectorSession>(
         std::move(socket), host_,
-        ConnectorSession::Handlers{[this] { return GetAllThatIsKnown(); }, [this] { OnSessionEnd(); }}, durations_.ping,
+        ConnectorSession::Handlers{[this] { return GetOpening(); }, [this] { OnSessionEnd(); }}, durations_.ping,
         durations_.silence);
     session_->Begin();
 }
@@ -155,12 +155,15 @@ void Connector::Tell(const std::string& line) {
     }
 }
 
-std::vector<std::string> Connector::GetAllThatIsKnown() const {
+std::vector<std::string> Connector::GetOpening() const {
     std::vector<std::string> lines = parameters_;
     for (const auto& [co, line] : values_) {
         lines.push_back(line);
     }
-    lines.emplace_back(communication_ ? "communication on" : "communication off");
+    lines.emplace_back("start");
+    if (communication_) {
+        lines.emplace_back("communication on");
+    }
     return lines;
 }
 

@@ -48,7 +48,7 @@ private:
     void OnSessionEnd();
     void Stop();
     void Tell(const std::string& line);
-    std::vector<std::string> GetAllThatIsKnown() const;
+    std::vector<std::string> GetOpening() const;
 
     const orn_host& host_;
     const std::string portFile_;

@@ -15,8 +15,8 @@
 ///     orn-connector 1              first of all: the version
 ///     parameter KIND SLOT TEXT     KIND: ip, number or text
 ///     value CO TYPE TEXT           a communication object has or gets a value; TYPE: boolean, integer, number or text
-///     communication on|off
 ///     start                        all that is known has been said: the app may start
+///     communication on|off         off until it is on
 ///     ping                         now and then; a host that is silent for too long counts as gone
 ///     stop                         the app is to stop; the host ends after that
 /// The host says:

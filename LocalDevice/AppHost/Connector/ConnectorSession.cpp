@@ -130,10 +130,9 @@ void ConnectorSession::OnLine(std::string line) {
             return;
         }
         hasGreeted_ = true;
-        for (const std::string& known : handlers_.getAllThatIsKnown()) {
-            Send(known);
+        for (const std::string& opening : handlers_.getOpening()) {
+            Send(opening);
         }
-        Send("start");
         return;
     }
     const std::string command = ConnectorProtocol::TakeWord(line);

@@ -20,8 +20,8 @@ public:
     using Milliseconds = std::chrono::milliseconds;
 
     struct Handlers {
-        std::function<std::vector<std::string>()> getAllThatIsKnown;
-        std::function<void()> onEnd;  ///< called once
+        std::function<std::vector<std::string>()> getOpening;  ///< the lines that a new host is told
+        std::function<void()> onEnd;                           ///< called once
     };
 
     /// A host that is silent for `silence` counts as gone.
