@@ -1,5 +1,6 @@
 #include "AppHostProcessControl.h"
 
+#include <boost/algorithm/string/case_conv.hpp>
 #include <boost/algorithm/string/join.hpp>
 #include <boost/chrono/chrono_io.hpp>
 #include <boost/thread/lock_guard.hpp>
@@ -17,7 +18,21 @@ namespace {
 constexpr int OwnIpcProcess = 13;
 constexpr int SupervisorIpcProcess = 2;
 
-const char* const AppHostName = "App host";
+const char* const Mono = "/usr/bin/mono";
+const char* const Loopback = "127.0.0.1";
+
+std::string CommandLine(const std::vector<std::string>& arguments) {
+    return boost::algorithm::join(arguments, " ");
+}
+
+std::string Describe(const boost::system::error_code& error) {
+    return error.message() + " (" + error.category().name() + ":" + std::to_string(error.value()) + ")";
+}
+
+std::string Capitalised(std::string text) {
+    text.front() = boost::algorithm::to_upper_copy(text.substr(0, 1)).front();
+    return text;
+}
 
 }  // namespace
 
@@ -33,7 +48,8 @@ AppHostProcessControl::~AppHostProcessControl() {
         KillLeftOver();
     } catch (...) {  // NOLINT(bugprone-empty-catch): what cannot be logged is no reason to end the process
     }
-    appHost_.Release();
+    connectorHost_.handle.Release();
+    appHost_.handle.Release();
 }
 
 void AppHostProcessControl::OnRunStateValue(const ZANVALUE& value) {
@@ -70,25 +86,60 @@ bool AppHostProcessControl::LaunchNativeApp(const ThreadControl& control, Logica
         ORN_LOG_PLAIN(logger_, INFO, "Interruption signaled.");
         return false;
     }
-    Stop(lock);
-    if (appHost_.HoldsProcess()) {
+    Stop(lock, appHost_);
+    if (appHost_.handle.HoldsProcess()) {
         return false;
     }
-    ORN_LOG_PLAIN(logger_, INFO,
-                  "Launching app host (Command Line = " << boost::algorithm::join(arguments, " ") << ").");
+    ORN_LOG_PLAIN(logger_, INFO, "Launching app host (Command Line = " << CommandLine(arguments) << ").");
     // NOLINTBEGIN(bugprone-lambda-function-name): these two lines name the function operator()
     const auto spawn = [this, &arguments, &appName] {
         SpawnResult result = OrnProcessHandle::Spawn(arguments);
         if (result.error) {
-            ORN_LOG_PLAIN(logger_, ERROR,
-                          "Failed to create app host process ("
-                              << arguments.front() << "), error: " << result.error.message() << " ("
-                              << result.error.category().name() << ":" << result.error.value() << ")");
+            ORN_LOG_PLAIN(
+                logger_, ERROR,
+                "Failed to create app host process (" << arguments.front() << "), error: " << Describe(result.error));
             return false;
         }
-        appHost_ = std::move(result.process);
-        ORN_LOG_PLAIN(logger_, INFO, "Launched native app (pid: " << appHost_ << ")");
-        launchedApp_ = appName;
+        appHost_.handle = std::move(result.process);
+        ORN_LOG_PLAIN(logger_, INFO, "Launched native app (pid: " << appHost_.handle << ")");
+        appHost_.appId = appName;
+        return true;
+    };
+    // NOLINTEND(bugprone-lambda-function-name)
+    return spawn();
+}
+
+bool AppHostProcessControl::LaunchManagedApp(const ThreadControl& control, const boost::filesystem::path& connectorHost,
+                                             const boost::filesystem::path& app, const std::string& appId) {
+    const std::vector<std::string> arguments{Mono, "--runtime=v4.0", connectorHost.string(), app.string(), Loopback};
+
+    const ProcessLock lock(processMutex_);
+    if (!control.running) {
+        ORN_LOG_PLAIN(logger_, INFO, "Interruption signaled.");
+        return false;
+    }
+    // The debug switch sets this before it takes the lock to stop the connector host.
+    if (configuration_.IsAppConnectorHostStartupDisabled()) {
+        ORN_LOG_PLAIN(logger_, DEBUG, "Debug mode set, did not launch connector host!");
+        return true;
+    }
+    Stop(lock, connectorHost_);
+    if (connectorHost_.handle.HoldsProcess()) {
+        return false;
+    }
+    ORN_LOG_PLAIN(logger_, INFO, "Launching app connector host (Command Line = " << CommandLine(arguments) << ").");
+    // NOLINTBEGIN(bugprone-lambda-function-name): as above
+    const auto spawn = [this, &arguments, &connectorHost, &appId] {
+        SpawnResult result = OrnProcessHandle::Spawn(arguments);
+        if (result.error) {
+            ORN_LOG_PLAIN(logger_, FATAL,
+                          "Failed to create connector app host process (" << connectorHost.string()
+                                                                          << "), error: " << Describe(result.error));
+            return false;
+        }
+        connectorHost_.handle = std::move(result.process);
+        ORN_LOG_PLAIN(logger_, INFO, "Launched managed app (pid: " << connectorHost_.handle << ")");
+        connectorHost_.appId = appId;
         return true;
     };
     // NOLINTEND(bugprone-lambda-function-name)
@@ -97,9 +148,10 @@ bool AppHostProcessControl::LaunchNativeApp(const ThreadControl& control, Logica
 
 void AppHostProcessControl::Stop() {
     ORN_LOG_PLAIN(logger_, INFO, "Stop of app host requested.");
-    const MeasureDuration duration("Stopping app host took ", logger_);
+    const std::string what = HoldsConnectorHost() ? "app host and connector app host" : "app host";
+    const MeasureDuration duration("Stopping " + what + " took ", logger_);
     if (shutDown_()) {
-        ORN_LOG_PLAIN(logger_, INFO, GetLaunchedApp() << ": Waiting for app to terminate");
+        ORN_LOG_PLAIN(logger_, INFO, GetAppToStop() << ": Waiting for app to terminate");
         const std::atomic<bool> keepRunning{true};
         if (WaitForRunState(AppHostControlState::Stopped, Durations::StoppedWait, keepRunning)) {
             ORN_LOG_PLAIN(logger_, INFO, "Application terminated successfully.");
@@ -112,37 +164,82 @@ void AppHostProcessControl::Stop() {
         ORN_LOG_PLAIN(logger_, ERROR, "Failed to send termination to application. Need to kill running processes.");
     }
     const ProcessLock lock(processMutex_);
-    if (!appHost_.HoldsProcess()) {
+    if (!HoldsProcess(lock)) {
         ORN_LOG_PLAIN(logger_, INFO, "No running app host on this machine to be terminated");
         return;
     }
     Stop(lock);
 }
 
+void AppHostProcessControl::StopManagedApp() {
+    ORN_LOG_PLAIN(logger_, INFO, "Stop of managed connector host requested.");
+    const ProcessLock lock(processMutex_);
+    OrnProcessHandle& process = connectorHost_.handle;
+    if (!process.HoldsProcess()) {
+        ORN_LOG_PLAIN(logger_, INFO, "No running managed connector host process found");
+        return;
+    }
+    const MeasureDuration duration("Stopping connector app host took ", logger_);
+    ORN_LOG_PLAIN(logger_, INFO, "Waiting for managed connector host to have terminated...");
+    KillProcess(process, connectorHost_.displayName);
+    ORN_LOG_PLAIN(logger_, INFO, "Waiting for managed connector host process to exit");
+    if (const std::optional<int> status = process.Wait(reapTimeout_)) {
+        ORN_LOG_PLAIN(logger_, INFO, "Managed connector app host process exited with " << *status);
+    } else {
+        ORN_LOG_PLAIN(
+            logger_, ERROR,
+            "Managed connector app host process (pid: " << process << ") did not exit in time although it was killed");
+    }
+}
+
 bool AppHostProcessControl::KillLeftOver() {
     const ProcessLock lock(processMutex_);
-    if (!appHost_.HoldsProcess()) {
+    if (!HoldsProcess(lock)) {
         return false;
     }
     Stop(lock);
     return true;
 }
 
-/// Kills and reaps the process that is held, if there is one. `lock` is the one of `processMutex_`.
-void AppHostProcessControl::Stop(const ProcessLock& /*lock*/) {
-    if (!appHost_.HoldsProcess()) {
+bool AppHostProcessControl::HoldsProcess(const ProcessLock& /*lock*/) const {
+    return connectorHost_.handle.HoldsProcess() || appHost_.handle.HoldsProcess();
+}
+
+/// Kills both processes before it waits for the first: an app host without its connector host has nothing to wait for.
+void AppHostProcessControl::Stop(const ProcessLock& lock) {
+    const bool connectorHostRan = connectorHost_.handle.HoldsProcess();
+    KillProcess(connectorHost_.handle, connectorHost_.displayName);
+    KillProcess(appHost_.handle, appHost_.displayName);
+    if (connectorHostRan) {
+        Reap(lock, connectorHost_);
+    }
+    Reap(lock, appHost_);
+}
+
+/// Makes room for a process that takes the place of `process`.
+void AppHostProcessControl::Stop(const ProcessLock& lock, AppProcess& process) {
+    if (!process.handle.HoldsProcess()) {
         return;
     }
-    KillProcess(appHost_, AppHostName);
-    ORN_LOG_PLAIN(logger_, INFO, "Waiting for app host process to exit");
-    const std::optional<int> status = appHost_.Wait(reapTimeout_);
+    KillProcess(process.handle, process.displayName);
+    Reap(lock, process);
+}
+
+void AppHostProcessControl::Reap(const ProcessLock& /*lock*/, AppProcess& process) {
+    static constexpr const char* Caller = "Stop";
+    const std::string what = process.nameInSentence;
+    ORN_LOG_LINE(logger_, INFO, Caller << " - Waiting for " << what << " to exit");
+    const std::optional<int> status = process.handle.Wait(reapTimeout_);
     if (!status) {
-        ORN_LOG_PLAIN(logger_, ERROR,
-                      "App host process (pid: " << appHost_ << ") did not exit in time although it was killed");
+        ORN_LOG_LINE(logger_, ERROR,
+                     Caller << " - " << Capitalised(what) << " (pid: " << process.handle
+                            << ") did not exit in time although it was killed");
     } else if (*status == 0) {
-        ORN_LOG_PLAIN(logger_, INFO, "App host process exited with " << *status);
+        ORN_LOG_LINE(logger_, INFO, Caller << " - " << Capitalised(what) << " exited with " << *status);
     } else {
-        ORN_LOG_GLOBAL(FATAL, "App host process exited with " << *status);
+        ORN_LOG_LINE(GetGlobalDefaultLogger(), FATAL,
+                     PrettyFunctionNamePrinter(Caller, ORN_SOURCE_NAME, __LINE__)
+                         << " - " << LoggingRecursionPadding{} << Capitalised(what) << " exited with " << *status);
     }
 }
 
@@ -161,9 +258,15 @@ void AppHostProcessControl::KillProcess(const OrnProcessHandle& process, const s
     ORN_LOG_PLAIN(logger_, INFO, displayName << " killed");
 }
 
-std::string AppHostProcessControl::GetLaunchedApp() const {
+/// The managed app, where there is one: its app host runs but the connector library.
+std::string AppHostProcessControl::GetAppToStop() const {
     const boost::lock_guard<boost::mutex> lock(processMutex_);
-    return launchedApp_;
+    return connectorHost_.handle.HoldsProcess() ? connectorHost_.appId : appHost_.appId;
+}
+
+bool AppHostProcessControl::HoldsConnectorHost() const {
+    const boost::lock_guard<boost::mutex> lock(processMutex_);
+    return connectorHost_.handle.HoldsProcess();
 }
 
 }  // namespace Zandrel

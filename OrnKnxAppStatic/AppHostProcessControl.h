@@ -24,11 +24,12 @@
 
 namespace Zandrel {
 
-/// Owner of the app-host process and of the run state that its app reports.
+/// Owner of the app-host process, of the connector-host process that a managed app needs besides, and of the run state
+/// that the app reports.
 ///
-/// Callable from any thread. There is one process at most: whoever starts or ends it does so under one lock, so that a
-/// process is signalled and reaped once, and none starts once a cycle's run flag is cleared and `KillLeftOver` has
-/// returned. The run state has a lock of its own, never held across a wait.
+/// Callable from any thread. There is one process of each kind at most: whoever starts or ends one does so under one
+/// lock, so that a process is signalled and reaped once, and none starts once a cycle's run flag is cleared and
+/// `KillLeftOver` has returned. The run state has a lock of its own, never held across a wait.
 class AppHostProcessControl {
 public:
     /// A killed process is waited for `reapTimeout` at most, in real time. One that lasts longer (it hangs in the
@@ -60,12 +61,20 @@ public:
     bool LaunchNativeApp(const ThreadControl& control, LogicalDeviceId id, const boost::filesystem::path& appHost,
                          const boost::filesystem::path& library, const std::string& appName);
 
-    /// Asks the app to shut down, gives it 10 s to report "Stopped", and ends the process that is still held. Throws
+    /// Starts mono with `connectorHost` and the managed app `app` in the same way. Starts nothing, which is no failure,
+    /// when the debug switch has disabled the connector host in the meantime: a developer starts it then.
+    bool LaunchManagedApp(const ThreadControl& control, const boost::filesystem::path& connectorHost,
+                          const boost::filesystem::path& app, const std::string& appId);
+
+    /// Asks the app to shut down, gives it 10 s to report "Stopped", and ends the processes that are still held. Throws
     /// `std::bad_function_call` when no shut-down function is set.
     void Stop();
 
-    /// Ends a process that is still held, without asking the app; does nothing, silently, where there is none. Called
-    /// when a cycle has been stopped, for what it launched after `Stop` had looked. False when there was none.
+    /// Ends the connector host alone, without asking the app.
+    void StopManagedApp();
+
+    /// Ends the processes that are still held, without asking the app; does nothing, silently, where there is none.
+    /// Called when a cycle has been stopped, for what it launched after `Stop` had looked. False when there was none.
     bool KillLeftOver();
 
     /// Sends SIGKILL to the process of `process`. Does not reap. The caller keeps other threads off `process`.
@@ -74,8 +83,22 @@ public:
 private:
     using ProcessLock = boost::unique_lock<boost::mutex>;
 
-    std::string GetLaunchedApp() const;
+    /// One of the two processes.
+    struct AppProcess {
+        const char* displayName;
+        const char* nameInSentence;
+        OrnProcessHandle handle{};
+        std::string appId{};  ///< what it was started with; empty before the first launch
+    };
+
+    // `lock` is the one of `processMutex_`.
+    bool HoldsProcess(const ProcessLock& lock) const;
     void Stop(const ProcessLock& lock);
+    void Stop(const ProcessLock& lock, AppProcess& process);
+    void Reap(const ProcessLock& lock, AppProcess& process);
+
+    std::string GetAppToStop() const;
+    bool HoldsConnectorHost() const;
 
     const log4cplus::Logger logger_;
     const std::shared_ptr<Clock> clock_;
@@ -89,8 +112,8 @@ private:
     std::optional<AppHostControlState> runState_;
 
     mutable boost::mutex processMutex_;  ///< guards what follows
-    OrnProcessHandle appHost_;
-    std::string launchedApp_;  ///< empty before the first launch
+    AppProcess appHost_{"App host", "app host process"};
+    AppProcess connectorHost_{"App connector host", "connector app host process"};
 };
 
 }  // namespace Zandrel

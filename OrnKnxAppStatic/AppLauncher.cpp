@@ -5,17 +5,34 @@
 #include <utility>
 
 #include "AppHostProcessControl.h"
+#include "DevicePaths.h"
 #include "Orn/Durations.h"
 #include "Orn/MeasureDuration.h"
+#include "PackageFiles.h"
+#include "VerifyAppPackage.h"
 
 namespace Zandrel {
 
+namespace {
+
+/// The native app of every managed one.
+constexpr const char* ConnectorApp = "ConnectorApp";
+
+}  // namespace
+
+PackageCheck SignedPackageCheck() {
+    return [](const boost::filesystem::path& fileList, const boost::filesystem::path& caCertificate) {
+        return VerifyAppPackage(fileList, caCertificate);
+    };
+}
+
 AppLauncher::AppLauncher(PrefixedLogger log, std::shared_ptr<const AppIdentity> identity,
-                         AppHostProcessControl& processControl)
+                         AppHostProcessControl& processControl, PackageCheck packageCheck)
     : log_(std::move(log)),
       identity_(std::move(identity)),
       processControl_(processControl),
-      locator_(log_, processControl.GetConfiguration()) {}
+      locator_(log_, identity_, processControl.GetConfiguration()),
+      packageCheck_(std::move(packageCheck)) {}
 
 bool AppLauncher::LaunchApp(const ThreadControl& control) {
     if (!control.running) {
@@ -31,9 +48,11 @@ bool AppLauncher::LaunchApp(const ThreadControl& control) {
         ORN_LOG(log_, INFO, "Interruption signaled.");
         return false;
     }
-    const std::string what = identity_->IsManagedApp() ? "app host and connector app host" : "app host";
+    const bool isManaged = identity_->IsManagedApp();
+    const std::string what = isManaged ? "app host and connector app host" : "app host";
     const MeasureDuration duration("Starting " + what + " took ", log_.GetLogger());
-    if (identity_->IsManagedApp()) {
+    if (isManaged && !processControl_.GetConfiguration().IsAppConnectorHostStartupDisabled() &&
+        !LaunchManagedApp(control)) {
         ORN_LOG(log_, FATAL, "Starting managed connectorAppHost failed.");
         return false;
     }
@@ -72,13 +91,32 @@ bool AppLauncher::LaunchNativeApp(const ThreadControl& control, LogicalDeviceId 
         ORN_LOG(log_, ERROR, "Failed to find app host.");
         return false;
     }
-    const std::string appName = identity_->GetAppId();
+    const std::string appName = identity_->IsManagedApp() ? ConnectorApp : identity_->GetAppId();
     const std::optional<boost::filesystem::path> library = locator_.GetNativeAppLib(appName);
     if (!library) {
         ORN_LOG(log_, ERROR, "Failed to find native app: " << appName);
         return false;
     }
     return processControl_.LaunchNativeApp(control, id, *appHost, *library, appName);
+}
+
+bool AppLauncher::LaunchManagedApp(const ThreadControl& control) {
+    const std::optional<boost::filesystem::path> connectorHost = locator_.GetAppConnectorHost();
+    if (!connectorHost) {
+        ORN_LOG(log_, FATAL, "Failed to find managed connectorAppHost.");
+        return false;
+    }
+    const std::string appId = identity_->GetAppId();
+    const std::optional<boost::filesystem::path> app = locator_.GetManagedAppDll(appId);
+    if (!app) {
+        ORN_LOG(log_, FATAL, "Failed to find managed app: " << appId << ".dll");
+        return false;
+    }
+    if (identity_->IsManagedApp() && packageCheck_(app->parent_path() / PackageFiles::FileList,
+                                                   DevicePaths::CaCertificate()) != VerificationResult::SignatureOk) {
+        return false;
+    }
+    return processControl_.LaunchManagedApp(control, *connectorHost, *app, appId);
 }
 
 }  // namespace Zandrel

@@ -1,6 +1,5 @@
 #include "AppLocator.h"
 
-#include <array>
 #include <boost/algorithm/string/case_conv.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <utility>
@@ -20,8 +19,9 @@ bool IsRegularFile(const path& file) {
 
 }  // namespace
 
-AppLocator::AppLocator(PrefixedLogger log, const AppHostConfiguration& configuration)
-    : log_(std::move(log)), configuration_(configuration) {}
+AppLocator::AppLocator(PrefixedLogger log, std::shared_ptr<const AppIdentity> identity,
+                       const AppHostConfiguration& configuration)
+    : log_(std::move(log)), identity_(std::move(identity)), configuration_(configuration) {}
 
 std::optional<path> AppLocator::GetAppHost() const {
     const path directory = DirectoryInForce(DevicePaths::AppHostDirectory(), configuration_.GetRootPathAppHost());
@@ -33,23 +33,55 @@ std::optional<path> AppLocator::GetAppHost() const {
     return program;
 }
 
+std::optional<path> AppLocator::GetAppConnectorHost() const {
+    const path directory =
+        DirectoryInForce(DevicePaths::AppHostDirectory(), configuration_.GetRootPathAppConnectorHost());
+    path program = directory / "OrnAppConnectorHost.exe";
+    ORN_LOG(log_, INFO, "Try to find app connector host " << program.string());
+    if (!IsRegularFile(program)) {
+        return std::nullopt;
+    }
+    return program;
+}
+
+std::optional<path> AppLocator::GetManagedAppDll(const std::string& appId) const {
+    if (appId.empty()) {
+        ORN_LOG(log_, ERROR, "No App Id specified!");
+        return std::nullopt;
+    }
+    Candidates candidates{
+        DevicePaths::UserManagedAppDirectory() / appId,
+        DirectoryInForce(DevicePaths::SystemManagedAppDirectory(), configuration_.GetRootPathManagedApp()) / appId};
+    for (path& candidate : candidates) {
+        candidate.replace_extension(".dll");
+    }
+    return FindApp("GetManagedAppDll", candidates);
+}
+
 std::optional<path> AppLocator::GetNativeAppLib(const std::string& appName) const {
     if (appName.empty()) {
         ORN_LOG(log_, ERROR, "No App Id specified!");
         return std::nullopt;
     }
     const std::string fileName = "liborn" + boost::algorithm::to_lower_copy(appName) + ".so";
-    const std::array<path, 2> candidates{
-        DevicePaths::UserNativeAppDirectory() / fileName,
-        DirectoryInForce(DevicePaths::SystemNativeAppDirectory(), configuration_.GetRootPathNativeApp()) / fileName};
+    if (identity_->IsManagedApp()) {
+        return FindApp("GetNativeAppLib", {DevicePaths::SystemNativeAppDirectory() / fileName});
+    }
+    return FindApp(
+        "GetNativeAppLib",
+        {DevicePaths::UserNativeAppDirectory() / fileName,
+         DirectoryInForce(DevicePaths::SystemNativeAppDirectory(), configuration_.GetRootPathNativeApp()) / fileName});
+}
+
+std::optional<path> AppLocator::FindApp(const char* caller, const Candidates& candidates) const {
     for (const path& candidate : candidates) {
         if (IsRegularFile(candidate)) {
-            ORN_LOG(log_, DEBUG, "Found app at: " << candidate.string());
+            ORN_LOG_AS(caller, log_, DEBUG, "Found app at: " << candidate.string());
             return candidate;
         }
     }
     for (const path& candidate : candidates) {
-        ORN_LOG(log_, DEBUG, "Failed to find app at: " << candidate.string());
+        ORN_LOG_AS(caller, log_, DEBUG, "Failed to find app at: " << candidate.string());
     }
     return std::nullopt;
 }

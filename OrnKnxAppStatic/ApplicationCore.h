@@ -5,6 +5,7 @@
 #include <string>
 
 #include "AppControl.h"
+#include "AppDebugMode.h"
 #include "AppHostProcessControl.h"
 #include "AppIdentity.h"
 #include "AppLauncher.h"
@@ -25,6 +26,7 @@ struct Environment {
     std::shared_ptr<Clock> clock = std::make_shared<Clock>();
     ClientFactory clientFactory = PlatformClientFactory();
     ConnectionTimes connectionTimes{};
+    PackageCheck packageCheck = SignedPackageCheck();
     std::string deviceStackAddress{};  ///< empty: the local device stack
 };
 
@@ -54,6 +56,7 @@ struct ApplicationCore {
     AppHostProcessControl processControl;
     AppControl appControl;
     AppLauncher appLauncher;
+    AppDebugMode appDebugMode;
     ObjectModelConfigurator configurator;
     IoState ioState;
     DeviceResetTimer deviceResetTimer;

@@ -2,6 +2,7 @@
 
 #include <boost/thread/exceptions.hpp>
 #include <exception>
+#include <optional>
 #include <utility>
 
 #include "ContainExceptions.h"
@@ -49,6 +50,7 @@ OrnKnxAppPrg::~OrnKnxAppPrg() {
     }
     attempt([this] { core_->deviceResetTimer.Close(); });
     attempt([this] { core_->ioState.Stop(); });
+    attempt([this] { core_->appDebugMode.Close(); });
     attempt([this] { core_->processControl.KillLeftOver(); });
     attempt([this] { core_->knxHandler.Close(); });
     attempt([this] { core_->hub.Close(); });
@@ -164,6 +166,7 @@ int OrnKnxAppPrg::Exit() {
             ORN_LOG_AS(Caller, log_, WARN, "Failed to stop init thread.");
         }
     });
+    attempt([this] { core_->appDebugMode.Close(); });
     attempt([this] {
         if (const auto logicalDevice = core_->identity->GetLogicalDeviceId()) {
             core_->configurator.ResetConfiguration(*logicalDevice);
@@ -194,6 +197,7 @@ bool OrnKnxAppPrg::StartInitThread(KnxStack::IApiHub& hub, std::shared_ptr<Final
     stopInitThread_ = [control, log = log_, clock = core_->clock] {
         return InterruptAndJoinInitThread(*control, log.GetLogger(), log.GetPrefix(), *clock);
     };
+    core_->appDebugMode.Begin(control);
     core_->hub.Open(hub);
     core_->deviceResetTimer.Open();
     core_->knxHandler.Open();
@@ -258,6 +262,14 @@ bool OrnKnxAppPrg::DispatchValue(unsigned long id, const std::string& value) {
     const ZANVALUE zanValue = ZANVALUE::Deserialize(zan_string(value));
     if (KnxOdsMapping::IsAppHostAppControlState(id, logicalDevice->Value())) {
         core_->processControl.OnRunStateValue(zanValue);
+        return true;
+    }
+    if (KnxOdsMapping::IsAppHostAppControlAppDebug(id, logicalDevice->Value())) {
+        if (const std::optional<bool> enable = zanValue.GetBoolean()) {
+            ORN_LOG_AS(Caller, log_, DEBUG,
+                       id << ": Set App Debug to " << (*enable ? "true" : "false") << " received.");
+            core_->appDebugMode.SetAppDebugMode(*enable, core_);
+        }
         return true;
     }
     return core_->knxHandler.WriteValue(id, zanValue);

@@ -25,6 +25,7 @@ constexpr seconds RunningBeforeStopWait{5};
 constexpr seconds StoppedWait{10};
 constexpr milliseconds RunStatePoll{50};
 constexpr seconds ReapWait{5};
+constexpr seconds DebugTaskWait{10};
 constexpr seconds DeviceReset{60};
 
 // KNX side

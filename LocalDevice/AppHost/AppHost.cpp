@@ -34,8 +34,9 @@ int AppHost::Run(DeviceModel model) {
     if (stopRequested_) {
         return exitCode_;
     }
-    interface_.emplace(logicalDevice_, std::move(model), loop_, deviceStack_, appLogger_,
-                       [this] { RequestStop(Failure); });
+    interface_.emplace(
+        logicalDevice_, std::move(model), loop_, deviceStack_, appLogger_, [this] { RequestStop(Failure); },
+        [this](bool running) { OnRunning(running); });
     Report(RunState::Starting);
     if (Start()) {
         LiveUntilStopped();
@@ -61,8 +62,7 @@ bool AppHost::Start() {
 
 void AppHost::LiveUntilStopped() {
     if (!stopRequested_) {
-        Report(RunState::Running);
-        SendHeartbeat();
+        UpdateRunState();
         loop_.StartTimer(heartbeatPeriod_, true, [this] { SendHeartbeat(); });
     }
     while (!Try([this] { loop_.Run(); })) {
@@ -125,6 +125,20 @@ void AppHost::OnReconnected() {
     });
 }
 
+void AppHost::OnRunning(bool running) {
+    canWork_ = running;
+    loop_.Post([this] { UpdateRunState(); });
+}
+
+void AppHost::UpdateRunState() {
+    if (canWork_ && state_ != RunState::Running) {
+        Report(RunState::Running);
+        SendHeartbeat();
+    } else if (!canWork_ && state_ == RunState::Running) {
+        Report(RunState::Stopped);
+    }
+}
+
 void AppHost::Report(RunState state) {
     state_ = state;
     SendRunState(state);
@@ -138,6 +152,9 @@ void AppHost::SendRunState(RunState state) {
 }
 
 void AppHost::SendHeartbeat() {
+    if (state_ != RunState::Running) {
+        return;
+    }
     const auto id = Zandrel::KnxOdsMapping::GetAppHostAppControlAliveObjModelId(logicalDevice_);
     deviceStack_.SetValue(id, ZANVALUE::FromBoolean(true));
 }

@@ -63,6 +63,9 @@ private:
     bool Try(const std::function<void()>& call);
     void Report(RunState state);
     void SendRunState(RunState state);
+    /// The app says whether it can work. Any thread.
+    void OnRunning(bool running);
+    void UpdateRunState();
     void SendHeartbeat();
 
     const AppFunctions app_;
@@ -74,6 +77,7 @@ private:
 
     std::atomic<bool> stopRequested_{false};
     std::atomic<int> exitCode_{Success};
+    std::atomic<bool> canWork_{true};
     EventLoop loop_;
 
     // Of the app thread.

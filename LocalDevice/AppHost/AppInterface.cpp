@@ -46,7 +46,8 @@ orn_result Guard(const log4cplus::Logger& logger, Body body) noexcept {
 }  // namespace
 
 AppInterface::AppInterface(int logicalDevice, DeviceModel model, EventLoop& loop, IDeviceStack& deviceStack,
-                           log4cplus::Logger logger, std::function<void()> onFailure)
+                           log4cplus::Logger logger, std::function<void()> onFailure,
+                           std::function<void(bool)> onRunning)
     : appThread_(boost::this_thread::get_id()),
       logicalDevice_(logicalDevice),
       parameters_(std::move(model.parameters)),
@@ -54,6 +55,7 @@ AppInterface::AppInterface(int logicalDevice, DeviceModel model, EventLoop& loop
       deviceStack_(deviceStack),
       logger_(std::move(logger)),
       onFailure_(std::move(onFailure)),
+      onRunning_(std::move(onRunning)),
       table_(MakeTable(logicalDevice)),
       cos_(model.cos) {}
 
@@ -111,6 +113,12 @@ AppInterface::Table AppInterface::MakeTable(int logicalDevice) {
     table.fail = [](const orn_host* host, const char* text) {
         Guard(Of(host).logger_, [&] {
             Of(host).Fail(text);
+            return ORN_OK;
+        });
+    };
+    table.set_running = [](const orn_host* host, bool running) {
+        Guard(Of(host).logger_, [&] {
+            Of(host).onRunning_(running);
             return ORN_OK;
         });
     };

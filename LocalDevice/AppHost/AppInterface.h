@@ -22,10 +22,10 @@ namespace LocalDevice {
 /// may be called from any thread.
 class AppInterface {
 public:
-    /// Loop and device stack outlive the object. `onFailure` is called on any thread when the app gives up; `logger` is
-    /// where the app's own lines go.
+    /// Loop and device stack outlive the object. `onFailure` is called on any thread when the app gives up, `onRunning`
+    /// when it says whether it can work; `logger` is where the app's own lines go.
     AppInterface(int logicalDevice, DeviceModel model, EventLoop& loop, IDeviceStack& deviceStack,
-                 log4cplus::Logger logger, std::function<void()> onFailure);
+                 log4cplus::Logger logger, std::function<void()> onFailure, std::function<void(bool)> onRunning);
     ~AppInterface() = default;
     AppInterface(const AppInterface&) = delete;
     AppInterface& operator=(const AppInterface&) = delete;
@@ -69,6 +69,7 @@ private:
     IDeviceStack& deviceStack_;
     const log4cplus::Logger logger_;
     const std::function<void()> onFailure_;
+    const std::function<void(bool)> onRunning_;
     const Table table_;
 
     CoValues cos_;  ///< thread-safe

@@ -16,6 +16,7 @@ namespace {
 
 constexpr std::chrono::milliseconds RetryPause{200};
 constexpr std::uint32_t LargestValue = 3;
+constexpr std::size_t PointCount = 6;
 
 struct WatchedPoint {
     int logicalDevice;
@@ -23,13 +24,15 @@ struct WatchedPoint {
     unsigned long id;
 };
 
-std::array<WatchedPoint, 4> WatchedPoints() {
+std::array<WatchedPoint, PointCount> WatchedPoints() {
     using Point = AppControlWatcher::Point;
     using namespace Zandrel::KnxOdsMapping;
     return {{{1, Point::RunState, GetAppHostAppControlStateObjModelId(1)},
              {1, Point::Event, GetAppHostAppControlEventObjModelId(1)},
+             {1, Point::AppDebug, GetAppHostAppControlAppDebugObjModelId(1)},
              {2, Point::RunState, GetAppHostAppControlStateObjModelId(2)},
-             {2, Point::Event, GetAppHostAppControlEventObjModelId(2)}}};
+             {2, Point::Event, GetAppHostAppControlEventObjModelId(2)},
+             {2, Point::AppDebug, GetAppHostAppControlAppDebugObjModelId(2)}}};
 }
 
 }  // namespace
@@ -118,13 +121,14 @@ private:
         });
     }
 
-    const std::array<WatchedPoint, 4> points_ = WatchedPoints();
+    const std::array<WatchedPoint, PointCount> points_ = WatchedPoints();
     boost::asio::io_context& io_;
     Ostra::IDeviceStackClient* client_ = nullptr;
 
     // Used on the thread of the io context.
     Handler handler_;
-    std::array<bool, 4> isKnown_{};  ///< by point: what an answer says now may be older than what an event said
+    std::array<bool, PointCount>
+        isKnown_{};  ///< by point: what an answer says now may be older than what an event said
 };
 
 AppControlWatcher::AppControlWatcher(boost::asio::io_context& io, std::string address, Handler handler)

@@ -20,9 +20,11 @@ public:
     enum class Point {
         RunState,  ///< 0 stopped, 1 starting, 2 running, 3 stopping
         Event,     ///< 1 shut down, 2 KNX communication on, 3 KNX communication off
+        AppDebug,  ///< 1 when a developer starts the managed app by hand
     };
     static constexpr int Running = 2;
     static constexpr int CommunicationOn = 2;
+    static constexpr int DebugOn = 1;
 
     /// `value`: none when the device stack is gone.
     using Handler = std::function<void(int logicalDevice, Point point, std::optional<int> value)>;

@@ -33,6 +33,18 @@ std::string Installation::PluginLibrary() const {
     return (root_ / "lib" / "libOrnKnxAppPrg.so").string();
 }
 
+std::string Installation::AppHost() const {
+    return (root_ / "root/opt/ostra/bin/ornapphost").string();
+}
+
+std::string Installation::AppConnectorHost() const {
+    return (root_ / "root/opt/ostra/bin/OrnAppConnectorHost.exe").string();
+}
+
+std::string Installation::ConnectorLibrary() const {
+    return (root_ / "root/opt/ostra/lib/libornconnectorapp.so").string();
+}
+
 std::string Installation::FindDescription(const std::string& nameOrFile) const {
     if (nameOrFile.find('/') != std::string::npos || ends_with(nameOrFile, DescriptionEnding)) {
         return nameOrFile;

@@ -15,6 +15,11 @@ public:
     std::string KnxStackHost() const { return (programs_ / "knxstackhost").string(); }
     std::string PluginLibrary() const;
 
+    // Of a managed app; they need not be there.
+    std::string AppHost() const;
+    std::string AppConnectorHost() const;
+    std::string ConnectorLibrary() const;
+
     /// The description of a device: `nameOrFile` is a file where it holds a "/" or ends in ".json", and the name of a
     /// delivered device otherwise. Throws `OptionsError` for an unknown name.
     std::string FindDescription(const std::string& nameOrFile) const;

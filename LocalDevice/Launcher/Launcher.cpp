@@ -20,6 +20,7 @@ namespace {
 
 constexpr std::chrono::seconds DeviceStackGrace{5};
 constexpr std::chrono::seconds RunningTimeout{60};
+constexpr std::uint8_t ManagedApp = 1;  ///< as a description has it
 
 /// A port that nobody listens on now.
 std::uint16_t PickFreePort(boost::asio::io_context& io) {
@@ -169,6 +170,12 @@ void Launcher::OnAppControl(int logicalDevice, AppControlWatcher::Point point, s
         return;
     }
     HostedDevice& device = *devices_[index];
+    if (point == AppControlWatcher::Point::AppDebug) {
+        if (value == AppControlWatcher::DebugOn && device.GetDescription().appType == ManagedApp) {
+            TellDebugCommands(device);
+        }
+        return;
+    }
     const std::string before = device.GetRunStateText();
     device.SetAppControl(point, value);
     if (device.GetRunStateText() != before) {
@@ -358,6 +365,19 @@ std::string Launcher::NameOf(pid_t peer) const {
     return "process " + std::to_string(peer);
 }
 
+/// How a developer starts what the device does not start in debug mode.
+void Launcher::TellDebugCommands(const HostedDevice& device) {
+    const int logicalDevice = device.GetLogicalDevice();
+    const std::string portFile = "ORN_CONNECTOR_PORT_FILE=" + directory_.ConnectorPortFile(logicalDevice) + " ";
+    console_.Tell(device.GetName(), "debug mode is on: the connector host is yours to start:");
+    console_.Tell(device.GetName(), portFile + "mono --debug " + installation_.AppConnectorHost() + " " +
+                                        device.GetDescription().appId + ".dll 127.0.0.1");
+    console_.Tell(device.GetName(), "and, after a restart of the application, the app host:");
+    console_.Tell(device.GetName(), portFile + "ORN_DEVICE_STACK=" + DeviceStackAddress() + " " +
+                                        installation_.AppHost() + " " + installation_.ConnectorLibrary() + " " +
+                                        std::to_string(logicalDevice));
+}
+
 LaunchCommand Launcher::DeviceStackCommand() const {
     LaunchCommand command;
     command.program = installation_.DeviceStack();
@@ -381,7 +401,8 @@ LaunchCommand Launcher::HostCommand(const HostedDevice& device) const {
         command.arguments.emplace_back("--quiet");
     }
     command.environment = {"ORN_DEVICE_STACK=" + DeviceStackAddress(),
-                           "ORN_SUPERVISOR=" + directory_.SupervisorSocket()};
+                           "ORN_SUPERVISOR=" + directory_.SupervisorSocket(),
+                           "ORN_CONNECTOR_PORT_FILE=" + directory_.ConnectorPortFile(device.GetLogicalDevice())};
     return command;
 }
 

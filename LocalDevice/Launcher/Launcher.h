@@ -44,6 +44,7 @@ private:
     void AwaitSignal();
     void OnSignal(int signal);
     void OnRequest(const SupervisorRequest& request, pid_t peer);
+    void TellDebugCommands(const HostedDevice& device);
     void OnAppControl(int logicalDevice, AppControlWatcher::Point point, std::optional<int> value);
     void OnDeviceStackOutput(const std::string& line);
     void OnEnded(SupervisedProcess& process, const std::string& how);

@@ -89,6 +89,7 @@ RunDirectory::~RunDirectory() {
     fs::remove(path_ / AddressName, ignored);
     for (const int logicalDevice : {1, 2}) {
         fs::remove(ControlSocket(logicalDevice), ignored);
+        fs::remove(ConnectorPortFile(logicalDevice), ignored);
     }
 }
 
@@ -107,6 +108,10 @@ bool RunDirectory::KeepLogs() {
 
 std::string RunDirectory::Log(const std::string& name) const {
     return (path_ / (name + LogEnding)).string();
+}
+
+std::string RunDirectory::ConnectorPortFile(int logicalDevice) const {
+    return (path_ / ("connector" + std::to_string(logicalDevice) + ".port")).string();
 }
 
 std::string RunDirectory::ControlSocketIn(const fs::path& directory, int logicalDevice) {

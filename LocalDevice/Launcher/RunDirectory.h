@@ -22,6 +22,8 @@ public:
     const boost::filesystem::path& GetPath() const { return path_; }
     std::string SupervisorSocket() const;
     std::string ControlSocket(int logicalDevice) const { return ControlSocketIn(path_, logicalDevice); }
+    /// In which the two halves of a managed app find each other.
+    std::string ConnectorPortFile(int logicalDevice) const;
     /// The log of a program, such as "host1".
     std::string Log(const std::string& name) const;
 

@@ -43,8 +43,10 @@ void AppHostFixture::SetUpDevice(const std::string& textParameter) {
         Ask(plugIn_, R"("command":"SetConfiguration","configuration":)" + document.dump()).contains("response"));
 }
 
-void AppHostFixture::Start(const std::string& library) {
-    appHost.emplace(ORN_APP_HOST, std::vector<std::string>{library, "1"}, MakeEnvironment(GetPort()));
+void AppHostFixture::Start(const std::string& library, const TestSupport::ChildProcess::Environment& environment) {
+    TestSupport::ChildProcess::Environment all = MakeEnvironment(GetPort());
+    all.insert(environment.begin(), environment.end());
+    appHost.emplace(ORN_APP_HOST, std::vector<std::string>{library, "1"}, all);
 }
 
 void AppHostFixture::StartAsGrandchild(const std::string& library) {

@@ -28,7 +28,7 @@ protected:
     void SetUpDevice(const std::string& textParameter = "");
 
     /// Starts the app host.
-    void Start(const std::string& library);
+    void Start(const std::string& library, const TestSupport::ChildProcess::Environment& environment = {});
     /// The same as a grandchild, with nobody but the app host's parent in between.
     void StartAsGrandchild(const std::string& library);
 

@@ -49,6 +49,40 @@ TEST_F(AppHostTest, sendsAHeartbeatAtOnceAfterRunning) {
     EXPECT_EQ(GetHeartbeats().size(), 1U);
 }
 
+TEST_F(AppHostTest, staysInItsStartUntilTheAppCanWork) {
+    Texts statesBefore;
+    Run([&] {
+        host->set_running(host, false);
+        Post([&] {
+            statesBefore = GetRunStates();
+            EXPECT_TRUE(GetHeartbeats().empty());
+            host->set_running(host, true);
+            Post([this] { ShutDown(); });
+        });
+    });
+    EXPECT_EQ(statesBefore, Texts{Starting});
+    EXPECT_EQ(GetRunStates(), (Texts{Starting, Running, Stopping, Stopped}));
+    EXPECT_EQ(GetHeartbeats().size(), 1U);
+}
+
+TEST_F(AppHostTest, appThatCannotWorkIsStoppedWithoutAHeartbeat) {
+    UseHeartbeatPeriod(1);
+    std::size_t heartbeats = 0;
+    Run([&] {
+        Post([&] { host->set_running(host, false); });
+        StartTimer(20, false, [&] { heartbeats = GetHeartbeats().size(); });
+        StartTimer(40, false, [&] {
+            EXPECT_EQ(GetHeartbeats().size(), heartbeats);
+            EXPECT_EQ(GetRunStates(), (Texts{Starting, Running, Stopped}));
+            host->set_running(host, true);
+            host->set_running(host, true);
+            Post([this] { ShutDown(); });
+        });
+    });
+    EXPECT_EQ(GetRunStates(), (Texts{Starting, Running, Stopped, Running, Stopping, Stopped}));
+    EXPECT_GT(GetHeartbeats().size(), heartbeats);
+}
+
 TEST_F(AppHostTest, repeatsTheHeartbeatWhileTheAppLives) {
     UseHeartbeatPeriod(1);
     Run([&] {

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <csignal>
 #include <functional>
 #include <memory>
 #include <string>
@@ -17,22 +18,31 @@
 #include "ProcessTestTools.h"
 #include "SystemFaults.h"
 
-/// A process control that starts test children in the app host's place. What a child does is told by the name of its
-/// library, its first argument.
+/// A process control that starts test children in the place of app host and mono. What a child does is told by the name
+/// of its library, or of its managed app.
 class AppHostProcessFixture : public testing::Test {
 protected:
     using LogLine = AppSideTools::LogLine;
 
     AppHostProcessFixture() {
+        SystemFaults::mono = TEST_CHILD;
         sut_->SetShutDownFunction([this] { return shutDown_(); });
     }
     void TearDown() override {
         sut_.reset();
+        SystemFaults::mono = nullptr;
         EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child was left behind";
     }
 
     bool Launch(const std::string& library, Zandrel::LogicalDeviceId id = AppSideTools::FirstDevice) {
         return sut_->LaunchNativeApp(control_, id, TEST_CHILD, library, "MyApp");
+    }
+
+    bool LaunchManaged(const std::string& app) { return sut_->LaunchManagedApp(control_, "host.exe", app, "Managed"); }
+    /// A running connector host; forgets the lines of its launch.
+    void GivenConnectorHost(const std::string& app = "pause") {
+        ASSERT_TRUE(LaunchManaged(app));
+        log_.TakeLines();
     }
 
     /// A running app host; forgets the lines of its launch.
@@ -49,9 +59,17 @@ protected:
         ASSERT_EQ(waitid(P_ALL, 0, &info, WEXITED | WNOWAIT), 0);
     }
 
+    /// Kills a child past the object under test, which finds it ended and not reaped.
+    static void End(pid_t child) {
+        EXPECT_EQ(kill(child, SIGKILL), 0);
+        siginfo_t info{};
+        EXPECT_EQ(waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT), 0);
+    }
+
     /// What a stop ends with when it kills a running app host.
     static std::vector<LogLine> LinesOfAKill() {
-        return {{"INFO", "KillProcess (SOURCE) - Have to kill process App host"},
+        return {{"DEBUG", "KillProcess - Nothing to kill"},
+                {"INFO", "KillProcess (SOURCE) - Have to kill process App host"},
                 {"INFO", "KillProcess - App host killed"},
                 {"INFO", "Stop - Waiting for app host process to exit"},
                 {"INFO", "Wait (SOURCE) - Child process was killed by signal 9"},
@@ -64,6 +82,16 @@ protected:
 
     /// The process ids of the children of all threads, ended ones included.
     static std::vector<pid_t> GetChildren() { return TestSupport::GetChildren(::getpid()); }
+
+    /// The command line of a running child, its arguments joined by blanks.
+    static std::string GetCommandLine(int pid) {
+        boost::filesystem::ifstream file("/proc/" + std::to_string(pid) + "/cmdline");
+        std::string text;
+        for (std::string argument; std::getline(file, argument, '\0');) {
+            text += (text.empty() ? "" : " ") + argument;
+        }
+        return text;
+    }
 
     TestSupport::GlobalLogCapture log_;
     std::shared_ptr<AppSideTools::HookedClock> clock_ = std::make_shared<AppSideTools::HookedClock>();

@@ -114,7 +114,8 @@ TEST_F(AppHostStop, KillOfAnAppHostThatEndedByItselfSucceeds) {
 
     sut_->Stop();
 
-    ExpectLines(Join(LinesOfARefusedShutDown(), {{"INFO", "KillProcess (SOURCE) - Have to kill process App host"},
+    ExpectLines(Join(LinesOfARefusedShutDown(), {{"DEBUG", "KillProcess - Nothing to kill"},
+                                                 {"INFO", "KillProcess (SOURCE) - Have to kill process App host"},
                                                  {"INFO", "KillProcess - App host killed"},
                                                  {"INFO", "Stop - Waiting for app host process to exit"},
                                                  {"INFO", "Stop - App host process exited with 0"},
@@ -138,7 +139,8 @@ TEST_F(AppHostStop, FailedKillIsReportedAndTheWaitFollows) {
     sut_->Stop();
 
     ExpectLines(Join(LinesOfARefusedShutDown(),
-                     {{"INFO", "KillProcess (SOURCE) - Have to kill process App host"},
+                     {{"DEBUG", "KillProcess - Nothing to kill"},
+                      {"INFO", "KillProcess (SOURCE) - Have to kill process App host"},
                       {"ERROR", "KillProcess - App host failed to terminate (system:3, No such process)"},
                       {"INFO", "Stop - Waiting for app host process to exit"},
                       {"INFO", "Stop - App host process exited with 0"},
@@ -171,7 +173,8 @@ TEST_F(AppHostStop, AppHostThatCannotBeKilledIsLeftToTheNextStop) {
     sut_->Stop();
 
     ExpectLines(Join(LinesOfARefusedShutDown(),
-                     {{"INFO", "KillProcess (SOURCE) - Have to kill process App host"},
+                     {{"DEBUG", "KillProcess - Nothing to kill"},
+                      {"INFO", "KillProcess (SOURCE) - Have to kill process App host"},
                       {"INFO", "KillProcess - App host killed"},
                       {"INFO", "Stop - Waiting for app host process to exit"},
                       {"ERROR", "Stop - App host process (pid: N) did not exit in time although it was killed"},

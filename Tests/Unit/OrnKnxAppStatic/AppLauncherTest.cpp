@@ -88,16 +88,6 @@ TEST_F(AppLauncherTest, LaunchNeedsALogicalDevice) {
     ExpectLines({{"FATAL", "[MyApp] LaunchApp - No valid Logical KNX Device Id."}});
 }
 
-TEST_F(AppLauncherTest, ManagedAppIsRefused) {
-    identity_->SetAppType(1);
-
-    EXPECT_FALSE(Launch());
-
-    ExpectLines({{"FATAL", "[MyApp] LaunchApp - Starting managed connectorAppHost failed."},
-                 {"DEBUG", "~MeasureDuration - Starting app host and connector app host took"}});
-    EXPECT_TRUE(GetChildren().empty());
-}
-
 TEST_F(AppLauncherTest, MissingAppHostIsReported) {
     boost::filesystem::remove(AppHost);
 

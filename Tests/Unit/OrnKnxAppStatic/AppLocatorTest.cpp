@@ -19,6 +19,10 @@ using Zandrel::PrefixedLogger;
 constexpr const char* AppHost = "device/opt/ostra/bin/ornapphost";
 constexpr const char* UserApp = "device/opt/userdata/orn/libornmyapp.so";
 constexpr const char* SystemApp = "device/opt/ostra/lib/libornmyapp.so";
+constexpr const char* ConnectorHost = "device/opt/ostra/bin/OrnAppConnectorHost.exe";
+constexpr const char* UserDll = "device/opt/userdata/ornApp/1/MyApp.dll";
+constexpr const char* SystemDll = "device/opt/ostra/bin/MyApp.dll";
+constexpr const char* ConnectorLibrary = "device/opt/ostra/lib/libornconnectorapp.so";
 
 class AppLocatorTest : public testing::Test {
 protected:
@@ -28,9 +32,11 @@ protected:
     TestSupport::LogCapture log_;
     std::shared_ptr<AppIdentity> identity_ = std::make_shared<AppIdentity>();
     const EnvironmentVariable appHostRoot_{"ORN_ROOT_PATH_APP_HOST", "debug/bin"};
+    const EnvironmentVariable connectorHostRoot_{"ORN_ROOT_PATH_APP_CONNECTOR_HOST", "debug/connector"};
+    const EnvironmentVariable managedAppRoot_{"ORN_ROOT_PATH_MANAGED_APP", "debug/managed"};
     const EnvironmentVariable nativeAppRoot_{"ORN_ROOT_PATH_NATIVE_APP", "debug/lib"};
     AppHostConfiguration configuration_;
-    AppLocator sut_{PrefixedLogger(log_.GetLogger(), identity_), configuration_};
+    AppLocator sut_{PrefixedLogger(log_.GetLogger(), identity_), identity_, configuration_};
 };
 
 TEST_F(AppLocatorTest, FindsTheAppHost) {
@@ -66,22 +72,153 @@ TEST_F(AppLocatorTest, DebugModeReplacesTheFolderOfTheAppHost) {
 TEST_F(AppLocatorTest, RootPathsCountInDebugModeOnly) {
     WorkingDirectory::MakeFile("debug/bin/ornapphost");
     WorkingDirectory::MakeFile("debug/lib/libornmyapp.so");
+    WorkingDirectory::MakeFile("debug/connector/OrnAppConnectorHost.exe");
+    WorkingDirectory::MakeFile("debug/managed/MyApp.dll");
 
     EXPECT_FALSE(sut_.GetAppHost());
     EXPECT_FALSE(sut_.GetNativeAppLib("MyApp"));
+    EXPECT_FALSE(sut_.GetAppConnectorHost());
+    EXPECT_FALSE(sut_.GetManagedAppDll("MyApp"));
 }
 
 TEST_F(AppLocatorTest, DebugModeWithoutRootPathsKeepsTheStandardFolders) {
     unsetenv("ORN_ROOT_PATH_APP_HOST");
     unsetenv("ORN_ROOT_PATH_NATIVE_APP");
-    WorkingDirectory::MakeFile(AppHost);
-    WorkingDirectory::MakeFile(SystemApp);
+    unsetenv("ORN_ROOT_PATH_APP_CONNECTOR_HOST");
+    setenv("ORN_ROOT_PATH_MANAGED_APP", "", 1);
+    for (const char* file : {AppHost, SystemApp, ConnectorHost, SystemDll}) {
+        WorkingDirectory::MakeFile(file);
+    }
     AppHostConfiguration configuration;
     configuration.ReplaceAppDebugMode(true);
-    const AppLocator sut(PrefixedLogger(log_.GetLogger(), identity_), configuration);
+    const AppLocator sut(PrefixedLogger(log_.GetLogger(), identity_), identity_, configuration);
 
     EXPECT_EQ(sut.GetAppHost(), AppHost);
     EXPECT_EQ(sut.GetNativeAppLib("MyApp"), SystemApp);
+    EXPECT_EQ(sut.GetAppConnectorHost(), ConnectorHost);
+    EXPECT_EQ(sut.GetManagedAppDll("MyApp"), SystemDll);
+}
+
+TEST_F(AppLocatorTest, RootPathsThatLeadNowhereFindNothing) {
+    for (const char* file : {AppHost, ConnectorHost, SystemDll}) {
+        WorkingDirectory::MakeFile(file);
+    }
+    configuration_.ReplaceAppDebugMode(true);
+
+    EXPECT_FALSE(sut_.GetAppHost());
+    EXPECT_FALSE(sut_.GetAppConnectorHost());
+    EXPECT_FALSE(sut_.GetManagedAppDll("MyApp"));
+}
+
+TEST_F(AppLocatorTest, FindsTheConnectorHost) {
+    WorkingDirectory::MakeFile(ConnectorHost);
+
+    EXPECT_EQ(sut_.GetAppConnectorHost(), ConnectorHost);
+    EXPECT_EQ(log_.GetLines(), (std::vector<LogLine>{{"INFO",
+                                                      "[A] GetAppConnectorHost - Try to find app connector host "
+                                                      "device/opt/ostra/bin/OrnAppConnectorHost.exe"}}));
+}
+
+TEST_F(AppLocatorTest, FindsNoConnectorHostWithoutAFurtherLine) {
+    EXPECT_FALSE(sut_.GetAppConnectorHost());
+    EXPECT_EQ(log_.GetLines().size(), 1U);
+}
+
+TEST_F(AppLocatorTest, DirectoryNamedLikeTheConnectorHostIsNone) {
+    boost::filesystem::create_directories(ConnectorHost);
+
+    EXPECT_FALSE(sut_.GetAppConnectorHost());
+}
+
+TEST_F(AppLocatorTest, DebugModeReplacesTheFolderOfTheConnectorHost) {
+    WorkingDirectory::MakeFile(ConnectorHost);
+    WorkingDirectory::MakeFile("debug/connector/OrnAppConnectorHost.exe");
+    configuration_.ReplaceAppDebugMode(true);
+
+    EXPECT_EQ(sut_.GetAppConnectorHost(), "debug/connector/OrnAppConnectorHost.exe");
+}
+
+TEST_F(AppLocatorTest, EmptyAppIdFindsNoManagedApp) {
+    EXPECT_FALSE(sut_.GetManagedAppDll(""));
+    EXPECT_EQ(log_.GetLines(), (std::vector<LogLine>{{"ERROR", "[A] GetManagedAppDll - No App Id specified!"}}));
+}
+
+TEST_F(AppLocatorTest, PrefersTheUsersManagedApp) {
+    WorkingDirectory::MakeFile(UserDll);
+    WorkingDirectory::MakeFile(SystemDll);
+
+    EXPECT_EQ(sut_.GetManagedAppDll("MyApp"), UserDll);
+    EXPECT_EQ(log_.GetLines(),
+              (std::vector<LogLine>{
+                  {"DEBUG", "[A] GetManagedAppDll - Found app at: device/opt/userdata/ornApp/1/MyApp.dll"}}));
+}
+
+TEST_F(AppLocatorTest, FallsBackToTheSystemsManagedApp) {
+    boost::filesystem::create_directories(UserDll);
+    WorkingDirectory::MakeFile(SystemDll);
+
+    EXPECT_EQ(sut_.GetManagedAppDll("MyApp"), SystemDll);
+    EXPECT_EQ(log_.GetLines(),
+              (std::vector<LogLine>{{"DEBUG", "[A] GetManagedAppDll - Found app at: device/opt/ostra/bin/MyApp.dll"}}));
+}
+
+TEST_F(AppLocatorTest, NamesEachCandidateWhenThereIsNoManagedApp) {
+    EXPECT_FALSE(sut_.GetManagedAppDll("MyApp"));
+    EXPECT_EQ(log_.GetLines(),
+              (std::vector<LogLine>{
+                  {"DEBUG", "[A] GetManagedAppDll - Failed to find app at: device/opt/userdata/ornApp/1/MyApp.dll"},
+                  {"DEBUG", "[A] GetManagedAppDll - Failed to find app at: device/opt/ostra/bin/MyApp.dll"}}));
+}
+
+TEST_F(AppLocatorTest, AppIdWithADotLosesItsLastPart) {
+    WorkingDirectory::MakeFile("device/opt/userdata/ornApp/1/My.App.dll");
+    EXPECT_FALSE(sut_.GetManagedAppDll("My.App"));
+
+    WorkingDirectory::MakeFile("device/opt/userdata/ornApp/1/My.dll");
+    EXPECT_EQ(sut_.GetManagedAppDll("My.App"), "device/opt/userdata/ornApp/1/My.dll");
+}
+
+TEST_F(AppLocatorTest, DebugModeReplacesTheFolderOfTheSystemsManagedAppOnly) {
+    WorkingDirectory::MakeFile(SystemDll);
+    WorkingDirectory::MakeFile("debug/managed/MyApp.dll");
+    configuration_.ReplaceAppDebugMode(true);
+
+    EXPECT_EQ(sut_.GetManagedAppDll("MyApp"), "debug/managed/MyApp.dll");
+
+    WorkingDirectory::MakeFile(UserDll);
+    EXPECT_EQ(sut_.GetManagedAppDll("MyApp"), UserDll);
+
+    log_.TakeLines();
+    EXPECT_FALSE(sut_.GetManagedAppDll("Other"));
+    EXPECT_EQ(log_.GetLines(),
+              (std::vector<LogLine>{
+                  {"DEBUG", "[A] GetManagedAppDll - Failed to find app at: device/opt/userdata/ornApp/1/Other.dll"},
+                  {"DEBUG", "[A] GetManagedAppDll - Failed to find app at: debug/managed/Other.dll"}}));
+}
+
+TEST_F(AppLocatorTest, LibraryOfAManagedAppIsTheSystemsOwn) {
+    identity_->SetAppType(1);
+    configuration_.ReplaceAppDebugMode(true);
+    WorkingDirectory::MakeFile("device/opt/userdata/orn/libornconnectorapp.so");
+    WorkingDirectory::MakeFile("debug/lib/libornconnectorapp.so");
+
+    EXPECT_FALSE(sut_.GetNativeAppLib("ConnectorApp"));
+    EXPECT_EQ(log_.TakeLines(), (std::vector<LogLine>{{"DEBUG",
+                                                       "[A] GetNativeAppLib - Failed to find app at: "
+                                                       "device/opt/ostra/lib/libornconnectorapp.so"}}));
+
+    WorkingDirectory::MakeFile(ConnectorLibrary);
+    EXPECT_EQ(sut_.GetNativeAppLib("ConnectorApp"), ConnectorLibrary);
+    EXPECT_EQ(log_.GetLines(), (std::vector<LogLine>{{"DEBUG",
+                                                      "[A] GetNativeAppLib - Found app at: "
+                                                      "device/opt/ostra/lib/libornconnectorapp.so"}}));
+}
+
+TEST_F(AppLocatorTest, AppOfKindZeroIsNative) {
+    identity_->SetAppType(0);
+    WorkingDirectory::MakeFile(UserApp);
+
+    EXPECT_EQ(sut_.GetNativeAppLib("MyApp"), UserApp);
 }
 
 TEST_F(AppLocatorTest, EmptyAppIdFindsNoLibrary) {

@@ -2,12 +2,15 @@
 orn_add_test(AppSideTest
     SOURCES
         AppControlTest.cpp
+        AppDebugModeTest.cpp
         AppHostControlStateTest.cpp
         AppHostProcessControlTest.cpp
         AppHostRunStateTest.cpp
         AppHostStopTest.cpp
         AppLauncherTest.cpp
         AppLocatorTest.cpp
+        ConnectorHostTest.cpp
+        ManagedAppLauncherTest.cpp
         "${PROJECT_SOURCE_DIR}/OrnKnxAppStatic/DevicePaths.cpp"
     LIBRARIES PluginTestSupport ZandrelPlatform ProcessTestSupport)
 target_compile_definitions(AppSideTest PRIVATE "ORN_DEVICE_ROOT=\"device\"")

@@ -2,6 +2,7 @@
 orn_add_test(ProgramTest
     SOURCES
         Program/ConnectionTest.cpp
+        Program/DebugModeTest.cpp
         Program/EventsTest.cpp
         Program/ExitTest.cpp
         Program/GatesTest.cpp

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
+#include <cstring>
 
 namespace {
 
@@ -24,6 +25,7 @@ const auto nextKill = Next<int(pid_t, int)>("kill");
 const auto nextFork = Next<pid_t()>("fork");
 const auto nextRead = Next<ssize_t(int, void*, size_t)>("read");
 const auto nextFcntl = Next<int(int, int, ...)>("fcntl");
+const auto nextExecv = Next<int(const char*, char* const*)>("execv");
 const auto nextSyscall = Next<long(long, ...)>("syscall");
 
 /// True when the fault is on; switches it off and sets errno.
@@ -80,6 +82,11 @@ int kill(pid_t pid, int signal) noexcept {
 
 pid_t fork() noexcept {
     return Fails(SystemFaults::forkError) ? -1 : nextFork();
+}
+
+int execv(const char* program, char* const* arguments) noexcept {
+    const char* const mono = SystemFaults::mono;
+    return nextExecv(mono != nullptr && std::strcmp(program, "/usr/bin/mono") == 0 ? mono : program, arguments);
 }
 
 ssize_t read(int descriptor, void* buffer, size_t size) {

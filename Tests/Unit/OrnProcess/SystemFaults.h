@@ -20,6 +20,8 @@ inline std::atomic<int> forkError{0};         ///< the next call fails with this
 inline std::atomic<int> readError{0};         ///< the next call fails with this error
 inline std::atomic<int> duplicationError{0};  ///< the next fcntl that duplicates a descriptor fails with this error
 
+inline std::atomic<const char*> mono{nullptr};  ///< the program that runs in the place of "/usr/bin/mono"
+
 inline std::atomic<bool> closeRangeIsMissing{false};
 
 }  // namespace SystemFaults

@@ -10,7 +10,8 @@
 ///     streams        prints "out" on its standard output, "err" on its standard error
 ///     stop-traced    stops, traced by its parent
 ///
-/// With any other first argument it runs until a signal ends it, whatever follows.
+/// With any other first argument it runs until a signal ends it, whatever follows. In mono's place it does what the
+/// name of the managed app says.
 
 #include <dirent.h>
 #include <sys/ptrace.h>
@@ -83,6 +84,11 @@ int StopTraced() {
 }  // namespace
 
 int main(int argc, char** argv) {
+    constexpr int MonoArguments = 2;
+    if (argc > MonoArguments && std::string(argv[1]) == "--runtime=v4.0") {
+        argc -= MonoArguments;
+        argv += MonoArguments;
+    }
     const std::string command = argc > 1 ? argv[1] : "";
     if (command == "end") {
         return 0;

@@ -28,10 +28,10 @@
  *         return host->on_value(host, 1, OnButton, (void*)host);
  *     }
  *
- * Threads. set_value, post, log and fail may be called from any thread, at any time between the call of orn_app_start
- * and the return of orn_app_stop. All other functions belong to the app thread; elsewhere they return ORN_WRONG_THREAD,
- * the text functions NULL. An app with threads of its own hands work over with post, and has ended its threads when
- * orn_app_stop returns.
+ * Threads. set_value, post, log, fail and set_running may be called from any thread, at any time between the call of
+ * orn_app_start and the return of orn_app_stop. All other functions belong to the app thread; elsewhere they return
+ * ORN_WRONG_THREAD, the text functions NULL. An app with threads of its own hands work over with post, and has ended
+ * its threads when orn_app_stop returns.
  *
  * Texts are UTF-8 and end with a zero byte. A text that the app hands over is copied before the call returns. How long
  * a text of the host lives stands with the function that gives it.
@@ -191,6 +191,13 @@ struct orn_host {
      * later. Any thread.
      */
     void (*fail)(const orn_host* host, const char* text);
+
+    /**
+     * Tells whether the app can do its work. It can, from the return of orn_app_start on, unless it has said otherwise.
+     * While it cannot, the run state is not "Running" and there is no heartbeat: after a minute the device restarts.
+     * For an app that depends on another process. Any thread.
+     */
+    void (*set_running)(const orn_host* host, bool running);
 };
 
 /** Returns ORN_APP_INTERFACE_VERSION. */

@@ -163,7 +163,8 @@ Lines LinesOfAStop(const Situation& situation) {
     }
     return lines +
            (situation.isAppHostHeld
-                ? Lines{"INFO KillProcess (SOURCE) - Have to kill process App host",
+                ? Lines{"DEBUG KillProcess - Nothing to kill",
+                        "INFO KillProcess (SOURCE) - Have to kill process App host",
                         "INFO KillProcess - App host killed", "INFO Stop - Waiting for app host process to exit",
                         "INFO Wait (SOURCE) - Child process was killed by signal 9",
                         "FATAL Stop (SOURCE) - App host process exited with -1"}

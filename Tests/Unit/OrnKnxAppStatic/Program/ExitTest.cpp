@@ -43,6 +43,7 @@ TEST_F(ProgramExit, GoesOnWhenEverythingIsRefused) {
               {"INFO", "[App] SendAppControlEventStop - Sending shutdown signal as RSM event"},
               {"ERROR", "[App] DoSendAppControlEvent - Failed to send event '1': no"},
               {"ERROR", "Stop - Failed to send termination to application. Need to kill running processes."},
+              {"DEBUG", "KillProcess - Nothing to kill"},
               {"INFO", "KillProcess (SOURCE) - Have to kill process App host"},
               {"INFO", "KillProcess - App host killed"},
               {"INFO", "Stop - Waiting for app host process to exit"},
@@ -174,7 +175,8 @@ TEST_F(ProgramExit, KillsTheAppHostWhenItsStopThrows) {
                           {"DEBUG", "~MeasureDuration - Stopping app host took"},
                           {"ERROR", "[App] Exit - Unexpected failure: on fire"}} +
                     Stopped +
-                    Lines{{"INFO", "KillProcess (SOURCE) - Have to kill process App host"},
+                    Lines{{"DEBUG", "KillProcess - Nothing to kill"},
+                          {"INFO", "KillProcess (SOURCE) - Have to kill process App host"},
                           {"INFO", "KillProcess - App host killed"},
                           {"INFO", "Stop - Waiting for app host process to exit"},
                           {"INFO", "Wait (SOURCE) - Child process was killed by signal 9"},

@@ -7,7 +7,8 @@ using namespace Program;
 constexpr const char* Launched = "LaunchNativeApp";
 
 /// What ends a process that nobody asked to shut down.
-const Lines LinesOfAKill{{"INFO", "KillProcess (SOURCE) - Have to kill process App host"},
+const Lines LinesOfAKill{{"DEBUG", "KillProcess - Nothing to kill"},
+                         {"INFO", "KillProcess (SOURCE) - Have to kill process App host"},
                          {"INFO", "KillProcess - App host killed"},
                          {"INFO", "Stop - Waiting for app host process to exit"},
                          {"INFO", "Wait (SOURCE) - Child process was killed by signal 9"},

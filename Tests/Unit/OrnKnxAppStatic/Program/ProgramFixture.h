@@ -33,6 +33,7 @@ constexpr int Started = 2;
 /// Data points of logical device 1.
 const unsigned long State = Zandrel::KnxOdsMapping::GetAppHostAppControlStateObjModelId(1);
 const unsigned long Event = Zandrel::KnxOdsMapping::GetAppHostAppControlEventObjModelId(1);
+const unsigned long AppDebug = Zandrel::KnxOdsMapping::GetAppHostAppControlAppDebugObjModelId(1);
 const unsigned long Alive = Zandrel::KnxOdsMapping::GetAppHostAppControlAliveObjModelId(1);
 inline unsigned long ValueOfCo(std::uint16_t co) {
     return *Zandrel::KnxOdsMapping::GetCoValueObjModelId(co, 1);
@@ -72,6 +73,7 @@ protected:
         environment.clock = clock_;
         environment.clientFactory = client_.GetFactory();
         environment.connectionTimes = times;
+        environment.packageCheck = [this](const auto&, const auto&) { return packageCheck_(); };
         sut_ = std::make_unique<Zandrel::OrnKnxAppPrg>(log_.GetLogger(), environment);
     }
 
@@ -140,6 +142,10 @@ protected:
 
     static std::vector<pid_t> GetChildren() { return TestSupport::GetChildren(::getpid()); }
 
+    /// What a check of a managed app's package does.
+    std::function<Zandrel::VerificationResult()> packageCheck_ = [] {
+        return Zandrel::VerificationResult::SignatureOk;
+    };
     AppSideTools::WorkingDirectory folder_;
     TestSupport::GlobalLogCapture log_;
     std::shared_ptr<ProgramClock> clock_ = std::make_shared<ProgramClock>();
@@ -165,6 +171,7 @@ inline Lines LinesOfAStop() {
             {"INFO", "Stop - App: Waiting for app to terminate"},
             {"DEBUG", "[App] OnValueChanged - " + std::to_string(State) + ": valueChanged, 3.1:0"},
             {"INFO", "Stop - Application terminated successfully."},
+            {"DEBUG", "KillProcess - Nothing to kill"},
             {"INFO", "KillProcess (SOURCE) - Have to kill process App host"},
             {"INFO", "KillProcess - App host killed"},
             {"INFO", "Stop - Waiting for app host process to exit"},

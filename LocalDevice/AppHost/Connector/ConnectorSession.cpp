@@ -1,0 +1,179 @@
+#include "ConnectorSession.h"
+
+#include <boost/asio/read_until.hpp>
+#include <boost/asio/write.hpp>
+#include <istream>
+#include <utility>
+
+#include "ConnectorProtocol.h"
+
+namespace LocalDevice {
+
+namespace asio = boost::asio;
+using boost::system::error_code;
+
+ConnectorSession::ConnectorSession(asio::ip::tcp::socket socket, const orn_host& host, Handlers handlers,
+                                   Milliseconds ping, Milliseconds silence)
+    : socket_(std::move(socket)),
+      host_(host),
+      handlers_(std::move(handlers)),
+      ping_(ping),
+      silence_(silence),
+      pingTimer_(socket_.get_executor()),
+      silenceTimer_(socket_.get_executor()),
+      input_(ConnectorProtocol::LongestLine) {}
+
+void ConnectorSession::Begin() {
+    Send(ConnectorProtocol::Greeting);
+    AwaitSpeech();
+    Ping();
+    Read();
+}
+
+void ConnectorSession::Tell(const std::string& line) {
+    if (hasGreeted_) {
+        Send(line);
+    }
+}
+
+void ConnectorSession::Stop() {
+    isStopping_ = true;
+    if (hasGreeted_) {
+        Send("stop");
+    } else {
+        End("");
+    }
+}
+
+/// Ends the connection, once; `reason` goes to the log where the end is not expected.
+void ConnectorSession::End(const std::string& reason) {
+    if (std::exchange(hasEnded_, true)) {
+        return;
+    }
+    host_.set_running(&host_, false);
+    if (!isStopping_) {
+        host_.log(&host_, ORN_LOG_ERROR, reason.c_str());
+    }
+    error_code ignored;  // whatever is left of the connection goes
+    socket_.close(ignored);
+    pingTimer_.cancel();
+    silenceTimer_.cancel();
+    handlers_.onEnd();
+}
+
+void ConnectorSession::Send(const std::string& line) {
+    if (hasEnded_) {
+        return;
+    }
+    output_.push_back(line + '\n');
+    if (output_.size() == 1) {
+        Write();
+    }
+}
+
+void ConnectorSession::Write() {
+    asio::async_write(socket_, asio::buffer(output_.front()),
+                      [self = shared_from_this()](const error_code& error, std::size_t /*size*/) {
+                          if (error) {
+                              self->End("The connection to the connector host is lost");
+                              return;
+                          }
+                          self->output_.pop_front();
+                          if (!self->output_.empty()) {
+                              self->Write();
+                          }
+                      });
+}
+
+void ConnectorSession::Read() {
+    asio::async_read_until(
+        socket_, input_, '\n', [self = shared_from_this()](const error_code& error, std::size_t /*size*/) {
+            if (error) {
+                self->End(error == asio::error::not_found ? "The connector host sends a line that is too long"
+                                                          : "The connection to the connector host is lost");
+                return;
+            }
+            std::istream stream(&self->input_);
+            std::string line;
+            std::getline(stream, line);
+            self->AwaitSpeech();
+            self->OnLine(std::move(line));
+            if (!self->hasEnded_) {
+                self->Read();
+            }
+        });
+}
+
+void ConnectorSession::Ping() {
+    pingTimer_.expires_after(ping_);
+    pingTimer_.async_wait([self = shared_from_this()](const error_code& error) {
+        if (!error && !self->hasEnded_) {
+            self->Tell("ping");
+            self->Ping();
+        }
+    });
+}
+
+void ConnectorSession::AwaitSpeech() {
+    silenceTimer_.expires_after(silence_);
+    silenceTimer_.async_wait([self = shared_from_this()](const error_code& error) {
+        if (!error) {
+            self->End("The connector host does not answer");
+        }
+    });
+}
+
+void ConnectorSession::OnLine(std::string line) {
+    if (!hasGreeted_) {
+        if (line != ConnectorProtocol::Greeting) {
+            End("Somebody who is no connector host has connected");
+            return;
+        }
+        hasGreeted_ = true;
+        for (const std::string& opening : handlers_.getOpening()) {
+            Send(opening);
+        }
+        return;
+    }
+    const std::string command = ConnectorProtocol::TakeWord(line);
+    if (command == "set") {
+        OnSet(std::move(line));
+    } else if (command == "log") {
+        OnLog(std::move(line));
+    } else if (command == "running") {
+        host_.set_running(&host_, true);
+    } else if (command == "fail") {
+        End("The managed app failed: " + ConnectorProtocol::Unescape(line));
+    } else if (command != "pong") {
+        End("The connector host says what nobody understands: " + command);
+    }
+}
+
+void ConnectorSession::OnSet(std::string line) {
+    const std::string text = ConnectorProtocol::TakeWord(line);
+    const auto co = ConnectorProtocol::ParseCo(text);
+    const auto value = ConnectorProtocol::ParseValue(line);
+    if (!co || !value) {
+        End("The connector host sets what is no value: " + text + " " + line);
+        return;
+    }
+    const orn_value appValue = ConnectorProtocol::ToAppValue(*value);
+    const orn_result result = host_.set_value(&host_, *co, &appValue);
+    if (result != ORN_OK) {
+        const std::string warning = "A value for CO " + text + " was refused with " + std::to_string(result);
+        host_.log(&host_, ORN_LOG_WARN, warning.c_str());
+    }
+}
+
+void ConnectorSession::OnLog(std::string line) {
+    const std::string level = ConnectorProtocol::TakeWord(line);
+    const std::string text = ConnectorProtocol::Unescape(line);
+    host_.log(&host_,
+              level == "debug"  ? ORN_LOG_DEBUG
+              : level == "info" ? ORN_LOG_INFO
+              : level == "warn" ? ORN_LOG_WARN
+                                : ORN_LOG_ERROR,
+              text.c_str());
+}
+
+}  // namespace LocalDevice

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/streambuf.hpp>
+#include <chrono>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "orn/app.h"
+
+namespace LocalDevice {
+
+/// The connection of one connector host. Everything here runs on the thread of its socket.
+class ConnectorSession : public std::enable_shared_from_this<ConnectorSession> {
+public:
+    using Milliseconds = std::chrono::milliseconds;
+
+    struct Handlers {
+        std::function<std::vector<std::string>()> getOpening;  ///< the lines that a new host is told
+        std::function<void()> onEnd;                           ///< called once
+    };
+
+    /// A host that is silent for `silence` counts as gone.
+    ConnectorSession(boost::asio::ip::tcp::socket socket, const orn_host& host, Handlers handlers, Milliseconds ping,
+                     Milliseconds silence);
+
+    void Begin();
+    /// Sends a line, once the host has greeted.
+    void Tell(const std::string& line);
+    /// Asks the app to stop; the host ends the connection then.
+    void Stop();
+
+private:
+    void End(const std::string& reason);
+    void Send(const std::string& line);
+    void Write();
+    void Read();
+    void Ping();
+    void AwaitSpeech();
+    void OnLine(std::string line);
+    void OnSet(std::string line);
+    void OnLog(std::string line);
+
+    boost::asio::ip::tcp::socket socket_;
+    const orn_host& host_;
+    const Handlers handlers_;
+    const Milliseconds ping_;
+    const Milliseconds silence_;
+
+    boost::asio::steady_timer pingTimer_;
+    boost::asio::steady_timer silenceTimer_;
+    boost::asio::streambuf input_;
+    std::deque<std::string> output_;
+    bool hasGreeted_ = false;
+    bool isStopping_ = false;
+    bool hasEnded_ = false;
+};
+
+}  // namespace LocalDevice

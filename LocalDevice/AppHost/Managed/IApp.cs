@@ -1,0 +1,62 @@
+using System;
+
+namespace Orn
+{
+    /// <summary>
+    /// A managed app: one public class of the app's assembly, with a constructor without parameters, implements this.
+    /// All calls, the handlers' included, come on one thread, the app thread, one at a time. An exception that leaves
+    /// one of them ends the app.
+    /// </summary>
+    public interface IApp
+    {
+        /// <summary>Called once: the app reads its parameters and says which values it wants to hear of.</summary>
+        void Start(IDevice device);
+
+        /// <summary>Called once, at the end. The app may still set values.</summary>
+        void Stop();
+    }
+
+    public enum LogLevel
+    {
+        Debug,
+        Info,
+        Warn,
+        Error
+    }
+
+    /// <summary>
+    /// The device as an app sees it. Communication objects (COs) count from 1 to 520, parameters of each kind from 1 to
+    /// 50, as in the configuration tool; a number out of range throws ArgumentOutOfRangeException. SetValue and Log may
+    /// be called on any thread, the others on the app thread.
+    /// A value is a bool, a long, a double or a string, as the data-point type of the CO has it.
+    /// </summary>
+    public interface IDevice
+    {
+        /// <summary>"0.0.0.0" where nobody set it.</summary>
+        string GetIpParameter(int slot);
+
+        /// <summary>0 where nobody set it.</summary>
+        uint GetNumberParameter(int slot);
+
+        /// <summary>"" where nobody set it.</summary>
+        string GetTextParameter(int slot);
+
+        /// <summary>The last value that came or that the app set; null where there is none.</summary>
+        object GetValue(int co);
+
+        /// <summary>
+        /// Sets the value of a CO, and with that sends it to the bus where the CO transmits. Other numbers than long and
+        /// double count as one of the two; any other type throws ArgumentException.
+        /// </summary>
+        void SetValue(int co, object value);
+
+        /// <summary>Calls the handler for every value that somebody else gives the CO, in place of an earlier one.</summary>
+        void OnValue(int co, Action<object> handler);
+
+        /// <summary>Calls the handler when communication with the bus begins or ceases.</summary>
+        void OnCommunication(Action<bool> handler);
+
+        /// <summary>Writes a line to the device's log.</summary>
+        void Log(LogLevel level, string text);
+    }
+}

@@ -1,0 +1,142 @@
+using System;
+using System.Collections.Generic;
+using System.IO;
+using System.Net.Sockets;
+using System.Text;
+using System.Threading;
+
+namespace Orn
+{
+    /// <summary>The app host cannot be reached.</summary>
+    internal sealed class LinkException : Exception
+    {
+        public LinkException(string message) : base(message)
+        {
+        }
+    }
+
+    /// <summary>
+    /// The connection to the connector library. A thread of its own reads, answers the pings and keeps the other lines
+    /// for the app thread; an app that is busy does not count as gone.
+    /// </summary>
+    internal sealed class Link
+    {
+        private const int RetryMilliseconds = 100;
+        private const int AttemptLimitMilliseconds = 60000;
+
+        private readonly TcpClient client;
+        private readonly StreamReader reader;
+        private readonly StreamWriter writer;
+        private readonly Queue<string> lines = new Queue<string>();
+        private bool ended;
+
+        private Link(TcpClient client, StreamReader reader, StreamWriter writer)
+        {
+            this.client = client;
+            this.reader = reader;
+            this.writer = writer;
+        }
+
+        /// <summary>Waits up to a minute for the app host, which may be started later.</summary>
+        public static Link Connect(string host, string portFile)
+        {
+            for (int waited = 0; waited < AttemptLimitMilliseconds; waited += RetryMilliseconds)
+            {
+                Link link = TryConnect(host, portFile);
+                if (link != null)
+                {
+                    return link;
+                }
+                Thread.Sleep(RetryMilliseconds);
+            }
+            throw new LinkException("there is no app host to be found by " + portFile);
+        }
+
+        public void Send(string line)
+        {
+            lock (writer)
+            {
+                writer.Write(line + "\n");
+                writer.Flush();
+            }
+        }
+
+        /// <summary>The next line; null when the connection has ended.</summary>
+        public string Receive()
+        {
+            lock (lines)
+            {
+                while (lines.Count == 0 && !ended)
+                {
+                    Monitor.Wait(lines);
+                }
+                return lines.Count == 0 ? null : lines.Dequeue();
+            }
+        }
+
+        public void Close()
+        {
+            client.Close();
+        }
+
+        private static Link TryConnect(string host, string portFile)
+        {
+            var client = new TcpClient();
+            try
+            {
+                int port = int.Parse(File.ReadAllText(portFile).Trim());
+                client.Connect(host, port);
+                client.NoDelay = true;
+                client.ReceiveTimeout = 1000;
+                var encoding = new UTF8Encoding(false);
+                var link = new Link(client, new StreamReader(client.GetStream(), encoding),
+                                    new StreamWriter(client.GetStream(), encoding));
+                // The file may be an old one, and the port somebody else's by now.
+                if (link.reader.ReadLine() == Wire.Greeting)
+                {
+                    client.ReceiveTimeout = 0;
+                    link.Send(Wire.Greeting);
+                    new Thread(link.Read) { IsBackground = true }.Start();
+                    return link;
+                }
+            }
+            catch (Exception error) when (error is IOException || error is SocketException || error is FormatException ||
+                                          error is OverflowException || error is ArgumentOutOfRangeException ||
+                                          error is UnauthorizedAccessException)
+            {
+                // It is tried again.
+            }
+            client.Close();
+            return null;
+        }
+
+        private void Read()
+        {
+            try
+            {
+                for (string line = reader.ReadLine(); line != null; line = reader.ReadLine())
+                {
+                    if (line == "ping")
+                    {
+                        Send("pong");
+                        continue;
+                    }
+                    lock (lines)
+                    {
+                        lines.Enqueue(line);
+                        Monitor.Pulse(lines);
+                    }
+                }
+            }
+            catch (Exception error) when (error is IOException || error is ObjectDisposedException)
+            {
+                // The connection has ended.
+            }
+            lock (lines)
+            {
+                ended = true;
+                Monitor.Pulse(lines);
+            }
+        }
+    }
+}

@@ -1,0 +1,109 @@
+using System;
+using System.IO;
+using System.Linq;
+using System.Reflection;
+
+namespace Orn
+{
+    /// <summary>Runs a managed app and connects it with the connector library in the app host.</summary>
+    internal static class Program
+    {
+        private const int Success = 0;
+        private const int Failure = 1;
+        private const int BadCall = 2;
+        private const string PortFileVariable = "ORN_CONNECTOR_PORT_FILE";
+
+        public static int Main(string[] arguments)
+        {
+            string portFile = Environment.GetEnvironmentVariable(PortFileVariable);
+            if (arguments.Length != 2 || string.IsNullOrEmpty(portFile))
+            {
+                Console.Error.WriteLine("usage: OrnAppConnectorHost.exe APP.dll HOST (with " + PortFileVariable +
+                                        " naming the file in which the app host leaves its port)");
+                return BadCall;
+            }
+            try
+            {
+                return Run(arguments[0], arguments[1], portFile);
+            }
+            catch (Exception error)
+            {
+                Console.Error.WriteLine("OrnAppConnectorHost: " + error.Message);
+                return Failure;
+            }
+        }
+
+        private static int Run(string assembly, string host, string portFile)
+        {
+            Link link = Link.Connect(host, portFile);
+            AppDomain.CurrentDomain.UnhandledException += (sender, arguments) =>
+                Fail(link, arguments.ExceptionObject as Exception);
+            try
+            {
+                return Live(link, CreateApp(assembly));
+            }
+            catch (Exception error)
+            {
+                Fail(link, error);
+                throw;
+            }
+            finally
+            {
+                link.Close();
+            }
+        }
+
+        private static int Live(Link link, IApp app)
+        {
+            var device = new Device(link);
+            for (string line = link.Receive(); line != null; line = link.Receive())
+            {
+                string command = Wire.TakeWord(ref line);
+                if (command == "start")
+                {
+                    app.Start(device);
+                    link.Send("running");
+                }
+                else if (command == "stop")
+                {
+                    app.Stop();
+                    return Success;
+                }
+                else
+                {
+                    device.Handle(command, line);
+                }
+            }
+            throw new LinkException("the connection to the app host is lost");
+        }
+
+        private static IApp CreateApp(string file)
+        {
+            Type[] types = Assembly.LoadFrom(Path.GetFullPath(file)).GetExportedTypes();
+            Type[] apps = types.Where(type => typeof(IApp).IsAssignableFrom(type) && !type.IsAbstract).ToArray();
+            if (apps.Length != 1)
+            {
+                throw new InvalidOperationException(file + " has " + apps.Length +
+                                                    " public classes that implement Orn.IApp, expected one");
+            }
+            return (IApp)Activator.CreateInstance(apps[0]);
+        }
+
+        private static void Fail(Link link, Exception error)
+        {
+            try
+            {
+                string text = error == null ? "an exception of a type of its own" : error.ToString();
+                link.Send("fail " + Wire.Escape(text));
+            }
+            catch (IOException)
+            {
+                // The connection is what has failed.
+            }
+            catch (ObjectDisposedException)
+            {
+                // As above.
+            }
+        }
+    }
+}

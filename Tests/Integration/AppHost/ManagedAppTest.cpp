@@ -1,0 +1,186 @@
+#include <boost/filesystem/operations.hpp>
+#include <csignal>
+#include <string>
+#include <vector>
+
+#include "AppHostFixture.h"
+
+namespace {
+
+using IntegrationTest::AppHostFixture;
+using TestSupport::ChildProcess;
+using TestSupport::ExitStatus;
+using Texts = std::vector<std::string>;
+namespace fs = boost::filesystem;
+
+const std::string Stopped = "1001001 3.1:0";
+const std::string Starting = "1001001 3.1:1";
+const std::string Running = "1001001 3.1:2";
+const std::string Stopping = "1001001 3.1:3";
+
+const std::string ShutDown = "3.1:1";
+const std::string CommunicationOn = "3.1:2";
+
+constexpr ChildProcess::Milliseconds ReportLimit{2000};
+
+std::string Told(const std::string& text) {
+    return "1010021 5.1:" + text;
+}
+
+/// App host and connector host, with real mono, and a managed app that makes the trouble that a test wants.
+class ManagedApp : public AppHostFixture {
+protected:
+    ~ManagedApp() override {
+        boost::system::error_code ignored;
+        fs::remove(portFile_, ignored);
+    }
+
+    void StartAppHost(const std::string& trouble) {
+        SetUpDevice(trouble);
+        Start(ORN_CONNECTOR_APP, {{"ORN_CONNECTOR_PORT_FILE", portFile_}});
+        EXPECT_EQ(NextReport(), Starting);
+    }
+    void StartConnectorHost(const std::string& app = "TroubleManagedApp") {
+        connectorHost_.emplace(
+            "/usr/bin/mono",
+            Texts{"--runtime=v4.0", ORN_CONNECTOR_HOST, ORN_MANAGED_APPS "/" + app + ".dll", "127.0.0.1"},
+            ChildProcess::Environment{{"ORN_CONNECTOR_PORT_FILE", portFile_}});
+    }
+    void StartBoth(const std::string& trouble) {
+        StartAppHost(trouble);
+        StartConnectorHost();
+        EXPECT_EQ(NextReport(), Running);
+    }
+    /// Lets the running app make its trouble.
+    void Call() { Write(Co1, "2.1:1"); }
+
+    /// The next report comes within the time in which trouble is told of.
+    void ExpectStoppedInTime() {
+        const auto begin = std::chrono::steady_clock::now();
+        EXPECT_EQ(NextReport(), Stopped);
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, ReportLimit);
+    }
+    void ExpectErrorLine(const std::string& text) {
+        const auto line = appHost->WaitForLine(text);
+        ASSERT_TRUE(line) << text;
+        EXPECT_NE(line->find("ERROR"), std::string::npos) << *line;
+    }
+
+    const std::string portFile_ = (fs::temp_directory_path() / fs::unique_path("orn-port-%%%%%%%%%%%%")).string();
+    std::optional<ChildProcess> connectorHost_;
+};
+
+TEST_F(ManagedApp, livesFromItsStartToItsEnd) {
+    StartBoth("echo");
+    Write(Event, CommunicationOn);
+    EXPECT_EQ(NextReport(), Told("on"));
+    for (const std::string& value : Texts{"2.1:1", "3.1:-42", "4.1:21.5", "5.1:a \\ text with Gr\u00fc\u00dfe"}) {
+        Write(Co1, value);
+        EXPECT_EQ(NextReport(), "1010021 " + value);
+    }
+
+    Write(Event, ShutDown);
+
+    EXPECT_EQ(NextReports(3), (Texts{Stopping, Told("stopped"), Stopped}));
+    EXPECT_EQ(WaitForExit(), ExitStatus::Exited(0));
+    EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(0));
+    EXPECT_FALSE(fs::exists(portFile_));
+}
+
+TEST_F(ManagedApp, connectorHostMayBeThereFirst) {
+    StartConnectorHost();
+    StartAppHost("echo");
+    EXPECT_EQ(NextReport(), Running);
+}
+
+TEST_F(ManagedApp, throwsAndIsReported) {
+    StartBoth("throw");
+    Call();
+    ExpectStoppedInTime();
+    ExpectErrorLine("The managed app failed: System.InvalidOperationException: two");
+    EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
+}
+
+TEST_F(ManagedApp, throwsOnAThreadOfItsOwnAndIsReported) {
+    StartBoth("throw-elsewhere");
+    Call();
+    ExpectStoppedInTime();
+    ExpectErrorLine("The managed app failed: System.InvalidOperationException: elsewhere");
+    EXPECT_TRUE(connectorHost_->WaitForExit());
+}
+
+TEST_F(ManagedApp, throwsAtItsStartAndNeverRuns) {
+    StartAppHost("throw-at-start");
+    StartConnectorHost();
+    ExpectErrorLine("The managed app failed: System.InvalidOperationException: not today");
+    EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
+    Write(Event, ShutDown);
+    EXPECT_EQ(NextReports(2), (Texts{Stopping, Stopped}));
+}
+
+TEST_F(ManagedApp, valueThatIsNoneEndsIt) {
+    StartBoth("bad-value");
+    Call();
+    ExpectStoppedInTime();
+    ExpectErrorLine("a value is a bool, a number or a string");
+}
+
+TEST_F(ManagedApp, endsItsProcessAndIsReported) {
+    StartBoth("exit");
+    Call();
+    ExpectStoppedInTime();
+    ExpectErrorLine("The connection to the connector host is lost");
+    EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(3));
+}
+
+TEST_F(ManagedApp, killedOneIsReportedAndAnotherTakesItsPlace) {
+    StartBoth("echo");
+    connectorHost_->Signal(SIGKILL);
+    ExpectStoppedInTime();
+    ExpectErrorLine("The connection to the connector host is lost");
+
+    StartConnectorHost();
+
+    EXPECT_EQ(NextReport(), Running);
+    Write(Co1, "3.1:7");
+    EXPECT_EQ(NextReport(), "1010021 3.1:7");
+}
+
+TEST_F(ManagedApp, frozenOneIsReported) {
+    StartBoth("echo");
+    connectorHost_->Signal(SIGSTOP);
+    ExpectStoppedInTime();
+    ExpectErrorLine("The connector host does not answer");
+    connectorHost_->Signal(SIGCONT);
+    EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
+}
+
+TEST_F(ManagedApp, oneThatDoesNotStopIsGivenUp) {
+    StartBoth("hang-at-stop");
+    Write(Event, ShutDown);
+    EXPECT_EQ(NextReports(3), (Texts{Stopping, Told("stopped"), Stopped}));
+    EXPECT_EQ(WaitForExit(), ExitStatus::Exited(0));
+}
+
+TEST_F(ManagedApp, connectorHostEndsWithTheAppHost) {
+    StartBoth("echo");
+    appHost->Signal(SIGKILL);
+    EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
+}
+
+TEST_F(ManagedApp, assemblyWithoutAnAppIsNamed) {
+    StartAppHost("none");
+    StartConnectorHost("NoManagedApp");
+    ExpectErrorLine("NoManagedApp.dll has 0 public classes that implement Orn.IApp, expected one");
+    EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
+}
+
+TEST_F(ManagedApp, appHostWithoutAPortFileDoesNotStart) {
+    SetUpDevice();
+    Start(ORN_CONNECTOR_APP);
+    EXPECT_EQ(NextReports(2), (Texts{Starting, Stopped}));
+    ExpectErrorLine("ORN_CONNECTOR_PORT_FILE is not set");
+    EXPECT_EQ(WaitForExit(), ExitStatus::Exited(1));
+}
+
+}  // namespace

@@ -1,0 +1,55 @@
+using System;
+using System.Threading;
+using Orn;
+
+/// <summary>
+/// Makes the trouble that its text parameter 1 names: "throw-at-start" at its start, the others when CO 1 gets a value.
+/// Tells on CO 2 what happens to it.
+/// </summary>
+public sealed class TroubleManagedApp : IApp
+{
+    private IDevice device;
+    private string trouble;
+
+    public void Start(IDevice owner)
+    {
+        device = owner;
+        trouble = device.GetTextParameter(1);
+        if (trouble == "throw-at-start")
+        {
+            throw new InvalidOperationException("not today");
+        }
+        device.OnCommunication(on => device.SetValue(2, on ? "on" : "off"));
+        device.OnValue(1, OnValue);
+    }
+
+    public void Stop()
+    {
+        device.SetValue(2, "stopped");
+        if (trouble == "hang-at-stop")
+        {
+            Thread.Sleep(Timeout.Infinite);
+        }
+    }
+
+    private void OnValue(object value)
+    {
+        switch (trouble)
+        {
+            case "throw":
+                throw new InvalidOperationException("two\nlines");
+            case "throw-elsewhere":
+                new Thread(() => { throw new InvalidOperationException("elsewhere"); }).Start();
+                break;
+            case "exit":
+                Environment.Exit(3);
+                break;
+            case "bad-value":
+                device.SetValue(2, new object());
+                break;
+            case "echo":
+                device.SetValue(2, value);
+                break;
+        }
+    }
+}

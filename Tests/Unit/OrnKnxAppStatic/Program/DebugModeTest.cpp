@@ -1,0 +1,336 @@
+#include <atomic>
+
+#include "ProgramFixture.h"
+#include "SystemFaults.h"
+#include "ThreadShortage.h"
+
+namespace {
+
+using namespace Program;
+using Zandrel::VerificationResult;
+
+constexpr const char* On = "2.1:1";
+constexpr const char* Off = "2.1:0";
+constexpr const char* Done = "[App] operator() - Set app debug mode done.";
+
+Lines Switched(const std::string& value) {
+    const std::string id = std::to_string(AppDebug);
+    return {{"DEBUG", "[App] OnValueChanged - " + id + ": valueChanged, " + value},
+            {"DEBUG",
+             "[App] OnValueChanged - " + id + ": Set App Debug to " + (value == On ? "true" : "false") + " received."}};
+}
+
+const Lines ConnectorHostStopped{{"INFO", "StopManagedApp - Stop of managed connector host requested."},
+                                 {"INFO", "StopManagedApp - Waiting for managed connector host to have terminated..."},
+                                 {"INFO", "KillProcess (SOURCE) - Have to kill process App connector host"},
+                                 {"INFO", "KillProcess - App connector host killed"},
+                                 {"INFO", "StopManagedApp - Waiting for managed connector host process to exit"},
+                                 {"INFO", "Wait (SOURCE) - Child process was killed by signal 9"},
+                                 {"INFO", "StopManagedApp - Managed connector app host process exited with -1"},
+                                 {"DEBUG", "~MeasureDuration - Stopping connector app host took"}};
+const Lines ConnectorHostLaunched{
+    {"DEBUG", "[App] operator() - Launch managed connector host"},
+    {"INFO", "[App] GetAppConnectorHost - Try to find app connector host device/opt/ostra/bin/OrnAppConnectorHost.exe"},
+    {"DEBUG", "[App] GetManagedAppDll - Found app at: device/opt/userdata/ornApp/1/App.dll"},
+    {"INFO",
+     "LaunchManagedApp - Launching app connector host (Command Line = /usr/bin/mono --runtime=v4.0 "
+     "device/opt/ostra/bin/OrnAppConnectorHost.exe device/opt/userdata/ornApp/1/App.dll 127.0.0.1)."},
+    {"INFO", "operator() - Launched managed app (pid: N)"}};
+
+/// A program with a managed app.
+class ProgramDebugMode : public ProgramFixture {
+protected:
+    ProgramDebugMode() {
+        for (const char* file : {"device/opt/ostra/bin/OrnAppConnectorHost.exe", "device/opt/userdata/ornApp/1/App.dll",
+                                 "device/opt/ostra/lib/libornconnectorapp.so"}) {
+            AppSideTools::WorkingDirectory::MakeFile(file);
+        }
+        SystemFaults::mono = TEST_CHILD;
+        stack_.DownloadApplication("App", 1);
+    }
+    ~ProgramDebugMode() override { SystemFaults::mono = nullptr; }
+    void TearDown() override {
+        isReleased_ = true;
+        ProgramFixture::TearDown();
+    }
+
+    void StartManaged() {
+        ASSERT_EQ(sut_->Init(stack_), Started);
+        ASSERT_TRUE(WaitForLine("[App] operator() - Thread finished."));
+        ASSERT_EQ(GetChildren().size(), 2U);
+        Forget();
+    }
+    void SwitchAndWait(const std::string& value) {
+        EXPECT_TRUE(Send(AppDebug, value));
+        EXPECT_TRUE(WaitForLine(Done));
+    }
+    void ExpectLines(const Lines& lines) { EXPECT_EQ(AppSideTools::Comparable(log_.TakeLines()), lines); }
+
+    /// Lets the check of a package wait until `isReleased_`.
+    void HoldPackageCheck() {
+        packageCheck_ = [this] {
+            isChecking_ = true;
+            WaitUntil([this] { return isReleased_.load(); });
+            return VerificationResult::SignatureOk;
+        };
+    }
+
+    std::atomic<bool> isChecking_{false};
+    std::atomic<bool> isReleased_{false};
+};
+
+TEST_F(ProgramDebugMode, SwitchedOnStopsTheConnectorHost) {
+    StartManaged();
+
+    SwitchAndWait(On);
+
+    ExpectLines(Switched(On) + Lines{{"INFO", "SetAppDebugMode (SOURCE) - Debug mode enabled"}} + ConnectorHostStopped +
+                Lines{{"DEBUG", Done}});
+    EXPECT_EQ(deviceStack_.GetRequests(), Requests{SetValue(State, "3.1:0")});
+    EXPECT_EQ(GetChildren().size(), 1U);
+}
+
+TEST_F(ProgramDebugMode, SwitchedOffLaunchesTheConnectorHost) {
+    StartManaged();
+    SwitchAndWait(On);
+    Forget();
+
+    SwitchAndWait(Off);
+
+    ExpectLines(Switched(Off) + Lines{{"INFO", "SetAppDebugMode (SOURCE) - Debug mode disabled"}} +
+                ConnectorHostLaunched + Lines{{"DEBUG", Done}});
+    EXPECT_EQ(deviceStack_.GetRequests(), Requests{SetValue(State, "3.1:2")});
+    EXPECT_EQ(GetChildren().size(), 2U);
+}
+
+TEST_F(ProgramDebugMode, SwitchedToItsValueStartsNoTask) {
+    StartManaged();
+    EXPECT_TRUE(Send(AppDebug, Off));
+    ExpectHostLines(Switched(Off) + Lines{{"INFO", "SetAppDebugMode (SOURCE) - Debug mode was already disabled"}});
+    SwitchAndWait(On);
+    Forget();
+
+    EXPECT_TRUE(Send(AppDebug, On));
+
+    ExpectHostLines(Switched(On) + Lines{{"INFO", "SetAppDebugMode (SOURCE) - Debug mode was already enabled"}});
+    EXPECT_FALSE(HasLine(Done));
+    EXPECT_EQ(deviceStack_.GetRequests(), Requests{});
+}
+
+TEST_F(ProgramDebugMode, ValueThatIsNoBooleanIsIgnored) {
+    StartManaged();
+
+    EXPECT_TRUE(Send(AppDebug, "5.1:perhaps"));
+
+    ExpectHostLines({{"DEBUG", "[App] OnValueChanged - " + std::to_string(AppDebug) + ": valueChanged, 5.1:perhaps"}});
+}
+
+TEST_F(ProgramDebugMode, NativeAppIsNotDebugged) {
+    stack_.DownloadApplication("App", 0);
+    Start();
+
+    EXPECT_TRUE(Send(AppDebug, On));
+
+    ExpectHostLines(
+        Switched(On) +
+        Lines{{"INFO", "SetAppDebugMode (SOURCE) - Debug mode enabled"},
+              {"INFO",
+               "SetAppDebugMode (SOURCE) - Debug mode is only enabled for orn knx programmable, otherwise this "
+               "function did nothing!"}});
+    EXPECT_FALSE(HasLine(Done));
+    EXPECT_EQ(GetChildren().size(), 1U);
+}
+
+TEST_F(ProgramDebugMode, FailedRelaunchSwitchesTheRunLedOff) {
+    StartManaged();
+    SwitchAndWait(On);
+    Forget();
+    packageCheck_ = [] { return VerificationResult::Corrupt; };
+
+    SwitchAndWait(Off);
+
+    EXPECT_TRUE(HasLine("[App] operator() - Switching RUN led off."));
+    EXPECT_EQ(deviceStack_.GetRequests(), Requests{SetValue(State, "3.1:0")});
+    EXPECT_EQ(GetChildren().size(), 1U);
+}
+
+TEST_F(ProgramDebugMode, RelaunchThatThrowsIsAFailedOne) {
+    StartManaged();
+    SwitchAndWait(On);
+    Forget();
+    packageCheck_ = []() -> VerificationResult { throw std::runtime_error("on fire"); };
+
+    SwitchAndWait(Off);
+
+    EXPECT_TRUE(HasLine("[App] LaunchManagedApp - Unexpected failure: on fire"));
+    EXPECT_TRUE(HasLine("[App] operator() - Switching RUN led off."));
+    EXPECT_EQ(deviceStack_.GetRequests(), Requests{SetValue(State, "3.1:0")});
+}
+
+TEST_F(ProgramDebugMode, FailedRelaunchDoesNotHinderTheNextOne) {
+    StartManaged();
+    SwitchAndWait(On);
+    Forget();
+    packageCheck_ = [] { return VerificationResult::Corrupt; };
+    SwitchAndWait(Off);
+    Forget();
+    SwitchAndWait(On);
+    Forget();
+    packageCheck_ = [] { return VerificationResult::SignatureOk; };
+
+    SwitchAndWait(Off);
+
+    EXPECT_EQ(GetChildren().size(), 2U);
+}
+
+TEST_F(ProgramDebugMode, SecondOfTwoQuickTogglesWaitsForTheFirst) {
+    StartManaged();
+    SwitchAndWait(On);
+    Forget();
+    HoldPackageCheck();
+    EXPECT_TRUE(Send(AppDebug, Off));
+    ASSERT_TRUE(WaitUntil([this] { return isChecking_.load(); }));
+
+    EXPECT_TRUE(Send(AppDebug, On));
+
+    EXPECT_FALSE(HasLine("StopManagedApp"));
+    isReleased_ = true;
+    EXPECT_TRUE(WaitForLine("[App] operator() - Set app debug mode done."));
+    EXPECT_TRUE(WaitForLine("Managed connector app host process exited with -1"));
+    EXPECT_TRUE(WaitUntil([this] { return deviceStack_.GetRequests().size() == 2; }));
+    EXPECT_EQ(deviceStack_.GetRequests(), (Requests{SetValue(State, "3.1:2"), SetValue(State, "3.1:0")}));
+    EXPECT_EQ(GetChildren().size(), 1U);
+}
+
+TEST_F(ProgramDebugMode, TenQuickTogglesEndAsTheLastOneSays) {
+    StartManaged();
+    constexpr int Toggles = 10;
+
+    for (int i = 0; i < Toggles; ++i) {
+        EXPECT_TRUE(Send(AppDebug, i % 2 == 0 ? On : Off));
+    }
+
+    EXPECT_TRUE(WaitUntil([this] {
+        const auto lines = log_.GetLines();
+        return Toggles == std::count_if(lines.begin(), lines.end(), [](const auto& line) { return line.text == Done; });
+    }));
+    Requests states;
+    for (int i = 0; i < Toggles; ++i) {
+        states.push_back(SetValue(State, i % 2 == 0 ? "3.1:0" : "3.1:2"));
+    }
+    EXPECT_EQ(deviceStack_.GetRequests(), states);
+    EXPECT_EQ(GetChildren().size(), 2U);
+    EXPECT_EQ(sut_->Exit(), Exited);
+    EXPECT_TRUE(GetChildren().empty());
+}
+
+TEST_F(ProgramDebugMode, SwitchedOnDuringALaunchNoConnectorHostRuns) {
+    HoldPackageCheck();
+    ASSERT_EQ(sut_->Init(stack_), Started);
+    ASSERT_TRUE(WaitUntil([this] { return isChecking_.load(); }));
+
+    SwitchAndWait(On);
+    isReleased_ = true;
+
+    EXPECT_TRUE(WaitForLine("[App] operator() - Thread finished."));
+    EXPECT_TRUE(HasLine("LaunchManagedApp - Debug mode set, did not launch connector host!"));
+    EXPECT_EQ(GetChildren().size(), 1U);
+}
+
+TEST_F(ProgramDebugMode, SwitchedOnDuringARestartNothingIsLaunched) {
+    StartManaged();
+    clock_->onJoin = [this] { EXPECT_TRUE(Send(AppDebug, On)); };
+
+    EXPECT_EQ(sut_->OnDeviceRestart(), Started);
+
+    EXPECT_TRUE(WaitForLine("[App] operator() - Debug mode set, did not launch app host!"));
+    EXPECT_TRUE(WaitForLine("[App] operator() - Thread finished."));
+    EXPECT_TRUE(GetChildren().empty());
+}
+
+TEST_F(ProgramDebugMode, SwitchedOffDuringARestartTheNewCycleLaunches) {
+    StartManaged();
+    SwitchAndWait(On);
+    Forget();
+    clock_->onJoin = [this] { EXPECT_TRUE(Send(AppDebug, Off)); };
+
+    EXPECT_EQ(sut_->OnDeviceRestart(), Started);
+
+    EXPECT_TRUE(WaitForLine("[App] operator() - Thread finished."));
+    EXPECT_TRUE(HasLine("LaunchManagedApp - Interruption signaled."));
+    EXPECT_EQ(GetChildren().size(), 2U);
+}
+
+TEST_F(ProgramDebugMode, RestartInDebugModeLaunchesNothing) {
+    StartManaged();
+    SwitchAndWait(On);
+    Forget();
+
+    EXPECT_EQ(sut_->OnDeviceRestart(), Started);
+
+    EXPECT_TRUE(WaitForLine("[App] operator() - Debug mode set, did not launch app host!"));
+    EXPECT_TRUE(WaitForLine("[App] operator() - Thread finished."));
+    EXPECT_TRUE(GetChildren().empty());
+}
+
+TEST_F(ProgramDebugMode, LaunchUnderWayWhenTheProgramExitsStartsNothing) {
+    StartManaged();
+    SwitchAndWait(On);
+    Forget();
+    HoldPackageCheck();
+    EXPECT_TRUE(Send(AppDebug, Off));
+    ASSERT_TRUE(WaitUntil([this] { return isChecking_.load(); }));
+    clock_->onJoin = [this] { isReleased_ = true; };
+
+    EXPECT_EQ(sut_->Exit(), Exited);
+
+    EXPECT_TRUE(HasLine(Done));
+    EXPECT_TRUE(HasLine("LaunchManagedApp - Interruption signaled."));
+    EXPECT_TRUE(GetChildren().empty());
+}
+
+TEST_F(ProgramDebugMode, TaskOfADeletedProgramStartsNothing) {
+    StartManaged();
+    SwitchAndWait(On);
+    Forget();
+    packageCheck_ = [this] {
+        isChecking_ = true;
+        boost::this_thread::sleep_for(boost::chrono::milliseconds(20));
+        return VerificationResult::SignatureOk;
+    };
+    EXPECT_TRUE(Send(AppDebug, Off));
+    ASSERT_TRUE(WaitUntil([this] { return isChecking_.load(); }));
+
+    sut_.reset();
+
+    EXPECT_TRUE(HasLine(Done)) << "the task ends before the program";
+    EXPECT_TRUE(GetChildren().empty());
+}
+
+TEST_F(ProgramDebugMode, SwitchHasNoEffectAfterExit) {
+    StartManaged();
+    ASSERT_EQ(sut_->Exit(), Exited);
+    Forget();
+
+    EXPECT_TRUE(Send(AppDebug, On));
+
+    ExpectHostLines(Switched(On));
+    EXPECT_FALSE(HasLine(Done));
+}
+
+TEST_F(ProgramDebugMode, WithoutThreadsTheSwitchStaysAsItIs) {
+    StartManaged();
+    {
+        const TestSupport::ThreadShortage shortage;
+        EXPECT_FALSE(Send(AppDebug, On));
+    }
+    EXPECT_TRUE(HasLine("[App] OnValueChanged - Unexpected failure: "));
+    EXPECT_EQ(GetChildren().size(), 2U);
+    Forget();
+
+    SwitchAndWait(On);
+
+    EXPECT_EQ(GetChildren().size(), 1U);
+}
+
+}  // namespace
