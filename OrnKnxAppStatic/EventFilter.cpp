@@ -46,15 +46,25 @@ EventFilter::~EventFilter() {
     byDeathTime_.clear_and_dispose(std::default_delete<Record>());
 }
 
+bool EventFilter::IsFloat(const FilterEntry& entry) {
+    return GetMainNumber(entry.dpt) == FloatMainNumber && entry.value.GetSize() == sizeof(float);
+}
+
 EventFilter::Key EventFilter::MakeKey(const FilterEntry& entry) {
     const auto& bytes = entry.value.GetBytes();
-    const bool isFloat = GetMainNumber(entry.dpt) == FloatMainNumber && bytes.size() == sizeof(float);
     Key key{entry.co, entry.dpt,
-            isFloat ? FloatText(entry.value.GetFloatValue()) : std::string(bytes.begin(), bytes.end()), 0};
+            IsFloat(entry) ? FloatText(entry.value.GetFloatValue()) : std::string(bytes.begin(), bytes.end()), 0};
     key.hash = std::hash<std::string>{}(key.value);
     boost::hash_combine(key.hash, key.co);
     boost::hash_combine(key.hash, key.dpt);
     return key;
+}
+
+FilterEntry EventFilter::MakeEntry(const Record& record) {
+    const Key& key = *record.key;
+    const bool isInKey = record.floatValue.GetSize() == 0;
+    return {key.co, key.dpt, isInKey ? KnxStack::GroupValue({key.value.begin(), key.value.end()}) : record.floatValue,
+            record.deathTime};
 }
 
 void EventFilter::AddEvent(FilterEntry entry) {
@@ -62,12 +72,15 @@ void EventFilter::AddEvent(FilterEntry entry) {
     auto record = std::make_unique<Record>();
     const auto sameEvents = byKey_.try_emplace(MakeKey(entry)).first;
     // From here on nothing throws.
-    record->entry = std::move(entry);
+    record->deathTime = entry.deathTime;
     record->number = ++added_;
     record->key = &sameEvents->first;
+    if (IsFloat(entry)) {
+        record->floatValue = std::move(entry.value);
+    }
     sameEvents->second.push_back(*record);
     auto next = byDeathTime_.end();
-    while (next != byDeathTime_.begin() && std::prev(next)->entry.deathTime > record->entry.deathTime) {
+    while (next != byDeathTime_.begin() && std::prev(next)->deathTime > record->deathTime) {
         --next;
     }
     byDeathTime_.insert(next, *record.release());
@@ -79,23 +92,23 @@ bool EventFilter::RemoveEvent(const FilterEntry& probe) {
         return false;
     }
     Record& oldest = sameEvents->second.front();
-    ORN_LOG_PLAIN(logger_, DEBUG, "Removing event (" << Describe(oldest.entry) << ")");
+    ORN_LOG_PLAIN(logger_, DEBUG, "Removing event (" << Describe(MakeEntry(oldest)) << ")");
     Remove(sameEvents, oldest);
     return true;
 }
 
 void EventFilter::RemoveExpired(boost::posix_time::ptime now) {
     const auto latest = now + Durations::ToPosixTime(Durations::EchoLifetime);
-    for (auto i = byDeathTime_.rbegin(); i != byDeathTime_.rend() && i->entry.deathTime > latest; ++i) {
-        i->entry.deathTime = latest;
+    for (auto i = byDeathTime_.rbegin(); i != byDeathTime_.rend() && i->deathTime > latest; ++i) {
+        i->deathTime = latest;
     }
     std::vector<Record*> expired;
-    for (auto i = byDeathTime_.begin(); i != byDeathTime_.end() && i->entry.deathTime <= now; ++i) {
+    for (auto i = byDeathTime_.begin(); i != byDeathTime_.end() && i->deathTime <= now; ++i) {
         expired.push_back(&*i);
     }
     std::sort(expired.begin(), expired.end(), [](const Record* a, const Record* b) { return a->number < b->number; });
     for (Record* const record : expired) {
-        ORN_LOG_PLAIN(logger_, DEBUG, "Expired event to be removed (" << Describe(record->entry) << ")");
+        ORN_LOG_PLAIN(logger_, DEBUG, "Expired event to be removed (" << Describe(MakeEntry(*record)) << ")");
         Remove(byKey_.find(*record->key), *record);
     }
 }

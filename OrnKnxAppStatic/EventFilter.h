@@ -71,16 +71,20 @@ private:
     /// The entries of one key, oldest first.
     using SameEvents = boost::intrusive::list<Record, boost::intrusive::base_hook<SameEventHook>>;
     using ByKey = std::unordered_map<Key, SameEvents, KeyHash>;
+    /// Small, as every event brings one that has long left the processor's caches back into them.
     struct Record : SameEventHook, DeathTimeHook {
-        FilterEntry entry;
-        std::uint64_t number;  ///< counts the entries in the order in which they were added
-        const Key* key;        ///< the one under which it is found
+        boost::posix_time::ptime deathTime;
+        std::uint64_t number;             ///< counts the entries in the order in which they were added
+        const Key* key;                   ///< the one under which it is found
+        KnxStack::GroupValue floatValue;  ///< the bytes of a float, of which the key has the text only
     };
     /// All entries, those that die first at the front. A new one belongs to the back, but for a clock that was set back
     /// since the last sweep.
     using ByDeathTime = boost::intrusive::list<Record, boost::intrusive::base_hook<DeathTimeHook>>;
 
+    static bool IsFloat(const FilterEntry& entry);
     static Key MakeKey(const FilterEntry& entry);
+    static FilterEntry MakeEntry(const Record& record);
     void Remove(ByKey::iterator sameEvents, Record& record);
 
     log4cplus::Logger logger_;
