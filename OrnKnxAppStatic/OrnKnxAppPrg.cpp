@@ -100,7 +100,7 @@ bool OrnKnxAppPrg::ConnectDeviceStack() {
 
 int OrnKnxAppPrg::OnDeviceRestart() {
     try {
-        SignalConfigurationUnloaded(core_->connection, log_);
+        Attempt("OnDeviceRestart", [this] { SignalConfigurationUnloaded(core_->connection, log_); });
         const auto finalizer = std::make_shared<Finalizer>([core = core_] { core->restarting = false; });
         if (core_->restarting.exchange(true)) {
             finalizer->Dismiss();
@@ -116,20 +116,28 @@ int OrnKnxAppPrg::OnDeviceRestart() {
 
 int OrnKnxAppPrg::Restart(const std::shared_ptr<Finalizer>& finalizer) {
     static constexpr const char* Caller = "OnDeviceRestart";
+    const auto attempt = [this](const auto& step) { Attempt(Caller, step); };
     const auto logicalDevice = core_->identity->GetLogicalDeviceId();
+    attempt([&] {
+        if (logicalDevice) {
+            SignalKnxCommunicationOff(Caller, *logicalDevice);
+        } else {
+            ORN_LOG_AS(Caller, log_, INFO, "Missing logical device ID");
+        }
+    });
+    attempt([this] {
+        ORN_LOG_AS(Caller, log_, INFO, "Terminating App Host process");
+        StopAppHost();
+    });
+    attempt([this] { core_->deviceResetTimer.Close(); });
+    attempt([this] { core_->knxHandler.StopTickers(); });
+    bool stopped = false;
+    attempt([&] { stopped = StopInitThread(); });
     if (logicalDevice) {
-        SignalKnxCommunicationOff(Caller, *logicalDevice);
-    } else {
-        ORN_LOG_AS(Caller, log_, INFO, "Missing logical device ID");
-    }
-    ORN_LOG_AS(Caller, log_, INFO, "Terminating App Host process");
-    Attempt(Caller, [this] { StopAppHost(); });
-    core_->deviceResetTimer.Close();
-    core_->knxHandler.StopTickers();
-    const bool stopped = StopInitThread();
-    if (logicalDevice) {
-        ORN_LOG_AS(Caller, log_, INFO, "Resetting downloaded knx configuration");
-        core_->configurator.ResetConfiguration(*logicalDevice);
+        attempt([&] {
+            ORN_LOG_AS(Caller, log_, INFO, "Resetting downloaded knx configuration");
+            core_->configurator.ResetConfiguration(*logicalDevice);
+        });
     }
     if (apiHub_ == nullptr) {
         ORN_LOG_AS(Caller, log_, DEBUG, "IApiHub is nullptr!");
@@ -227,7 +235,8 @@ bool OrnKnxAppPrg::StopInitThread() {
 }
 
 void OrnKnxAppPrg::SignalKnxCommunicationOff(const char* caller, LogicalDeviceId id) {
-    if (core_->appControl.SignalAppHostKnxCommunicationState(id, false)) {
+    if (ContainExceptions(log_, caller,
+                          [&] { return core_->appControl.SignalAppHostKnxCommunicationState(id, false); })) {
         ORN_LOG_AS(caller, log_, INFO, "Signaled disabled KNX communication");
     } else {
         ORN_LOG_AS(caller, log_, ERROR, "Failed to signal disabled KNX communication");
