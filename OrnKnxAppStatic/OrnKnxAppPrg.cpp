@@ -213,7 +213,9 @@ bool OrnKnxAppPrg::StartInitThread(KnxStack::IApiHub& hub, std::shared_ptr<Final
         // The thread takes the cycle along: what it left in the thread's handle would hold that handle's own owner.
         control->thread = boost::thread(
             [cycle = InitThread(core_, control, std::move(finalizer))]() mutable { InitThread(std::move(cycle))(); });
-    } catch (const boost::thread_resource_error&) {
+    } catch (const std::exception&) {
+        // A change of the debug mode until the next cycle belongs to this one, which is over.
+        control->running = false;
         stopInitThread_ = nullptr;
         core_->deviceResetTimer.Close();
         return false;

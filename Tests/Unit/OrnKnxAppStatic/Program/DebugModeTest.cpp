@@ -261,6 +261,21 @@ TEST_F(ProgramDebugMode, SwitchedOffDuringARestartTheNewCycleLaunches) {
     EXPECT_EQ(GetChildren().size(), 2U);
 }
 
+TEST_F(ProgramDebugMode, SwitchedOffAfterAFailedRestartLaunchesNothing) {
+    StartManaged();
+    SwitchAndWait(On);
+    {
+        const TestSupport::ThreadShortage shortage;
+        EXPECT_EQ(sut_->OnDeviceRestart(), Failure);
+    }
+    Forget();
+
+    SwitchAndWait(Off);
+
+    EXPECT_TRUE(HasLine("LaunchManagedApp - Interruption signaled."));
+    EXPECT_TRUE(GetChildren().empty());
+}
+
 TEST_F(ProgramDebugMode, RestartInDebugModeLaunchesNothing) {
     StartManaged();
     SwitchAndWait(On);
