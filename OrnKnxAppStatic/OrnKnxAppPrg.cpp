@@ -1,6 +1,6 @@
 #include "OrnKnxAppPrg.h"
 
-#include <boost/thread/exceptions.hpp>
+#include <boost/thread/thread_only.hpp>
 #include <exception>
 #include <optional>
 #include <utility>
@@ -43,6 +43,7 @@ OrnKnxAppPrg::OrnKnxAppPrg(const log4cplus::Logger& logger, const Environment& e
 }
 
 OrnKnxAppPrg::~OrnKnxAppPrg() {
+    const boost::this_thread::disable_interruption uninterrupted;
     const auto attempt = [this](const auto& step) { Attempt("~OrnKnxAppPrg", step); };
     // A cycle that the host did not end is not waited for, but launches nothing any more.
     if (control_) {
@@ -62,6 +63,7 @@ OrnKnxAppPrg::~OrnKnxAppPrg() {
 }
 
 int OrnKnxAppPrg::Init(KnxStack::IApiHub& hub) {
+    const boost::this_thread::disable_interruption uninterrupted;
     try {
         if (!core_->knxHandler.Init(hub)) {
             ORN_LOG(log_, DEBUG, "Failed to initialize knxhandler.");
@@ -99,6 +101,7 @@ bool OrnKnxAppPrg::ConnectDeviceStack() {
 }
 
 int OrnKnxAppPrg::OnDeviceRestart() {
+    const boost::this_thread::disable_interruption uninterrupted;
     try {
         Attempt("OnDeviceRestart", [this] { SignalConfigurationUnloaded(core_->connection, log_); });
         const auto finalizer = std::make_shared<Finalizer>([core = core_] { core->restarting = false; });
@@ -156,6 +159,7 @@ int OrnKnxAppPrg::Restart(const std::shared_ptr<Finalizer>& finalizer) {
 
 int OrnKnxAppPrg::Exit() {
     static constexpr const char* Caller = "Exit";
+    const boost::this_thread::disable_interruption uninterrupted;
     const auto attempt = [this](const auto& step) { Attempt(Caller, step); };
     attempt([this] { SignalConfigurationUnloaded(core_->connection, log_); });
     attempt([this] {

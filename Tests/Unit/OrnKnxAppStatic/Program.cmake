@@ -6,6 +6,7 @@ orn_add_test(ProgramTest
         Program/EventsTest.cpp
         Program/ExitTest.cpp
         Program/GatesTest.cpp
+        Program/InterruptionTest.cpp
         Program/KnxHandlerExceptionsTest.cpp
         Program/RestartTest.cpp
         Program/SilentDeviceStackTest.cpp
