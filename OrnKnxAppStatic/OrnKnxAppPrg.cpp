@@ -280,11 +280,13 @@ bool OrnKnxAppPrg::DispatchValue(unsigned long id, const std::string& value) {
         return true;
     }
     if (KnxOdsMapping::IsAppHostAppControlAppDebug(id, logicalDevice->Value())) {
-        if (const std::optional<bool> enable = zanValue.GetBoolean()) {
-            ORN_LOG_AS(Caller, log_, DEBUG,
-                       id << ": Set App Debug to " << (*enable ? "true" : "false") << " received.");
-            core_->appDebugMode.SetAppDebugMode(*enable, core_);
+        const std::optional<bool> enable = zanValue.GetBoolean();
+        if (!enable) {
+            ORN_LOG_AS(Caller, log_, ERROR, id << ": Ignoring a value for App Debug that is no boolean");
+            return true;
         }
+        ORN_LOG_AS(Caller, log_, DEBUG, id << ": Set App Debug to " << (*enable ? "true" : "false") << " received.");
+        core_->appDebugMode.SetAppDebugMode(*enable, core_);
         return true;
     }
     return core_->knxHandler.WriteValue(id, zanValue);

@@ -122,7 +122,10 @@ TEST_F(ProgramDebugMode, ValueThatIsNoBooleanIsIgnored) {
 
     EXPECT_TRUE(Send(AppDebug, "5.1:perhaps"));
 
-    ExpectHostLines({{"DEBUG", "[App] OnValueChanged - " + std::to_string(AppDebug) + ": valueChanged, 5.1:perhaps"}});
+    const std::string id = std::to_string(AppDebug);
+    ExpectHostLines(
+        {{"DEBUG", "[App] OnValueChanged - " + id + ": valueChanged, 5.1:perhaps"},
+         {"ERROR", "[App] OnValueChanged - " + id + ": Ignoring a value for App Debug that is no boolean"}});
 }
 
 TEST_F(ProgramDebugMode, NativeAppIsNotDebugged) {
