@@ -97,7 +97,8 @@ void InitThread::WaitForLoadStateChange(HandlerLock& lock) const {
 
 bool InitThread::ConfigureAndLaunch() const {
     ORN_LOG_CYCLE(DEBUG, "Start to configure object model.");
-    if (!core_->configurator.ConfigureObjectModel(*control_)) {
+    if (!ContainExceptions(core_->log, "ConfigureObjectModel",
+                           [this] { return core_->configurator.ConfigureObjectModel(*control_); })) {
         if (control_->running) {
             ORN_LOG_CYCLE(FATAL, "Failed to configure object model");
         }

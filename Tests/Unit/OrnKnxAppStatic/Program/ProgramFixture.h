@@ -132,6 +132,14 @@ protected:
         return lines;
     }
 
+    /// An error without a prefix ends in " [", the call stack and "]".
+    static void CutCallStack(TestSupport::LogLine& line) {
+        const auto begin = line.text.find(" [");
+        if ((line.level == "ERROR" || line.level == "FATAL") && line.text.front() != '[' && line.text.back() == ']') {
+            line.text.replace(begin, std::string::npos, " [CALL STACK]");
+        }
+    }
+
     /// Whether the reset timer refuses to be armed.
     bool HasNoTimer() {
         log_.TakeLines();
@@ -153,15 +161,6 @@ protected:
     TestSupport::ScriptedDeviceStack deviceStack_;
     HookedClient client_{deviceStack_};
     std::unique_ptr<Zandrel::OrnKnxAppPrg> sut_;
-
-private:
-    /// An error without a prefix ends in " [", the call stack and "]".
-    static void CutCallStack(TestSupport::LogLine& line) {
-        const auto begin = line.text.find(" [");
-        if ((line.level == "ERROR" || line.level == "FATAL") && line.text.front() != '[' && line.text.back() == ']') {
-            line.text.replace(begin, std::string::npos, " [CALL STACK]");
-        }
-    }
 };
 
 /// What `Stop` logs of an app that reports "Stopped" and whose process is killed after that.
