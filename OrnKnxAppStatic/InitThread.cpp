@@ -61,9 +61,13 @@ void InitThread::RunCycle() {
         ORN_LOG_CYCLE(INFO, "Load state machines not loaded. This is normal during a download.");
     } else {
         bool memoryReady = false;
-        core_->hub.With([this, &memoryReady](KnxStack::IApiHub& hub) {
+        const bool hubIsOpen = core_->hub.With([this, &memoryReady](KnxStack::IApiHub& hub) {
             memoryReady = core_->knxHandler.InitApplicationProgram1Memory(hub);
         });
+        if (!hubIsOpen) {
+            ORN_LOG_CYCLE(INFO, "Finishing init thread as it has been requested to stop.");
+            return;
+        }
         if (!memoryReady) {
             ORN_LOG_CYCLE(FATAL, "Failed to init AppPrg1 memory!");
             core_->hub.With([](KnxStack::IApiHub& hub) { hub.SetRunState(false); });

@@ -1,3 +1,4 @@
+#include <atomic>
 #include <optional>
 #include <stdexcept>
 
@@ -118,6 +119,40 @@ TEST_F(ProgramUnexpectedFailure, OfTheHubEndsTheCycleAndARestartWorks) {
         Forget();
     }
     sut_.reset();  // before its hub
+}
+
+/// A cycle that is inside the stack when the host exits.
+class ProgramLateCycle : public ProgramFixture {
+protected:
+    void TearDown() override {
+        isReleased_ = true;
+        ProgramFixture::TearDown();
+    }
+
+    std::atomic<bool> isInside_{false};
+    std::atomic<bool> isReleased_{false};
+};
+
+TEST_F(ProgramLateCycle, LeavesBeforeTheMemoryOfAHubThatIsClosed) {
+    constexpr std::uint16_t GroupObjectTable = 9;
+    clock_->joinLimit = boost::chrono::milliseconds(20);
+    stack_.LoadState(GroupObjectTable).ServeFrom([this](KnxStack::BinaryData& data) {
+        const boost::this_thread::disable_interruption uninterrupted;
+        isInside_ = true;
+        WaitUntil([this] { return isReleased_.load(); });
+        data = KnxStack::BinaryData({1});
+        return true;
+    });
+    ASSERT_EQ(sut_->Init(stack_), Started);
+    ASSERT_TRUE(WaitUntil([this] { return isInside_.load(); }));
+    ASSERT_EQ(sut_->Exit(), Exited);
+    Forget();
+
+    isReleased_ = true;
+
+    EXPECT_TRUE(WaitForLine("operator() - "));
+    EXPECT_EQ(log_.GetLines(),
+              (Lines{{"INFO", "operator() - Finishing init thread as it has been requested to stop."}}));
 }
 
 }  // namespace
