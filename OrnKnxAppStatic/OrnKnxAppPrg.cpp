@@ -53,7 +53,6 @@ OrnKnxAppPrg::~OrnKnxAppPrg() {
     attempt([this] { core_->ioState.Stop(); });
     attempt([this] { core_->appDebugMode.Close(); });
     attempt([this] { core_->processControl.KillLeftOver(); });
-    attempt([this] { core_->knxHandler.Close(); });
     attempt([this] { core_->hub.Close(); });
     attempt([this] {
         core_->knxHandler.SetMessengers({}, {});
