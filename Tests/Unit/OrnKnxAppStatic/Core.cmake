@@ -1,6 +1,7 @@
 orn_add_test(CoreTest
     TIMEOUT 180
     SOURCES
+        DeviceResetActionsTest.cpp
         DeviceResetTimerRaceTest.cpp
         DeviceResetTimerTest.cpp
         DeviceStackConnectionTest.cpp
