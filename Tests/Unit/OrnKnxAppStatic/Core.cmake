@@ -8,4 +8,7 @@ orn_add_test(CoreTest
         IncludeTest.cpp
         LoggingFormsTest.cpp
         OrnKnxAppPrgTest.cpp
+        PlatformClientFactoryTest.cpp
+        "${PROJECT_SOURCE_DIR}/Tests/Unit/PlatformLibrary/FakeDeviceStack.cpp"
     LIBRARIES PluginTestSupport KnxStackTestSupport ZandrelPlatform)
+target_include_directories(CoreTest PRIVATE ../PlatformLibrary)
