@@ -6,6 +6,7 @@ orn_add_test(CoreTest
         DeviceResetTimerTest.cpp
         DeviceStackConnectionTest.cpp
         IncludeTest.cpp
+        InitThreadTest.cpp
         LoggingFormsTest.cpp
         OrnKnxAppPrgTest.cpp
         PlatformClientFactoryTest.cpp
