@@ -1,12 +1,12 @@
 #include "Sign.h"
 
 #include <boost/algorithm/hex.hpp>
-#include <boost/algorithm/string/predicate.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <climits>
 #include <iostream>
 #include <iterator>
 #include <variant>
+#include <vector>
 
 #include "DeveloperCertificate.h"
 #include "FileHasher.h"
@@ -56,11 +56,13 @@ Signer LoadSigner(const PackageOptions& options) {
     return signer;
 }
 
-/// A secret must not travel with the app.
-void ExpectOutside(const filesystem::path& file, const filesystem::path& directory) {
-    const std::string inside = filesystem::canonical(directory).string() + "/";
-    if (boost::algorithm::starts_with(filesystem::canonical(file).string(), inside)) {
-        throw Refused("the key " + file.string() + " lies in the app directory");
+/// A secret must not travel with the app, nor be written over.
+void ExpectNoKey(const filesystem::path& directory, std::vector<std::string> names) {
+    names.insert(names.end(), PackageFiles::All.begin(), PackageFiles::All.end());
+    for (const std::string& name : names) {
+        if (HoldsPrivateKey(directory / name)) {
+            throw Refused(Printable(name) + " holds a private key: it must not travel with the app");
+        }
     }
 }
 
@@ -141,10 +143,10 @@ void RunSign(const PackageOptions& options) {
         throw Unexpected(options.directory.string() + " is no directory");
     }
     const Signer signer = LoadSigner(options);
-    ExpectOutside(options.key, options.directory);
     const std::string pem = ToPem(*signer.certificate);
     MakeSignature("", *signer.key);  // before the long part: the key may be of a type that the device does not know
     const PackageContent content = CollectContent(options.directory);
+    ExpectNoKey(options.directory, content.names);
     Progress progress(2 * content.bytes);  // read once to sign and once to check
     const std::string list = MakeFileList(options.directory, content, progress);
     const std::string signature = MakeSignature(list, *signer.key);
