@@ -11,6 +11,7 @@
 #include "DeveloperCertificate.h"
 #include "FileHasher.h"
 #include "FileList.h"
+#include "FileReplacement.h"
 #include "MessageOutput.h"
 #include "PackageContent.h"
 #include "PackageError.h"
@@ -151,15 +152,17 @@ void RunSign(const PackageOptions& options) {
     const std::string list = MakeFileList(options.directory, content, progress);
     const std::string signature = MakeSignature(list, *signer.key);
 
-    ReplaceFile(options.directory / PackageFiles::DeveloperCertificate, pem);
-    ReplaceFile(options.directory / PackageFiles::FileList, list);
-    ReplaceFile(options.directory / PackageFiles::Signature, signature);
+    FileReplacement files;
+    files.Write(options.directory / PackageFiles::DeveloperCertificate, pem);
+    files.Write(options.directory / PackageFiles::FileList, list);
+    files.Write(options.directory / PackageFiles::Signature, signature);
     const VerificationResult result =
         Zandrel::VerifyAppPackage(options.directory / PackageFiles::FileList, options.ca,
                                   [&progress](std::uint64_t bytes) { progress.Add(bytes); });
     if (result != VerificationResult::SignatureOk) {
         throw PackageError(result, "the package was changed while it was signed");
     }
+    files.Keep();
     std::cout << "signed " << content.names.size() << (content.names.size() == 1 ? " file, " : " files, ")
               << content.bytes << " bytes\n";
 }
