@@ -1,4 +1,3 @@
-#include <gmock/gmock.h>
 #include <pty.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -6,90 +5,21 @@
 
 #include <array>
 #include <atomic>
-#include <boost/filesystem/directory.hpp>
-#include <boost/filesystem/operations.hpp>
 #include <boost/thread/thread_only.hpp>
 #include <fstream>
 #include <string>
 #include <vector>
 
-#include "AppPackage.h"
-#include "ChildProcess.h"
+#include "OrnPackageFixture.h"
 #include "VerifyAppPackage.h"
 
 namespace {
 
-namespace filesystem = boost::filesystem;
+using namespace OrnPackage;
 using testing::AllOf;
-using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::SizeIs;
 using testing::StartsWith;
-using TestSupport::ChildProcess;
-using TestSupport::ExitStatus;
-using TestSupport::ReadFile;
 using TestSupport::ToPem;
-using TestSupport::WriteFile;
-using Words = std::vector<std::string>;
-
-/// The program in a temporary folder, with an app that is not signed yet.
-class OrnPackageTest : public testing::Test {
-protected:
-    struct Outcome {
-        ExitStatus status;
-        Words output;
-        Words error;
-    };
-
-    OrnPackageTest() {
-        filesystem::create_directories(folder_ / "app/data");
-        WriteFile(folder_ / "app/MyApp.dll", "the app");
-        WriteFile(folder_ / "app/data/texts & more.txt", "texts");
-    }
-    ~OrnPackageTest() override {
-        boost::system::error_code ignored;
-        filesystem::remove_all(folder_, ignored);
-    }
-
-    std::string Path(const std::string& name) const { return (folder_ / name).string(); }
-    std::string App() const { return Path("app"); }
-
-    static Outcome Run(const Words& arguments) {
-        ChildProcess program(ORN_PACKAGE_PROGRAM, arguments);
-        const auto status = program.WaitForExit();
-        return {status.value_or(ExitStatus()), program.GetOutputLines(), program.GetErrorLines()};
-    }
-    /// The output of a call that must succeed.
-    static Words Output(const Words& arguments) {
-        const Outcome outcome = Run(arguments);
-        EXPECT_EQ(outcome.status, ExitStatus::Exited(0));
-        EXPECT_THAT(outcome.error, IsEmpty());
-        return outcome.output;
-    }
-    /// What a call that must fail writes.
-    static Words Errors(int code, const Words& arguments) {
-        const Outcome outcome = Run(arguments);
-        EXPECT_EQ(outcome.status, ExitStatus::Exited(code));
-        EXPECT_THAT(outcome.output, IsEmpty());
-        return outcome.error;
-    }
-    static std::string Error(int code, const Words& arguments) {
-        const Words errors = Errors(code, arguments);
-        EXPECT_THAT(errors, SizeIs(1));
-        return errors.empty() ? "" : errors.back();
-    }
-
-    void MakeKeys(const std::string& type = "ecdsa") const { Output({"keygen", folder_.string(), "--type", type}); }
-    Words SignCommand() const {
-        return {"sign", App(),         "--key", Path("developer.key"), "--certificate", Path("developer.crt"),
-                "--ca", Path("ca.crt")};
-    }
-    Words VerifyCommand() const { return {"verify", App(), "--ca", Path("ca.crt")}; }
-
-    const filesystem::path folder_ =
-        filesystem::temp_directory_path() / filesystem::unique_path("orn-tool-%%%%-%%%%-%%%%");
-};
 
 TEST_F(OrnPackageTest, MakesKeysAndASignedPackage) {
     EXPECT_THAT(Output({"keygen", folder_.string(), "--type", "ecdsa"}),
@@ -345,81 +275,28 @@ TEST_F(OrnPackageTest, WhatNoPackageMayHoldIsRefused) {
 }
 
 TEST_F(OrnPackageTest, MissingFilesAreReported) {
+    MakeKeys();
+    filesystem::remove(Path("developer.key"));
     EXPECT_EQ(Error(3, SignCommand()), "ornpackage: cannot open key file " + Path("developer.key"));
     EXPECT_EQ(Error(3, {"sign", Path("none")}), "ornpackage: " + Path("none") + " is no directory");
     EXPECT_EQ(Error(3, {"keygen", Path("app/MyApp.dll")}).rfind("ornpackage: cannot make " + Path("app/MyApp.dll"), 0),
               0U);
 }
 
-/// The program at a device of its own.
-class InstallTest : public OrnPackageTest {
-protected:
-    InstallTest() {
-        filesystem::create_directory(Path("root"));
-        MakeKeys();
-        Output(SignCommand());
-    }
-    Words InstallCommand() const { return {"install", App(), "--ca", Path("ca.crt"), "--root", Path("root")}; }
-    /// What the device says of its app.
-    Zandrel::VerificationResult CheckOnDevice() const {
-        return Zandrel::VerifyAppPackage(installed_ / "appfiles.xml", trusted_);
-    }
-    std::vector<std::string> GetFoldersBesideTheApp() const {
-        std::vector<std::string> names;
-        for (const auto& entry : filesystem::directory_iterator(installed_.parent_path())) {
-            names.push_back(entry.path().filename().string());
-        }
-        return names;
-    }
-
-    const filesystem::path installed_ = folder_ / "root/opt/userdata/ornApp/1";
-    const filesystem::path trusted_ = folder_ / "root/opt/ostra/etc/programmable/ca.crt";
-};
-
-TEST_F(InstallTest, PackageAndCertificateGoWhereTheDeviceLooks) {
-    EXPECT_THAT(Output(InstallCommand()), ElementsAre("Signature OK", "installed in " + installed_.string()));
-
-    EXPECT_EQ(CheckOnDevice(), Zandrel::VerificationResult::SignatureOk);
-    EXPECT_EQ(ReadFile(installed_ / "data/texts & more.txt"), "texts");
+TEST_F(OrnPackageTest, MissingCaCertificateIsAskedFor) {
+    const std::string told = "ornpackage: there is no " + Path("ca.crt") + ": --ca names the certificate of the CA";
+    EXPECT_EQ(Error(3, SignCommand()), told);
+    EXPECT_EQ(Error(3, VerifyCommand()), told);
+    EXPECT_EQ(Error(3, {"install", App(), "--ca", Path("ca.crt"), "--root", folder_.string()}), told);
 }
 
-TEST_F(InstallTest, TakesThePlaceOfTheAppThatIsThere) {
-    filesystem::create_directories(installed_ / "data");
-    WriteFile(installed_ / "Other.dll", "another app");
-    filesystem::create_directories(trusted_.parent_path());
-    WriteFile(trusted_, "another CA");
-    filesystem::create_directories(installed_.string() + ".new");
-    WriteFile(installed_.string() + ".new/rest", "of an installation that was cut short");
-
-    Output(InstallCommand());
-
-    EXPECT_EQ(CheckOnDevice(), Zandrel::VerificationResult::SignatureOk);
-    EXPECT_THAT(GetFoldersBesideTheApp(), ElementsAre("1"));
-}
-
-TEST_F(InstallTest, PackageThatIsWrongChangesNothing) {
-    Output(InstallCommand());
-    WriteFile(folder_ / "app/MyApp.dll", "the bpp");
-
-    EXPECT_THAT(Errors(1, InstallCommand()),
-                ElementsAre("The SHA256 sum does not match: " + Path("app/MyApp.dll"), "The application is corrupt"));
-
-    EXPECT_EQ(CheckOnDevice(), Zandrel::VerificationResult::SignatureOk);
-    EXPECT_EQ(ReadFile(installed_ / "MyApp.dll"), "the app");
-}
-
-TEST_F(InstallTest, DeviceThatIsNotThereIsNamed) {
-    filesystem::remove(Path("root"));
-    EXPECT_EQ(Error(3, InstallCommand()),
-              "ornpackage: " + Path("root") + " is no directory: --root names the root folder of a local device");
-}
-
-TEST_F(InstallTest, DeviceThatCannotBeWrittenIsNamed) {
-    WriteFile(Path("root/opt"), "no folder");
-    const Outcome outcome = Run(InstallCommand());
-    EXPECT_EQ(outcome.status, ExitStatus::Exited(3));
-    ASSERT_THAT(outcome.error, SizeIs(1));
-    EXPECT_THAT(outcome.error.front(), StartsWith("ornpackage: cannot write " + installed_.string() + ".new: "));
+TEST_F(OrnPackageTest, FolderThatCannotBeEnteredIsNamed) {
+    MakeKeys();
+    filesystem::create_symlink("loop", Path("loop"));
+    Words command = SignCommand();
+    command[1] = Path("loop/app");
+    EXPECT_EQ(Error(3, command),
+              "ornpackage: cannot look at " + Path("loop/app") + ": Too many levels of symbolic links");
 }
 
 TEST_F(OrnPackageTest, BadCommandLinesAreOneLineAndCodeTwo) {

@@ -1,3 +1,4 @@
+#include <boost/filesystem/exception.hpp>
 #include <exception>
 #include <iostream>
 #include <string>
@@ -58,6 +59,9 @@ int Run(const std::vector<std::string>& arguments) {
     } catch (const PackageError& error) {
         std::cerr << "ornpackage: " << error.what() << '\n';
         return static_cast<int>(error.GetResult());
+    } catch (const boost::filesystem::filesystem_error& error) {
+        std::cerr << "ornpackage: cannot look at " << error.path1().string() << ": " << error.code().message() << '\n';
+        return static_cast<int>(VerificationResult::Unverifiable);
     } catch (const std::exception& error) {
         std::cerr << "ornpackage: " << error.what() << '\n';
         return static_cast<int>(VerificationResult::Unverifiable);

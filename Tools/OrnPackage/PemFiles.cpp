@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <boost/algorithm/string/predicate.hpp>
+#include <boost/filesystem/operations.hpp>
 #include <cerrno>
 #include <memory>
 #include <optional>
@@ -104,6 +105,12 @@ Zandrel::KeyPointer LoadPrivateKey(const boost::filesystem::path& path) {
         throw Unexpected("cannot parse key file " + path.string() + ": expected a private key, PEM, not encrypted");
     }
     return key;
+}
+
+void ExpectCaCertificate(const boost::filesystem::path& path) {
+    if (!boost::filesystem::exists(path)) {
+        throw Unexpected("there is no " + path.string() + ": --ca names the certificate of the CA");
+    }
 }
 
 bool HoldsPrivateKey(const boost::filesystem::path& path) {

@@ -143,6 +143,7 @@ void RunSign(const PackageOptions& options) {
     if (!filesystem::is_directory(options.directory)) {
         throw Unexpected(options.directory.string() + " is no directory");
     }
+    ExpectCaCertificate(options.ca);
     const Signer signer = LoadSigner(options);
     const std::string pem = ToPem(*signer.certificate);
     MakeSignature("", *signer.key);  // before the long part: the key may be of a type that the device does not know

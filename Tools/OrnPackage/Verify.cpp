@@ -4,12 +4,14 @@
 
 #include "PackageContent.h"
 #include "PackageFiles.h"
+#include "PemFiles.h"
 #include "Progress.h"
 #include "VerifyAppPackage.h"
 
 namespace LocalDevice {
 
 Zandrel::VerificationResult RunVerify(const PackageOptions& options) {
+    ExpectCaCertificate(options.ca);
     Progress progress(Progress::IsPossible() ? EstimateBytes(options.directory) : 0);
     const Zandrel::VerificationResult result =
         Zandrel::VerifyAppPackage(options.directory / Zandrel::PackageFiles::FileList, options.ca,
