@@ -14,6 +14,7 @@ using EndToEnd::OwnAppFolder;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 using TestSupport::ExitStatus;
 using Texts = std::vector<std::string>;
 namespace fs = boost::filesystem;
@@ -76,6 +77,22 @@ TEST_F(TamperedPackage, WithAFileAddedIsRefused) {
     fs::ofstream(appFolder_.GetApp() / "x.txt") << "x";
 
     ExpectRefusal({"Found unexpected file x.txt", Additional});
+}
+
+TEST_F(TamperedPackage, IsToldOfByALocalDeviceThatPlaysItsDemo) {
+    fs::ofstream(appFolder_.GetApp() / "x.txt") << "x";
+    Texts words = appFolder_.GetRunner();
+    words.insert(words.end(), {ORN_LOCALDEVICE_PROGRAM, "--once", "--device", "thermostat"});
+    const std::string program = words.front();
+    words.erase(words.begin());
+
+    EndToEnd::ChildProcess localDevice(program, words, {{"TMPDIR", folder_.GetPath().string()}});
+
+    EXPECT_EQ(localDevice.WaitForExit(EndToEnd::Limit), ExitStatus::Exited(1));
+    EXPECT_THAT(localDevice.GetErrorLines(),
+                ElementsAre(StartsWith("localdevice: device 1 cannot run: Found unexpected file x.txt | " +
+                                       std::string(Additional) +
+                                       " | Starting managed connectorAppHost failed. | Set runstate to error")));
 }
 
 TEST_F(TamperedPackage, ThatIsRepairedStartsAfterARestart) {

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "AppHostFixture.h"
+#include "TemporaryFolder.h"
 
 namespace {
 
@@ -42,10 +43,11 @@ protected:
         EXPECT_EQ(NextReport(), Starting);
     }
     void StartConnectorHost(const std::string& app = "TroubleManagedApp") {
-        connectorHost_.emplace(
-            "/usr/bin/mono",
-            Texts{"--runtime=v4.0", ORN_CONNECTOR_HOST, ORN_MANAGED_APPS "/" + app + ".dll", "127.0.0.1"},
-            ChildProcess::Environment{{"ORN_CONNECTOR_PORT_FILE", portFile_}});
+        StartConnectorHostWith(ORN_MANAGED_APPS "/" + app + ".dll");
+    }
+    void StartConnectorHostWith(const std::string& file) {
+        connectorHost_.emplace("/usr/bin/mono", Texts{"--runtime=v4.0", ORN_CONNECTOR_HOST, file, "127.0.0.1"},
+                               ChildProcess::Environment{{"ORN_CONNECTOR_PORT_FILE", portFile_}});
     }
     void StartBoth(const std::string& trouble) {
         StartAppHost(trouble);
@@ -174,6 +176,25 @@ TEST_F(ManagedApp, assemblyWithoutAnAppIsNamed) {
     StartConnectorHost("NoManagedApp");
     ExpectErrorLine("NoManagedApp.dll has 0 public classes that implement Orn.IApp, expected one");
     EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
+}
+
+TEST_F(ManagedApp, appThatIsMissingIsNamed) {
+    StartAppHost("none");
+    StartConnectorHost("Missing");
+    ExpectErrorLine("there is no " ORN_MANAGED_APPS "/Missing.dll");
+    EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
+    EXPECT_EQ(connectorHost_->GetErrorLines(),
+              Texts{"OrnAppConnectorHost: there is no " ORN_MANAGED_APPS "/Missing.dll"});
+}
+
+TEST_F(ManagedApp, fileThatIsNoAssemblyIsNamed) {
+    const TestSupport::TemporaryFolder folder;
+    const std::string file = folder.Write("Text.dll", "no assembly");
+    StartAppHost("none");
+    StartConnectorHostWith(file);
+    ExpectErrorLine(file + " is no assembly");
+    EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
+    EXPECT_EQ(connectorHost_->GetErrorLines(), Texts{"OrnAppConnectorHost: " + file + " is no assembly"});
 }
 
 TEST_F(ManagedApp, appHostWithoutAPortFileDoesNotStart) {
