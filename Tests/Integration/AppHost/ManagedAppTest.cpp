@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "AppHostFixture.h"
-#include "TemporaryFolder.h"
 
 namespace {
 
@@ -188,7 +187,6 @@ TEST_F(ManagedApp, appThatIsMissingIsNamed) {
 }
 
 TEST_F(ManagedApp, fileThatIsNoAssemblyIsNamed) {
-    const TestSupport::TemporaryFolder folder;
     const std::string file = folder.Write("Text.dll", "no assembly");
     StartAppHost("none");
     StartConnectorHostWith(file);
