@@ -49,6 +49,10 @@ VerificationResult VerifyAppPackage(const path& fileList, const path& caCertific
     }
     ListedPaths listed;
     FileHasher hasher(progress);
+    if (!hasher.IsReady()) {
+        ORN_LOG_GLOBAL(ERROR, "Could not prepare the SHA256 calculation");
+        return VerificationResult::Unverifiable;
+    }
     if (!CheckHashCodes(ParseFileList(std::move(*content)), appDirectory, listed, hasher)) {
         return VerificationResult::Corrupt;
     }
