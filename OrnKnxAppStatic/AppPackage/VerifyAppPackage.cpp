@@ -30,7 +30,8 @@ VerificationResult VerifyAppPackage(const path& fileList, const path& caCertific
         return VerificationResult::Unverifiable;
     }
     const path appDirectory = fileList.parent_path();
-    const CertificatePointer developer = LoadCerfificate(appDirectory / PackageFiles::DeveloperCertificate);
+    const CertificatePointer developer =
+        LoadCerfificate(appDirectory / PackageFiles::DeveloperCertificate, RegularFile::Links::Refused);
     if (developer == nullptr) {
         return VerificationResult::Unverifiable;
     }
