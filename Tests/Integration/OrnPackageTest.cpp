@@ -233,6 +233,8 @@ TEST_F(OrnPackageTest, PackageThatChangesWhileItIsSignedIsLeftAsItWas) {
     const Words files{"app/appfiles.xml", "app/appfiles.xml.SHA256.sig", "app/sdk.crt"};
     const Words told{"The SHA256 sum does not match: " + Path("app/MyApp.dll"),
                      "ornpackage: the package was changed while it was signed"};
+    WriteFile(Path("app/large"), "");
+    filesystem::resize_file(Path("app/large"), std::uintmax_t{64} << 20);  // takes its time between the two looks
     {
         const Changer changer(Path("app/MyApp.dll"));
         EXPECT_EQ(Errors(1, SignCommand()), told);
