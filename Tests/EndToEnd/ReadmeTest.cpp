@@ -74,8 +74,8 @@ TEST(Readme, LeadsFromAnEmptyFolderToASignedAppThatRuns) {
     ChildProcess tool(ORN_ORNCTL_PROGRAM, {"write", "1/0/1", "1"}, {{"TMPDIR", folder.GetPath().string()}});
     EXPECT_EQ(tool.WaitForExit(), ExitStatus::Exited(0));
     EXPECT_TRUE(sut.WaitForLine("1/0/2"));
-    EXPECT_EQ(::kill(-::getpgid(sut.GetPid()), SIGINT), 0) << "as Ctrl-C does";
-    EXPECT_TRUE(sut.WaitForExit());
+    EXPECT_EQ(::kill(-sut.GetPid(), SIGINT), 0) << "to the whole group, as Ctrl-C does";
+    EXPECT_EQ(sut.WaitForExit(), ExitStatus::Exited(0));
     EXPECT_EQ(sut.GetErrorLines(), Texts{});
 }
 
