@@ -233,9 +233,7 @@ bool OrnKnxAppPrg::StopInitThread() {
     }
     const bool stopped = ContainExceptions(log_, "StopInitThread", std::exchange(stopInitThread_, nullptr));
     // A launch that was under way when the app host was stopped may have ended after that.
-    if (core_->processControl.KillLeftOver()) {
-        core_->appControl.CorrectStaleRunState();
-    }
+    core_->appControl.CorrectRunStateOfEndedCycle(core_->processControl.KillLeftOver());
     return stopped;
 }
 

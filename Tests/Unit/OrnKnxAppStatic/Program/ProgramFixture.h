@@ -112,6 +112,11 @@ protected:
             return line.text.find(text) != std::string::npos;
         });
     }
+    /// This line, with its level.
+    bool HasWholeLine(const TestSupport::LogLine& line) const {
+        const auto lines = log_.GetLines();
+        return std::find(lines.begin(), lines.end(), line) != lines.end();
+    }
     /// A line that contains `text`; false when there is none within 10 s.
     bool WaitForLine(const std::string& text) const {
         return WaitUntil([this, &text] { return HasLine(text); });
