@@ -136,7 +136,12 @@ bool GroupValueBridge::WriteValue(unsigned long id, const ZANVALUE& value) {
         ORN_LOG_GLOBAL(ERROR, "Cannot convert a non-UTF8 string to Latin-1 for writing to the KNX");
         return false;
     }
-    return tickers_.SetText(*co, *text);
+    const bool isShown = tickers_.SetText(*co, *text);
+    if (!dpts_.TakesTexts(*co)) {
+        // A download has changed the type meanwhile, and may have found no ticker to stop yet.
+        tickers_.Stop([&co](std::uint16_t other) { return other == *co; });
+    }
+    return isShown;
 }
 
 bool GroupValueBridge::OnGroupValueRead(std::uint16_t co, KnxStack::GroupValue& groupValue) {

@@ -284,6 +284,17 @@ TEST_F(GroupValueBridgeTest, LongTextIsHandedToATicker) {
     EXPECT_EQ(stack_.GroupValues().GetWrittenTexts(), (std::vector<std::string>{"ABCDEFGHIJKLMN", "OP"}));
 }
 
+TEST_F(GroupValueBridgeTest, TickerDoesNotOutliveATypeThatChangesWhileItStarts) {
+    SetDpt(Text);
+    stack_.GroupValues().OnWrite([this] { SetDpt(Switch); });
+
+    EXPECT_TRUE(FromDeviceStack(ZANVALUE::FromText("ABCDEFGHIJKLMNOP")));
+
+    bool isTicking = false;
+    tickers_.Stop([&isTicking](std::uint16_t) { return isTicking = true; });
+    EXPECT_FALSE(isTicking);
+}
+
 TEST_F(GroupValueBridgeTest, EchoOfACutTextIsDropped) {
     SetDpt(Text);
     const std::string cut = "ABCDEFGHIJKLMN";
