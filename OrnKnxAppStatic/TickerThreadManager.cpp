@@ -1,6 +1,7 @@
 #include "TickerThreadManager.h"
 
 #include <boost/thread/lock_guard.hpp>
+#include <iterator>
 #include <utility>
 
 #include "Orn/Logging.h"
@@ -56,6 +57,13 @@ void TickerThreadManager::SetWrapping(unsigned wrapping) {
     wrapping_ = wrapping;
     for (auto& [co, ticker] : tickers_) {
         ticker.SetWrapping(wrapping);
+    }
+}
+
+void TickerThreadManager::Stop(const std::function<bool(std::uint16_t co)>& isToStop) {
+    const Lock lock(mutex_);
+    for (auto ticker = tickers_.begin(); ticker != tickers_.end();) {
+        ticker = isToStop(ticker->first) ? tickers_.erase(ticker) : std::next(ticker);
     }
 }
 

@@ -67,8 +67,8 @@ TEST_F(ControlCommandsTest, TheStatusTellsEverything) {
         "started": false, "runState": "unknown", "runStates": 0, "lastErrors": [],
         "cycles": 0, "restarts": 0, "busConnected": true,
         "loadStates": {"1": "loaded", "2": "loaded", "3": "loaded", "9": "loaded", "40960": "loaded"},
-        "telegrams": {"received": 0, "unaddressed": 0, "overrun": 0, "taken": 0, "refused": 0, "answered": 0,
-                      "silent": 0, "sent": 0, "queued": 0, "kept": 0, "dropped": 0}
+        "telegrams": {"received": 0, "unaddressed": 0, "overrun": 0, "taken": 0, "ignored": 0, "refused": 0,
+                      "answered": 0, "silent": 0, "sent": 0, "queued": 0, "kept": 0, "echo": 0, "dropped": 0}
     })"));
 }
 
