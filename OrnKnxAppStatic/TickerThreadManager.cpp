@@ -66,11 +66,9 @@ void TickerThreadManager::Terminate() {
 }
 
 void TickerThreadManager::Close() {
-    {
-        const Lock lock(mutex_);
-        open_ = false;
-    }
-    Terminate();
+    const Lock lock(mutex_);
+    open_ = false;
+    tickers_.clear();
 }
 
 void TickerThreadManager::Open() {

@@ -38,7 +38,7 @@ public:
     /// Stops all tickers and forgets them.
     void Terminate();
 
-    /// Terminates, and refuses texts until `Open`.
+    /// Does the same without its line, and refuses texts until `Open`.
     void Close();
     void Open();
 

@@ -72,14 +72,22 @@ TEST_F(ControlCommandsTest, TheStatusTellsEverything) {
     })"));
 }
 
-TEST_F(ControlCommandsTest, TheStatusTellsTheLastThreeErrorsOfThePlugin) {
+TEST_F(ControlCommandsTest, TheStatusTellsTheFirstAndTheLastThreeErrorsOfTheCycle) {
+    const auto lastErrors = [this] { return Execute(R"({"command":"status"})")["lastErrors"]; };
     events.Publish(LogEvent{log4cplus::ERROR_LOG_LEVEL, "[App] Init - first"});
     events.Publish(LogEvent{log4cplus::WARN_LOG_LEVEL, "[App] Init - no error"});
     events.Publish(LogEvent{log4cplus::FATAL_LOG_LEVEL, "[App] Init - second"});
     events.Publish(LogEvent{log4cplus::ERROR_LOG_LEVEL, "[App] Init - third"});
-    EXPECT_EQ(Execute(R"({"command":"status"})")["lastErrors"], json::parse(R"(["first", "second", "third"])"));
     events.Publish(LogEvent{log4cplus::ERROR_LOG_LEVEL, "[App] Init - fourth"});
-    EXPECT_EQ(Execute(R"({"command":"status"})")["lastErrors"], json::parse(R"(["second", "third", "fourth"])"));
+    EXPECT_EQ(lastErrors(), json::parse(R"(["first", "second", "third", "fourth"])"));
+    events.Publish(LogEvent{log4cplus::ERROR_LOG_LEVEL, "[App] Init - fifth"});
+    EXPECT_EQ(lastErrors(), json::parse(R"(["first", "third", "fourth", "fifth"])"));
+    events.Publish(RunStateEvent{RunState::Error});
+    EXPECT_EQ(lastErrors().size(), 4U);
+
+    events.Publish(RunStateEvent{RunState::Unknown});
+
+    EXPECT_EQ(lastErrors(), json::array());
 }
 
 TEST_F(ControlCommandsTest, TheRequestsOwnMemberComesBack) {
