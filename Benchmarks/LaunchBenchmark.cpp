@@ -2,8 +2,6 @@
 #include <spawn.h>
 #include <sys/wait.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
@@ -12,6 +10,7 @@
 #include "ApplicationCore.h"
 #include "ChildProcess.h"
 #include "FakeKnxStack.h"
+#include "ShortestTime.h"
 #include "TemporaryFolder.h"
 #include "Zandrel/KnxOdsMapping.h"
 
@@ -21,22 +20,8 @@
 namespace {
 
 using namespace Zandrel;
-using SteadyClock = std::chrono::steady_clock;
 
 constexpr const char* SerialNumber = "000a14ff0102";
-
-template <typename Action>
-double Measure(const Action& action) {
-    const auto begin = SteadyClock::now();
-    action();
-    return std::chrono::duration<double>(SteadyClock::now() - begin).count();
-}
-
-double Median(std::vector<double>& times) {
-    const auto middle = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2);
-    std::nth_element(times.begin(), middle, times.end());
-    return *middle;
-}
 
 void RunMonoWithAnEmptyProgram() {
     std::vector<std::string> words{"/usr/bin/mono", "--runtime=v4.0", ORN_EMPTY_PROGRAM};
@@ -104,24 +89,21 @@ private:
     std::unique_ptr<ApplicationCore> core_;
 };
 
-/// The counters, by medians: the time over that of mono with an empty program ("ratio"), and the other way round,
-/// mono's own share of the time. Both take turns.
+/// The counters: the time over that of mono with an empty program ("ratio"), and the other way round, mono's own share
+/// of the time. Both take turns; the shortest times count.
 void LaunchApp(benchmark::State& state, const std::string& appId, std::uint8_t appType) {
     Device device(appId, appType);
-    std::vector<double> times;
-    std::vector<double> reference;
+    ShortestTime launch;
+    ShortestTime mono;
     for (auto _ : state) {
-        times.push_back(Measure([&device] { device.Launch(); }));
+        state.SetIterationTime(launch.Measure([&device] { device.Launch(); }));
         device.Stop();
-        reference.push_back(Measure(&RunMonoWithAnEmptyProgram));
-        state.SetIterationTime(times.back());
+        mono.Measure(&RunMonoWithAnEmptyProgram);
     }
-    const double launch = Median(times);
-    const double mono = Median(reference);
-    state.counters["mono ms"] = mono * 1000;
-    state.counters["ratio"] = launch / mono;
+    state.counters["mono ms"] = mono.Get() * 1000;
+    state.counters["ratio"] = launch.Get() / mono.Get();
     if (appType == 1) {
-        state.counters["share of mono"] = mono / launch;
+        state.counters["share of mono"] = mono.Get() / launch.Get();
     }
 }
 BENCHMARK_CAPTURE(LaunchApp, native, "Copy", 0)->Iterations(20)->UseManualTime()->Unit(benchmark::kMillisecond);

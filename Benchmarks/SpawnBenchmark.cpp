@@ -3,19 +3,16 @@
 #include <sys/resource.h>
 #include <sys/wait.h>
 
-#include <algorithm>
-#include <chrono>
 #include <stdexcept>
 #include <string>
 
 #include "OrnProcessHandle.h"
+#include "ShortestTime.h"
 
 /// How long a child takes from its spawn to its end, against posix_spawn in the same run, with as many open files
 /// allowed as the machine lets this process have.
 
 namespace {
-
-using SteadyClock = std::chrono::steady_clock;
 
 constexpr const char* Program = "/bin/true";
 
@@ -48,33 +45,18 @@ void RunByPosixSpawn() {
     }
 }
 
-template <typename Action>
-double Measure(const Action& action) {
-    const auto begin = SteadyClock::now();
-    action();
-    return std::chrono::duration<double>(SteadyClock::now() - begin).count();
-}
-
-double Median(std::vector<double>& times) {
-    const auto middle = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2);
-    std::nth_element(times.begin(), middle, times.end());
-    return *middle;
-}
-
-/// The counters: the time over that of posix_spawn ("ratio"; 1 is as fast), by the medians of both, which take turns,
-/// and the limit of open files.
+/// The counters: the time over that of posix_spawn ("ratio"; 1 is as fast), by the shortest times of both, which take
+/// turns, and the limit of open files.
 void Spawn(benchmark::State& state) {
     const rlim_t limit = RaiseFileLimit();
-    std::vector<double> times;
-    std::vector<double> reference;
+    ShortestTime spawn;
+    ShortestTime reference;
     for (auto _ : state) {
-        times.push_back(Measure(&RunByHandle));
-        reference.push_back(Measure(&RunByPosixSpawn));
-        state.SetIterationTime(times.back());
+        state.SetIterationTime(spawn.Measure(&RunByHandle));
+        reference.Measure(&RunByPosixSpawn);
     }
-    const double referenceMedian = Median(reference);
-    state.counters["posix_spawn us"] = referenceMedian * 1e6;
-    state.counters["ratio"] = Median(times) / referenceMedian;
+    state.counters["posix_spawn us"] = reference.Get() * 1e6;
+    state.counters["ratio"] = spawn.Get() / reference.Get();
     state.counters["open files"] = static_cast<double>(limit);
 }
 BENCHMARK(Spawn)->Iterations(2000)->UseManualTime()->Unit(benchmark::kMicrosecond);
