@@ -72,11 +72,12 @@ protected:
         EXPECT_EQ(NextReport(), Stopped);
         EXPECT_LT(std::chrono::steady_clock::now() - begin, ReportLimit);
     }
-    void ExpectErrorLine(const std::string& text) {
+    void ExpectLine(const std::string& level, const std::string& text) {
         const auto line = appHost->WaitForLine(text);
         ASSERT_TRUE(line) << text;
-        EXPECT_NE(line->find("ERROR"), std::string::npos) << *line;
+        EXPECT_NE(line->find(level), std::string::npos) << *line;
     }
+    void ExpectErrorLine(const std::string& text) { ExpectLine("ERROR", text); }
 
     const std::string portFile_ = (fs::temp_directory_path() / fs::unique_path("orn-port-%%%%%%%%%%%%")).string();
     std::optional<ChildProcess> connectorHost_;
@@ -186,6 +187,14 @@ TEST_F(ManagedApp, frozenOneIsReported) {
     ExpectErrorLine("The connector host does not answer");
     connectorHost_->Signal(SIGCONT);
     EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
+}
+
+TEST_F(ManagedApp, oneThatHangsIsReportedAndGoesOn) {
+    StartBoth("hang");
+    Call();
+    ExpectLine("WARN", "The managed app hangs in a call: no heartbeat until it returns");
+    EXPECT_EQ(NextReport(), Told("awake"));
+    ExpectLine("INFO", "The managed app goes on");
 }
 
 TEST_F(ManagedApp, oneThatDoesNotStopIsGivenUp) {
