@@ -22,6 +22,8 @@ namespace {
 using namespace Zandrel;
 
 constexpr const char* SerialNumber = "000a14ff0102";
+constexpr std::uint16_t Cos = 4;  ///< as many as the largest of the apps has
+constexpr std::uint32_t Temperature = 0x00090001;
 
 void RunMonoWithAnEmptyProgram() {
     std::vector<std::string> words{"/usr/bin/mono", "--runtime=v4.0", ORN_EMPTY_PROGRAM};
@@ -49,6 +51,9 @@ public:
         setenv("ORN_DEVICE_STACK", ("127.0.0.1:" + line->substr(line->rfind(':') + 1)).c_str(), 1);
         setenv("ORN_CONNECTOR_PORT_FILE", folder_.At("port").c_str(), 1);
         stack_.DownloadApplication(appId, appType);
+        for (std::uint16_t co = 1; co <= Cos; ++co) {
+            stack_.DownloadCo(co, Temperature);
+        }
         logger_.setLogLevel(log4cplus::OFF_LOG_LEVEL);
         core_ = std::make_unique<ApplicationCore>(logger_, Environment(), *this);
         if (!core_->knxHandler.Init(stack_) || !core_->connection.ConnectDeviceStack() ||
