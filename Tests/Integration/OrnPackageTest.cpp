@@ -29,6 +29,9 @@ using TestSupport::ToPem;
 using TestSupport::WriteFile;
 using Words = std::vector<std::string>;
 
+/// An RSA key takes long under an emulator.
+constexpr ChildProcess::Milliseconds RunLimit{100000};
+
 /// The program in a temporary folder, with an app that is not signed yet.
 class OrnPackageTest : public testing::Test {
 protected:
@@ -53,7 +56,7 @@ protected:
 
     static Outcome Run(const Words& arguments) {
         ChildProcess program(ORN_PACKAGE_PROGRAM, arguments);
-        const auto status = program.WaitForExit();
+        const auto status = program.WaitForExit(RunLimit);
         return {status.value_or(ExitStatus()), program.GetOutputLines(), program.GetErrorLines()};
     }
     /// The output of a call that must succeed.
@@ -109,7 +112,7 @@ TEST_F(OrnPackageTest, FilesOfTheWorkingDirectoryAreTheDefault) {
         Words words{"-C", folder_.string(), ORN_PACKAGE_PROGRAM};
         words.insert(words.end(), arguments.begin(), arguments.end());
         ChildProcess program("/usr/bin/env", words);
-        EXPECT_EQ(program.WaitForExit().value_or(ExitStatus()), ExitStatus::Exited(0));
+        EXPECT_EQ(program.WaitForExit(RunLimit).value_or(ExitStatus()), ExitStatus::Exited(0));
         EXPECT_THAT(program.GetErrorLines(), IsEmpty());
         return program.GetOutputLines();
     };
