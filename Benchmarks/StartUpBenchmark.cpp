@@ -12,6 +12,7 @@
 #include "ApplicationCore.h"
 #include "ChildProcess.h"
 #include "FakeKnxStack.h"
+#include "ShortestTime.h"
 
 /// How long a device that uses everything takes from the start of an init cycle's work to the published object model,
 /// against sending the same five documents over the same connection and waiting for their five answers.
@@ -134,40 +135,33 @@ private:
     std::vector<std::string> documents_;
 };
 
-StartUp& GetStartUp() {
-    static StartUp startUp;
-    return startUp;
-}
-
-/// The counters are the shares of the batches, each from its sending to that of the next one, of all but the last.
+/// The counter "ratio" is the time of the cycle over that of its documents: at most 3. Both take turns; the shortest
+/// times count. The other counters are the shares of the batches, each from its sending to that of the next one, of all
+/// but the last.
 void ConfigureFullDevice(benchmark::State& state) {
-    StartUp& startUp = GetStartUp();
+    StartUp startUp;
     std::array<double, Batches.size()> seconds{};
     double all = 0;
+    ShortestTime cycle;
+    ShortestTime reference;
     for (auto _ : state) {
-        const auto begin = SteadyClock::now();
-        startUp.RunCycle();
+        const double time = cycle.Measure([&startUp] { startUp.RunCycle(); });
         const auto end = SteadyClock::now();
         const auto& times = startUp.GetTimes();
         for (std::size_t i = 0; i < Batches.size(); ++i) {
             const auto next = i + 1 < Batches.size() ? times.at(i + 1) : end;
             seconds.at(i) += std::chrono::duration<double>(next - times.at(i)).count();
         }
-        all += std::chrono::duration<double>(end - begin).count();
+        all += time;
+        state.SetIterationTime(time);
+        reference.Measure([&startUp] { startUp.SendDocuments(); });
     }
+    state.counters["documents ms"] = reference.Get() * 1e3;
+    state.counters["ratio"] = cycle.Get() / reference.Get();
     for (std::size_t i = 0; i < Batches.size(); ++i) {
         state.counters[std::string("share of ") + Batches.at(i)] = seconds.at(i) / all;
     }
 }
-BENCHMARK(ConfigureFullDevice)->UseRealTime()->Unit(benchmark::kMillisecond);
-
-/// The reference.
-void SendTheSameDocuments(benchmark::State& state) {
-    StartUp& startUp = GetStartUp();
-    for (auto _ : state) {
-        startUp.SendDocuments();
-    }
-}
-BENCHMARK(SendTheSameDocuments)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(ConfigureFullDevice)->Iterations(50)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 }  // namespace

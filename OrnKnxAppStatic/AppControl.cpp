@@ -25,22 +25,49 @@ AppControl::AppControl(PrefixedLogger log, DeviceStackConnection& connection,
     : log_(std::move(log)), connection_(connection), identity_(std::move(identity)), processControl_(processControl) {}
 
 void AppControl::SetAppHostRunstate(AppHostControlState state) {
-    const std::optional<LogicalDeviceId> id = identity_->GetLogicalDeviceId();
-    if (!id) {
-        ORN_LOG(log_, ERROR, "Invalid Logical device ID.");
-        return;
-    }
-    const unsigned long point = KnxOdsMapping::GetAppHostAppControlStateObjModelId(id->Value());
-    if (!connection_.SetValueAndIgnoreResponse(point, ValueOf(state)).value_or(false)) {
-        ORN_LOG(log_, ERROR, "Failed to set runstate to '" << state << "'.");
+    const boost::lock_guard<boost::mutex> lock(writeMutex_);
+    Write(lock, state);
+}
+
+void AppControl::SetAppHostRunstate(AppHostControlState state, const ThreadControl& control) {
+    // Flag and write are one step: whoever clears the flag and then takes the lock knows what was written last.
+    const boost::lock_guard<boost::mutex> lock(writeMutex_);
+    if (control.running) {
+        Write(lock, state);
     }
 }
 
 void AppControl::CorrectStaleRunState() {
-    const std::optional<AppHostControlState> state = processControl_.GetRunState();
-    if (state && state != AppHostControlState::Stopped && identity_->GetLogicalDeviceId()) {
-        SetAppHostRunstate(AppHostControlState::Stopped);
+    const boost::lock_guard<boost::mutex> lock(writeMutex_);
+    const AppHostControlState shown = processControl_.GetRunState().value_or(AppHostControlState::Stopped);
+    const AppHostControlState written = written_.value_or(AppHostControlState::Stopped);
+    if ((shown != AppHostControlState::Stopped || written != AppHostControlState::Stopped) &&
+        identity_->GetLogicalDeviceId()) {
+        Write(lock, AppHostControlState::Stopped);
     }
+}
+
+void AppControl::CorrectRunStateOfEndedCycle(bool appWasKilled) {
+    const boost::lock_guard<boost::mutex> lock(writeMutex_);
+    const AppHostControlState written = written_.value_or(AppHostControlState::Stopped);
+    if ((appWasKilled || written != AppHostControlState::Stopped) && identity_->GetLogicalDeviceId()) {
+        Write(lock, AppHostControlState::Stopped);
+    }
+}
+
+void AppControl::Write(const boost::lock_guard<boost::mutex>& /*lock*/, AppHostControlState state) {
+    static constexpr const char* Caller = "SetAppHostRunstate";
+    const std::optional<LogicalDeviceId> id = identity_->GetLogicalDeviceId();
+    if (!id) {
+        ORN_LOG_AS(Caller, log_, ERROR, "Invalid Logical device ID.");
+        return;
+    }
+    const unsigned long point = KnxOdsMapping::GetAppHostAppControlStateObjModelId(id->Value());
+    if (!connection_.SetValueAndIgnoreResponse(point, ValueOf(state)).value_or(false)) {
+        ORN_LOG_AS(Caller, log_, ERROR, "Failed to set runstate to '" << state << "'.");
+        return;
+    }
+    written_ = state;
 }
 
 bool AppControl::SignalAppHostKnxCommunicationState(LogicalDeviceId id, bool on) {

@@ -1,9 +1,13 @@
 #pragma once
 
+#include <boost/thread/lock_guard.hpp>
+#include <boost/thread/mutex.hpp>
 #include <memory>
+#include <optional>
 
 #include "AppHostControlState.h"
 #include "AppIdentity.h"
+#include "Orn/ThreadControl.h"
 #include "PrefixedLogger.h"
 
 namespace Zandrel {
@@ -23,10 +27,17 @@ public:
 
     /// Writes the run state, in the app's place. The answer is not awaited.
     void SetAppHostRunstate(AppHostControlState state);
+    /// The same for a cycle; nothing is written once its run flag is cleared and `CorrectRunStateOfEndedCycle` has
+    /// returned.
+    void SetAppHostRunstate(AppHostControlState state, const ThreadControl& control);
 
-    /// Writes "Stopped" where the device stack still shows another run state of an app that has been stopped: a killed
-    /// app cannot report it, and the next start would take the old "Running" for its own.
+    /// Writes "Stopped" where the device stack shows another run state of an app that has been stopped, or is about to
+    /// show one that was written here: a killed app cannot report it, and the next start would take the old "Running"
+    /// for its own.
     void CorrectStaleRunState();
+    /// The same when a cycle has ended, for what became of its app after `CorrectStaleRunState`. The run flag of the
+    /// cycle is cleared before. `appWasKilled`: there was one, and what it has reported may be on its way.
+    void CorrectRunStateOfEndedCycle(bool appWasKilled);
 
     /// Tells the app whether group values reach the bus. True when the device stack took the event.
     bool SignalAppHostKnxCommunicationState(LogicalDeviceId id, bool on);
@@ -36,12 +47,16 @@ public:
     bool SendAppControlEventStop();
 
 private:
+    void Write(const boost::lock_guard<boost::mutex>& lock, AppHostControlState state);
     bool DoSendAppControlEvent(LogicalDeviceId id, AppHostControlEvent event);
 
     const PrefixedLogger log_;
     DeviceStackConnection& connection_;
     const std::shared_ptr<const AppIdentity> identity_;
     AppHostProcessControl& processControl_;
+
+    boost::mutex writeMutex_;                     ///< guards what follows; held while a run state is written
+    std::optional<AppHostControlState> written_;  ///< the last run state that was; none before the first
 };
 
 }  // namespace Zandrel

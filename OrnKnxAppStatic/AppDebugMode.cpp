@@ -87,15 +87,15 @@ void AppDebugMode::Run(bool enable, const ThreadControl& control) const {
     if (processControl_.GetConfiguration().SetAppConnectorHostStartupDisabled(enable) != enable) {
         if (enable) {
             processControl_.StopManagedApp();
-            appControl_.SetAppHostRunstate(AppHostControlState::Stopped);
+            appControl_.SetAppHostRunstate(AppHostControlState::Stopped, control);
         } else {
             ORN_LOG_TASK(DEBUG, "Launch managed connector host");
             if (ContainExceptions(log_, "LaunchManagedApp", [&] { return appLauncher_.LaunchManagedApp(control); })) {
-                appControl_.SetAppHostRunstate(AppHostControlState::Running);
+                appControl_.SetAppHostRunstate(AppHostControlState::Running, control);
             } else {
                 ORN_LOG_TASK(DEBUG, "Switching RUN led off.");
                 processControl_.GetIpcClient().SetRunLedOff();
-                appControl_.SetAppHostRunstate(AppHostControlState::Stopped);
+                appControl_.SetAppHostRunstate(AppHostControlState::Stopped, control);
             }
         }
     }

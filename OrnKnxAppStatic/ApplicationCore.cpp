@@ -1,5 +1,7 @@
 #include "ApplicationCore.h"
 
+#include "DeviceResetActions.h"
+
 namespace Zandrel {
 
 ApplicationCore::ApplicationCore(const log4cplus::Logger& logger, const Environment& environment,
@@ -16,9 +18,7 @@ ApplicationCore::ApplicationCore(const log4cplus::Logger& logger, const Environm
       appLauncher(log, identity, processControl, environment.packageCheck),
       appDebugMode(log, identity, processControl, appControl, appLauncher),
       configurator(log, connection, identity, knxDownload),
-      deviceResetTimer(ioState.GetService(), log,
-                       {[this] { return processControl.GetConfiguration().IsInAppDebugMode(); },
-                        [this] { processControl.GetIpcClient().Restart(false); }}) {
+      deviceResetTimer(ioState.GetService(), log, MakeDeviceResetActions(processControl)) {
     processControl.SetShutDownFunction([this] { return appControl.SendAppControlEventStop(); });
 }
 

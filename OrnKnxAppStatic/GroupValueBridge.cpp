@@ -2,6 +2,7 @@
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <boost/thread/lock_guard.hpp>
+#include <boost/thread/lock_types.hpp>
 #include <cmath>
 #include <utility>
 
@@ -109,6 +110,7 @@ bool GroupValueBridge::WriteValue(unsigned long id, const ZANVALUE& value) {
     if (!co) {
         return false;
     }
+    boost::unique_lock<boost::mutex> lock(filterMutex_);
     const std::uint32_t dpt = dpts_.Get(*co);
     auto groupValue = ZanValueToGroupValue(value, dpt);
     if (!groupValue) {
@@ -116,15 +118,13 @@ bool GroupValueBridge::WriteValue(unsigned long id, const ZANVALUE& value) {
         return false;
     }
     const FilterEntry event{*co, dpt, std::move(*groupValue), {}};
-    {
-        const boost::lock_guard<boost::mutex> lock(filterMutex_);
-        if (filter_.RemoveEvent(event)) {
-            ORN_LOG(log_, DEBUG, "Drop echo on CO" << *co << ", " << DescribeValue(value));
-            return true;
-        }
-        ORN_LOG(log_, DEBUG, "Value to be written on CO" << *co << ", " << DescribeValue(value));
-        filter_.RemoveExpired(wallClock_());
+    if (filter_.RemoveEvent(event)) {
+        ORN_LOG(log_, DEBUG, "Drop echo on CO" << *co << ", " << DescribeValue(value));
+        return true;
     }
+    ORN_LOG(log_, DEBUG, "Value to be written on CO" << *co << ", " << DescribeValue(value));
+    filter_.RemoveExpired(wallClock_());
+    lock.unlock();
     if (!writer_.MayBeWritten(*co)) {
         return true;
     }
@@ -136,7 +136,12 @@ bool GroupValueBridge::WriteValue(unsigned long id, const ZANVALUE& value) {
         ORN_LOG_GLOBAL(ERROR, "Cannot convert a non-UTF8 string to Latin-1 for writing to the KNX");
         return false;
     }
-    return tickers_.SetText(*co, *text);
+    const bool isShown = tickers_.SetText(*co, *text);
+    if (!dpts_.TakesTexts(*co)) {
+        // A download has changed the type meanwhile, and may have found no ticker to stop yet.
+        tickers_.Stop([&co](std::uint16_t other) { return other == *co; });
+    }
+    return isShown;
 }
 
 bool GroupValueBridge::OnGroupValueRead(std::uint16_t co, KnxStack::GroupValue& groupValue) {

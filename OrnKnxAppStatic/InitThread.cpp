@@ -61,9 +61,13 @@ void InitThread::RunCycle() {
         ORN_LOG_CYCLE(INFO, "Load state machines not loaded. This is normal during a download.");
     } else {
         bool memoryReady = false;
-        core_->hub.With([this, &memoryReady](KnxStack::IApiHub& hub) {
+        const bool hubIsOpen = core_->hub.With([this, &memoryReady](KnxStack::IApiHub& hub) {
             memoryReady = core_->knxHandler.InitApplicationProgram1Memory(hub);
         });
+        if (!hubIsOpen) {
+            ORN_LOG_CYCLE(INFO, "Finishing init thread as it has been requested to stop.");
+            return;
+        }
         if (!memoryReady) {
             ORN_LOG_CYCLE(FATAL, "Failed to init AppPrg1 memory!");
             core_->hub.With([](KnxStack::IApiHub& hub) { hub.SetRunState(false); });
@@ -97,7 +101,8 @@ void InitThread::WaitForLoadStateChange(HandlerLock& lock) const {
 
 bool InitThread::ConfigureAndLaunch() const {
     ORN_LOG_CYCLE(DEBUG, "Start to configure object model.");
-    if (!core_->configurator.ConfigureObjectModel(*control_)) {
+    if (!ContainExceptions(core_->log, "ConfigureObjectModel",
+                           [this] { return core_->configurator.ConfigureObjectModel(*control_); })) {
         if (control_->running) {
             ORN_LOG_CYCLE(FATAL, "Failed to configure object model");
         }

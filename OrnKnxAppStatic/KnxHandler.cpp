@@ -203,6 +203,8 @@ void KnxHandler::Detach() noexcept {
     // The stack may wait for callbacks that run, and has to come to its end also on a thread that was interrupted.
     const boost::this_thread::disable_interruption uninterrupted;
     ContainExceptions(log_, static_cast<const char*>(__func__), [this] {
+        open_ = false;
+        tickers_.Close();
         const StackObjects stack = stack_.Detach();
         if (stack.propertyService != nullptr && !stack.propertyService->UnregisterUser(*this)) {
             ORN_LOG_AS("~KnxHandler", log_, WARN, "Failed to unregister from property service.");
@@ -271,11 +273,12 @@ bool KnxHandler::WriteValue(unsigned long id, const ZANVALUE& value) {
 
 void KnxHandler::StopTickers() {
     tickers_.Close();
+    tickers_.Terminate();
 }
 
 void KnxHandler::Close() {
     open_ = false;
-    tickers_.Close();
+    StopTickers();
 }
 
 void KnxHandler::Open() {

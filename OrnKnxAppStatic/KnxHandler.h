@@ -58,7 +58,8 @@ public:
     /// was set up before a failure stays until `Detach`.
     bool Init(KnxStack::IApiHub& hub);
 
-    /// Unregisters from the stack. On return nothing of it is used any more, and no callback runs. May be called again.
+    /// Stops all tickers, refuses values and unregisters from the stack. On return nothing of it is used any more, and
+    /// no callback runs. May be called again.
     void Detach() noexcept;
 
     /// 12 hexadecimal digits in lower case; set once by `Init`.

@@ -1,6 +1,6 @@
 #include "OrnKnxAppPrg.h"
 
-#include <boost/thread/exceptions.hpp>
+#include <boost/thread/thread_only.hpp>
 #include <exception>
 #include <optional>
 #include <utility>
@@ -43,6 +43,7 @@ OrnKnxAppPrg::OrnKnxAppPrg(const log4cplus::Logger& logger, const Environment& e
 }
 
 OrnKnxAppPrg::~OrnKnxAppPrg() {
+    const boost::this_thread::disable_interruption uninterrupted;
     const auto attempt = [this](const auto& step) { Attempt("~OrnKnxAppPrg", step); };
     // A cycle that the host did not end is not waited for, but launches nothing any more.
     if (control_) {
@@ -52,7 +53,6 @@ OrnKnxAppPrg::~OrnKnxAppPrg() {
     attempt([this] { core_->ioState.Stop(); });
     attempt([this] { core_->appDebugMode.Close(); });
     attempt([this] { core_->processControl.KillLeftOver(); });
-    attempt([this] { core_->knxHandler.Close(); });
     attempt([this] { core_->hub.Close(); });
     attempt([this] {
         core_->knxHandler.SetMessengers({}, {});
@@ -62,6 +62,7 @@ OrnKnxAppPrg::~OrnKnxAppPrg() {
 }
 
 int OrnKnxAppPrg::Init(KnxStack::IApiHub& hub) {
+    const boost::this_thread::disable_interruption uninterrupted;
     try {
         if (!core_->knxHandler.Init(hub)) {
             ORN_LOG(log_, DEBUG, "Failed to initialize knxhandler.");
@@ -99,8 +100,9 @@ bool OrnKnxAppPrg::ConnectDeviceStack() {
 }
 
 int OrnKnxAppPrg::OnDeviceRestart() {
+    const boost::this_thread::disable_interruption uninterrupted;
     try {
-        SignalConfigurationUnloaded(core_->connection, log_);
+        Attempt("OnDeviceRestart", [this] { SignalConfigurationUnloaded(core_->connection, log_); });
         const auto finalizer = std::make_shared<Finalizer>([core = core_] { core->restarting = false; });
         if (core_->restarting.exchange(true)) {
             finalizer->Dismiss();
@@ -116,20 +118,28 @@ int OrnKnxAppPrg::OnDeviceRestart() {
 
 int OrnKnxAppPrg::Restart(const std::shared_ptr<Finalizer>& finalizer) {
     static constexpr const char* Caller = "OnDeviceRestart";
+    const auto attempt = [this](const auto& step) { Attempt(Caller, step); };
     const auto logicalDevice = core_->identity->GetLogicalDeviceId();
+    attempt([&] {
+        if (logicalDevice) {
+            SignalKnxCommunicationOff(Caller, *logicalDevice);
+        } else {
+            ORN_LOG_AS(Caller, log_, INFO, "Missing logical device ID");
+        }
+    });
+    attempt([this] {
+        ORN_LOG_AS(Caller, log_, INFO, "Terminating App Host process");
+        StopAppHost();
+    });
+    attempt([this] { core_->deviceResetTimer.Close(); });
+    attempt([this] { core_->knxHandler.StopTickers(); });
+    bool stopped = false;
+    attempt([&] { stopped = StopInitThread(); });
     if (logicalDevice) {
-        SignalKnxCommunicationOff(Caller, *logicalDevice);
-    } else {
-        ORN_LOG_AS(Caller, log_, INFO, "Missing logical device ID");
-    }
-    ORN_LOG_AS(Caller, log_, INFO, "Terminating App Host process");
-    Attempt(Caller, [this] { StopAppHost(); });
-    core_->deviceResetTimer.Close();
-    core_->knxHandler.StopTickers();
-    const bool stopped = StopInitThread();
-    if (logicalDevice) {
-        ORN_LOG_AS(Caller, log_, INFO, "Resetting downloaded knx configuration");
-        core_->configurator.ResetConfiguration(*logicalDevice);
+        attempt([&] {
+            ORN_LOG_AS(Caller, log_, INFO, "Resetting downloaded knx configuration");
+            core_->configurator.ResetConfiguration(*logicalDevice);
+        });
     }
     if (apiHub_ == nullptr) {
         ORN_LOG_AS(Caller, log_, DEBUG, "IApiHub is nullptr!");
@@ -148,6 +158,7 @@ int OrnKnxAppPrg::Restart(const std::shared_ptr<Finalizer>& finalizer) {
 
 int OrnKnxAppPrg::Exit() {
     static constexpr const char* Caller = "Exit";
+    const boost::this_thread::disable_interruption uninterrupted;
     const auto attempt = [this](const auto& step) { Attempt(Caller, step); };
     attempt([this] { SignalConfigurationUnloaded(core_->connection, log_); });
     attempt([this] {
@@ -205,7 +216,9 @@ bool OrnKnxAppPrg::StartInitThread(KnxStack::IApiHub& hub, std::shared_ptr<Final
         // The thread takes the cycle along: what it left in the thread's handle would hold that handle's own owner.
         control->thread = boost::thread(
             [cycle = InitThread(core_, control, std::move(finalizer))]() mutable { InitThread(std::move(cycle))(); });
-    } catch (const boost::thread_resource_error&) {
+    } catch (const std::exception&) {
+        // A change of the debug mode until the next cycle belongs to this one, which is over.
+        control->running = false;
         stopInitThread_ = nullptr;
         core_->deviceResetTimer.Close();
         return false;
@@ -220,14 +233,13 @@ bool OrnKnxAppPrg::StopInitThread() {
     }
     const bool stopped = ContainExceptions(log_, "StopInitThread", std::exchange(stopInitThread_, nullptr));
     // A launch that was under way when the app host was stopped may have ended after that.
-    if (core_->processControl.KillLeftOver()) {
-        core_->appControl.CorrectStaleRunState();
-    }
+    core_->appControl.CorrectRunStateOfEndedCycle(core_->processControl.KillLeftOver());
     return stopped;
 }
 
 void OrnKnxAppPrg::SignalKnxCommunicationOff(const char* caller, LogicalDeviceId id) {
-    if (core_->appControl.SignalAppHostKnxCommunicationState(id, false)) {
+    if (ContainExceptions(log_, caller,
+                          [&] { return core_->appControl.SignalAppHostKnxCommunicationState(id, false); })) {
         ORN_LOG_AS(caller, log_, INFO, "Signaled disabled KNX communication");
     } else {
         ORN_LOG_AS(caller, log_, ERROR, "Failed to signal disabled KNX communication");
@@ -265,11 +277,13 @@ bool OrnKnxAppPrg::DispatchValue(unsigned long id, const std::string& value) {
         return true;
     }
     if (KnxOdsMapping::IsAppHostAppControlAppDebug(id, logicalDevice->Value())) {
-        if (const std::optional<bool> enable = zanValue.GetBoolean()) {
-            ORN_LOG_AS(Caller, log_, DEBUG,
-                       id << ": Set App Debug to " << (*enable ? "true" : "false") << " received.");
-            core_->appDebugMode.SetAppDebugMode(*enable, core_);
+        const std::optional<bool> enable = zanValue.GetBoolean();
+        if (!enable) {
+            ORN_LOG_AS(Caller, log_, ERROR, id << ": Ignoring a value for App Debug that is no boolean");
+            return true;
         }
+        ORN_LOG_AS(Caller, log_, DEBUG, id << ": Set App Debug to " << (*enable ? "true" : "false") << " received.");
+        core_->appDebugMode.SetAppDebugMode(*enable, core_);
         return true;
     }
     return core_->knxHandler.WriteValue(id, zanValue);

@@ -19,7 +19,7 @@ namespace Zandrel {
 /// The application program that the host creates: a shell around the core, which the program's threads share.
 ///
 /// `Init`, `OnDeviceRestart`, `Exit` and the destructor are called on the host's thread, `OnValueChanged` on the
-/// device-stack client's event thread. No exception leaves any of them.
+/// device-stack client's event thread. No exception leaves any of them, and an interruption of the thread ends none.
 class OrnKnxAppPrg final : public KnxStack::IApplicationProgram, private Ostra::IDeviceStackClient::IEventHandler {
 public:
     /// Starts the io thread. Throws `boost::thread_resource_error` when a mutex or the thread cannot be created.

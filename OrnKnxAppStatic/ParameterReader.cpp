@@ -184,14 +184,22 @@ bool ParameterReader::InitializeAppId() {
 }
 
 bool ParameterReader::InitializeCoMap(LogicalDeviceId logicalDevice, KnxConfiguration& configuration) {
+    const bool isRead = ReadCos(logicalDevice, configuration);
+    // Without a lease: a ticker needs one to come to its end.
+    tickers_.Stop([this](std::uint16_t co) { return !dpts_.TakesTexts(co); });
+    return isRead;
+}
+
+bool ParameterReader::ReadCos(LogicalDeviceId logicalDevice, KnxConfiguration& configuration) {
     const auto stack = stack_.Use();
     const KnxStack::IProperty* const dpts = FindProperty(stack->parameterProperties, PropertyId::Dpts);
     configuration.cos.assign(MaxCoNumber + 1, {});
     for (std::uint16_t number = 1; number <= MaxCoNumber; ++number) {
         const auto channelId = KnxOdsMapping::GetCoChannelObjModelId(number, logicalDevice.Value());
         if (!channelId) {
-            ORN_LOG(log_, ERROR,
-                    "Could not determine channel id for CO " << number << ", logical device " << logicalDevice.Value());
+            ORN_LOG_AS(
+                "InitializeCoMap", log_, ERROR,
+                "Could not determine channel id for CO " << number << ", logical device " << logicalDevice.Value());
             return false;
         }
         const KnxStack::IGroupObject* const groupObject =

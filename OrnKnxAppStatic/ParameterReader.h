@@ -37,6 +37,7 @@ public:
 
     bool InitializeFriendlyNameAndIndividualAddresses();
     bool InitializeAppId();
+    /// Also stops the tickers of the COs that take no texts any more.
     bool InitializeCoMap(LogicalDeviceId logicalDevice, KnxConfiguration& configuration);
     /// A slot without an object-model id makes it fail without a message.
     bool InitializeTextParameterMap(LogicalDeviceId logicalDevice, KnxConfiguration& configuration);
@@ -57,6 +58,7 @@ private:
     struct NumericParameters;
 
     bool ReadAdditionalIndividualAddresses(KnxStack::IInterfaceObject& ipParameters);
+    bool ReadCos(LogicalDeviceId logicalDevice, KnxConfiguration& configuration);
     bool ReadNumericParameters(const NumericParameters& kind, LogicalDeviceId logicalDevice,
                                std::vector<ParamAttr>& parameters) const;
 

@@ -1,6 +1,7 @@
 #include "TickerThreadManager.h"
 
 #include <boost/thread/lock_guard.hpp>
+#include <iterator>
 #include <utility>
 
 #include "Orn/Logging.h"
@@ -59,6 +60,13 @@ void TickerThreadManager::SetWrapping(unsigned wrapping) {
     }
 }
 
+void TickerThreadManager::Stop(const std::function<bool(std::uint16_t co)>& isToStop) {
+    const Lock lock(mutex_);
+    for (auto ticker = tickers_.begin(); ticker != tickers_.end();) {
+        ticker = isToStop(ticker->first) ? tickers_.erase(ticker) : std::next(ticker);
+    }
+}
+
 void TickerThreadManager::Terminate() {
     const Lock lock(mutex_);
     ORN_LOG_PLAIN(context_.logger, DEBUG, "Stopping all ticker threads.");
@@ -66,11 +74,9 @@ void TickerThreadManager::Terminate() {
 }
 
 void TickerThreadManager::Close() {
-    {
-        const Lock lock(mutex_);
-        open_ = false;
-    }
-    Terminate();
+    const Lock lock(mutex_);
+    open_ = false;
+    tickers_.clear();
 }
 
 void TickerThreadManager::Open() {

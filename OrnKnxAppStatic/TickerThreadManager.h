@@ -4,6 +4,7 @@
 
 #include <boost/thread/mutex.hpp>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <unordered_map>
 
@@ -35,10 +36,13 @@ public:
     void SetSpeed(unsigned speed);
     void SetWrapping(unsigned wrapping);
 
+    /// Stops the tickers of the COs for which `isToStop` is true, and forgets them. `isToStop` calls no ticker.
+    void Stop(const std::function<bool(std::uint16_t co)>& isToStop);
+
     /// Stops all tickers and forgets them.
     void Terminate();
 
-    /// Terminates, and refuses texts until `Open`.
+    /// Does the same without its line, and refuses texts until `Open`.
     void Close();
     void Open();
 

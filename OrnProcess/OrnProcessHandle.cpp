@@ -1,12 +1,14 @@
 #include "OrnProcessHandle.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <boost/chrono/ceil.hpp>
 #include <boost/chrono/system_clocks.hpp>
 #include <boost/thread/thread_only.hpp>
 #include <cerrno>
@@ -180,7 +182,23 @@ struct StartReport {
     int error;
 };
 
-StartReport ReadStartReport(int readEnd) {
+/// Waits until the pipe can be read. False when it cannot within `timeout`.
+bool WaitForReport(int readEnd, boost::chrono::nanoseconds timeout) {
+    using boost::chrono::steady_clock;
+    const steady_clock::time_point deadline = steady_clock::now() + timeout;
+    pollfd pipe{readEnd, POLLIN, 0};
+    int ready = 0;
+    do {
+        const auto left = boost::chrono::ceil<boost::chrono::milliseconds>(deadline - steady_clock::now());
+        ready = poll(&pipe, 1, std::max(0, static_cast<int>(left.count())));
+    } while (ready == -1 && errno == EINTR);
+    return ready != 0;
+}
+
+StartReport ReadStartReport(int readEnd, boost::chrono::nanoseconds timeout) {
+    if (!WaitForReport(readEnd, timeout)) {
+        return {true, 0};
+    }
     int error = 0;
     ssize_t count = 0;
     do {
@@ -223,7 +241,8 @@ OrnProcessHandle& OrnProcessHandle::operator=(OrnProcessHandle&& other) noexcept
     return *this;
 }
 
-SpawnResult OrnProcessHandle::Spawn(const std::vector<std::string>& arguments, const StandardStreams& streams) {
+SpawnResult OrnProcessHandle::Spawn(const std::vector<std::string>& arguments, const StandardStreams& streams,
+                                    boost::chrono::nanoseconds reportWait) {
     const std::optional<std::vector<char*>> pointers = PointersTo(arguments);
     if (!pointers) {
         return {{}, SystemError(EINVAL)};
@@ -242,7 +261,7 @@ SpawnResult OrnProcessHandle::Spawn(const std::vector<std::string>& arguments, c
         return {{}, SystemError(errno)};
     }
     pipe.writeEnd.Close();
-    const StartReport report = ReadStartReport(pipe.readEnd.Get());
+    const StartReport report = ReadStartReport(pipe.readEnd.Get(), reportWait);
     if (report.error == 0) {
         return {std::move(child), {}};
     }

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "Orn/Durations.h"
+
 namespace Zandrel {
 
 struct SpawnResult;
@@ -42,7 +44,11 @@ public:
     /// The child has no descriptors but its standard streams, no blocked signals, and SIGPIPE in force. Waits until the
     /// program runs or could not be started: the reason is one of the system, as of pipe, fork or execv (ENOENT,
     /// EACCES, E2BIG and so on), or EINVAL for no arguments and for one with a NUL, which no program could receive.
-    static SpawnResult Spawn(const std::vector<std::string>& arguments, const StandardStreams& streams = {});
+    ///
+    /// A failure is told at once, but a start is not where another thread forks at the same time and its child neither
+    /// ends nor becomes a program: then this waits for `reportWait`, and the program counts as started.
+    static SpawnResult Spawn(const std::vector<std::string>& arguments, const StandardStreams& streams = {},
+                             boost::chrono::nanoseconds reportWait = Durations::StartReportWait);
 
     bool HoldsProcess() const noexcept { return pid_ >= 0; }
 

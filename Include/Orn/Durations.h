@@ -24,6 +24,7 @@ constexpr seconds RunningWait{90};
 constexpr seconds RunningBeforeStopWait{5};
 constexpr seconds StoppedWait{10};
 constexpr milliseconds RunStatePoll{50};
+constexpr seconds StartReportWait{5};
 constexpr seconds ReapWait{5};
 constexpr seconds DebugTaskWait{10};
 constexpr seconds DeviceReset{60};

@@ -36,7 +36,7 @@ int AppHost::Run(DeviceModel model) {
     }
     interface_.emplace(
         logicalDevice_, std::move(model), loop_, deviceStack_, appLogger_, [this] { RequestStop(Failure); },
-        [this](bool running) { OnRunning(running); });
+        [this](bool running) { OnRunning(running); }, [this](bool alive) { OnAlive(alive); });
     Report(RunState::Starting);
     if (Start()) {
         LiveUntilStopped();
@@ -130,6 +130,11 @@ void AppHost::OnRunning(bool running) {
     loop_.Post([this] { UpdateRunState(); });
 }
 
+void AppHost::OnAlive(bool alive) {
+    isAlive_ = alive;
+    loop_.Post([this] { SendHeartbeat(); });  // one may have been left out
+}
+
 void AppHost::UpdateRunState() {
     if (canWork_ && state_ != RunState::Running) {
         Report(RunState::Running);
@@ -152,7 +157,7 @@ void AppHost::SendRunState(RunState state) {
 }
 
 void AppHost::SendHeartbeat() {
-    if (state_ != RunState::Running) {
+    if (state_ != RunState::Running || !isAlive_) {
         return;
     }
     const auto id = Zandrel::KnxOdsMapping::GetAppHostAppControlAliveObjModelId(logicalDevice_);

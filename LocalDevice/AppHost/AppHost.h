@@ -20,7 +20,8 @@ namespace LocalDevice {
 /// Runs one app from its start to its end and reports its run state and its heartbeats.
 ///
 /// `Run` is called once; its thread becomes the app thread. The heartbeat is a timer of the loop that the app lives in,
-/// so an app that hangs has none. All other functions may be called from any thread at any time.
+/// so an app that hangs has none; nor has one that lives elsewhere and says that it hangs there. All other functions
+/// may be called from any thread at any time.
 class AppHost {
 public:
     /// What `Run` returns.
@@ -65,6 +66,8 @@ private:
     void SendRunState(RunState state);
     /// The app says whether it can work. Any thread.
     void OnRunning(bool running);
+    /// The app says whether it goes on. Any thread.
+    void OnAlive(bool alive);
     void UpdateRunState();
     void SendHeartbeat();
 
@@ -78,6 +81,7 @@ private:
     std::atomic<bool> stopRequested_{false};
     std::atomic<int> exitCode_{Success};
     std::atomic<bool> canWork_{true};
+    std::atomic<bool> isAlive_{true};
     EventLoop loop_;
 
     // Of the app thread.

@@ -47,7 +47,7 @@ orn_result Guard(const log4cplus::Logger& logger, Body body) noexcept {
 
 AppInterface::AppInterface(int logicalDevice, DeviceModel model, EventLoop& loop, IDeviceStack& deviceStack,
                            log4cplus::Logger logger, std::function<void()> onFailure,
-                           std::function<void(bool)> onRunning)
+                           std::function<void(bool)> onRunning, std::function<void(bool)> onAlive)
     : appThread_(boost::this_thread::get_id()),
       logicalDevice_(logicalDevice),
       parameters_(std::move(model.parameters)),
@@ -56,6 +56,7 @@ AppInterface::AppInterface(int logicalDevice, DeviceModel model, EventLoop& loop
       logger_(std::move(logger)),
       onFailure_(std::move(onFailure)),
       onRunning_(std::move(onRunning)),
+      onAlive_(std::move(onAlive)),
       table_(MakeTable(logicalDevice)),
       cos_(model.cos) {}
 
@@ -119,6 +120,12 @@ AppInterface::Table AppInterface::MakeTable(int logicalDevice) {
     table.set_running = [](const orn_host* host, bool running) {
         Guard(Of(host).logger_, [&] {
             Of(host).onRunning_(running);
+            return ORN_OK;
+        });
+    };
+    table.set_alive = [](const orn_host* host, bool alive) {
+        Guard(Of(host).logger_, [&] {
+            Of(host).onAlive_(alive);
             return ORN_OK;
         });
     };

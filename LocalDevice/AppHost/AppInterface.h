@@ -23,9 +23,11 @@ namespace LocalDevice {
 class AppInterface {
 public:
     /// Loop and device stack outlive the object. `onFailure` is called on any thread when the app gives up, `onRunning`
-    /// when it says whether it can work; `logger` is where the app's own lines go.
+    /// when it says whether it can work, `onAlive` when it says whether it goes on; `logger` is where the app's own
+    /// lines go.
     AppInterface(int logicalDevice, DeviceModel model, EventLoop& loop, IDeviceStack& deviceStack,
-                 log4cplus::Logger logger, std::function<void()> onFailure, std::function<void(bool)> onRunning);
+                 log4cplus::Logger logger, std::function<void()> onFailure, std::function<void(bool)> onRunning,
+                 std::function<void(bool)> onAlive);
     ~AppInterface() = default;
     AppInterface(const AppInterface&) = delete;
     AppInterface& operator=(const AppInterface&) = delete;
@@ -70,6 +72,7 @@ private:
     const log4cplus::Logger logger_;
     const std::function<void()> onFailure_;
     const std::function<void(bool)> onRunning_;
+    const std::function<void(bool)> onAlive_;
     const Table table_;
 
     CoValues cos_;  ///< thread-safe

@@ -66,11 +66,28 @@ std::optional<std::uint32_t> JsonFields::GetNumber(std::string_view key) const {
     if (member == nullptr) {
         return std::nullopt;
     }
+    return ReadNumber(key, *member);
+}
+
+std::uint32_t JsonFields::ReadNumber(std::string_view key, const nlohmann::json& member) const {
     constexpr std::uint64_t Maximum = std::numeric_limits<std::uint32_t>::max();
-    if (!member->is_number_unsigned() || *member == 0U || member->get<std::uint64_t>() > Maximum) {
+    if (!member.is_number_unsigned() || member == 0U || member.get<std::uint64_t>() > Maximum) {
         Refuse(key, "expected a number from 1 to " + std::to_string(Maximum));
     }
-    return member->get<std::uint32_t>();
+    return member.get<std::uint32_t>();
+}
+
+std::optional<std::vector<std::uint32_t>> JsonFields::GetNumbers(std::string_view key) const {
+    const nlohmann::json* array = GetArray(key);
+    if (array == nullptr) {
+        return std::nullopt;
+    }
+    std::vector<std::uint32_t> numbers;
+    numbers.reserve(array->size());
+    for (const nlohmann::json& member : *array) {
+        numbers.push_back(ReadNumber(key, member));
+    }
+    return numbers;
 }
 
 const nlohmann::json* JsonFields::GetArray(std::string_view key) const {

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Place.h"
 
@@ -25,6 +26,8 @@ public:
     std::optional<int> GetDigitInt(std::string_view key) const;
     /// An unsigned 32-bit number above 0.
     std::optional<std::uint32_t> GetNumber(std::string_view key) const;
+    /// An array of such numbers.
+    std::optional<std::vector<std::uint32_t>> GetNumbers(std::string_view key) const;
     /// Null where there is no such member.
     const nlohmann::json* GetArray(std::string_view key) const;
     const nlohmann::json* GetObject(std::string_view key) const;
@@ -38,6 +41,7 @@ public:
 
 private:
     const nlohmann::json* Find(std::string_view key) const;
+    std::uint32_t ReadNumber(std::string_view key, const nlohmann::json& member) const;
 
     const nlohmann::json* object_;
     const Place* place_;

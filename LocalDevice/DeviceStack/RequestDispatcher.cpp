@@ -167,8 +167,13 @@ OutgoingJson RequestDispatcher::RegisterApplication(ClientState& client, const J
     std::string name = request.NeedString("name");
     const std::string type = request.NeedString("type");
     const std::string domain = request.NeedString("domain");
+    auto points = request.GetNumbers("dataPoints");
+    if (points) {
+        std::sort(points->begin(), points->end());
+    }
     LOG4CPLUS_INFO(logger_, "Registered \"" << name << "\" (" << type << ", " << domain << ")");
     client.name = std::move(name);
+    client.points = std::move(points);
     client.isRegistered = true;
     return EmptyResponse();
 }
@@ -231,7 +236,7 @@ OutgoingJson RequestDispatcher::SetValue(ClientState& client, const JsonFields& 
     // Whether the value answers a read request of the bus makes no difference here.
     request.GetBool("response");
     if (model_.SetValue(point.id, value)) {
-        ReportValue(point.id, value);
+        ReportValue(client, point.id, value);
     }
     return EmptyResponse();
 }
@@ -271,20 +276,30 @@ const DataPoint& RequestDispatcher::NeedDataPoint(const JsonFields& request) con
     return *point;
 }
 
-void RequestDispatcher::ReportValue(ObjectId id, const ZANVALUE& value) {
+void RequestDispatcher::ReportValue(const ClientState& writer, ObjectId id, const ZANVALUE& value) {
     // Made once for each format, not once for each client.
     Message plain;
     Message native;
-    for (const auto& [key, client] : clients_) {
-        if (!client.isRegistered) {
-            continue;
+    const auto report = [&](const ClientState& client) {
+        if (!client.IsToldOf(id)) {
+            return;
         }
         Message& message = client.format == ValueFormat::Native ? native : plain;
         if (!message) {
             message = MakeValueEvent(id, value, client.format);
         }
         client.client->Send(message);
+    };
+    for (const auto& [key, client] : clients_) {
+        if (&client != &writer) {
+            report(client);
+        }
     }
+    report(writer);  // last: to the others it is news
+}
+
+bool RequestDispatcher::ClientState::IsToldOf(ObjectId point) const {
+    return isRegistered && (!points || std::binary_search(points->begin(), points->end(), point));
 }
 
 void RequestDispatcher::ReportConfiguration(ObjectId device) {

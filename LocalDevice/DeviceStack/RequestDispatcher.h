@@ -59,7 +59,10 @@ private:
         IClient* client;
         ValueFormat format = ValueFormat::Plain;
         bool isRegistered = false;
+        std::optional<std::vector<ObjectId>> points;  ///< sorted; whose values are reported, none: those of all
         std::string name;
+
+        bool IsToldOf(ObjectId point) const;
     };
     using Command = OutgoingJson (RequestDispatcher::*)(ClientState&, const JsonFields&);
 
@@ -81,7 +84,7 @@ private:
     void ApplyProperties(const JsonFields& request, const nlohmann::json& properties);
     const DataPoint& NeedDataPoint(const JsonFields& request) const;
 
-    void ReportValue(ObjectId id, const Zandrel::ZANVALUE& value);
+    void ReportValue(const ClientState& writer, ObjectId id, const Zandrel::ZANVALUE& value);
     void ReportConfiguration(ObjectId device);
     void Report(const OutgoingJson& event);
 

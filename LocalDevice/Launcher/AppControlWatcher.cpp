@@ -51,8 +51,7 @@ public:
         client_ = &client;
         client.SetResponseHandler(this);
         client.SetEventHandler(this);
-        const std::string registration =
-            R"({"command":"RegisterApplication","name":"localdevice","type":"supervisor","domain":"local"})";
+        const std::string registration = MakeRegistration();
         client.SendAtEveryConnect(registration);
         client.Send(registration);
         AskForValues();
@@ -101,6 +100,18 @@ public:
 
 private:
     enum class Source { Event, Answer, Loss };
+
+    std::string MakeRegistration() const {
+        nlohmann::json registration{{"command", "RegisterApplication"},
+                                    {"name", "localdevice"},
+                                    {"type", "supervisor"},
+                                    {"domain", "local"},
+                                    {"dataPoints", nlohmann::json::array()}};
+        for (const WatchedPoint& point : points_) {
+            registration["dataPoints"].push_back(point.id);
+        }
+        return registration.dump();
+    }
 
     /// What the points hold since before the registration is asked for; a request's number is one above the index.
     void AskForValues() const {

@@ -45,6 +45,10 @@ std::string Installation::ConnectorLibrary() const {
     return (root_ / "root/opt/ostra/lib/libornconnectorapp.so").string();
 }
 
+std::string Installation::ManagedApp(const std::string& appId) const {
+    return (root_ / "root/opt/userdata/ornApp/1" / appId).replace_extension(".dll").string();
+}
+
 std::string Installation::FindDescription(const std::string& nameOrFile) const {
     if (nameOrFile.find('/') != std::string::npos || ends_with(nameOrFile, DescriptionEnding)) {
         return nameOrFile;

@@ -19,6 +19,7 @@ public:
     std::string AppHost() const;
     std::string AppConnectorHost() const;
     std::string ConnectorLibrary() const;
+    std::string ManagedApp(const std::string& appId) const;
 
     /// The description of a device: `nameOrFile` is a file where it holds a "/" or ends in ".json", and the name of a
     /// delivered device otherwise. Throws `OptionsError` for an unknown name.

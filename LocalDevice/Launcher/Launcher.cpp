@@ -371,7 +371,7 @@ void Launcher::TellDebugCommands(const HostedDevice& device) {
     const std::string portFile = "ORN_CONNECTOR_PORT_FILE=" + directory_.ConnectorPortFile(logicalDevice) + " ";
     console_.Tell(device.GetName(), "debug mode is on: the connector host is yours to start:");
     console_.Tell(device.GetName(), portFile + "mono --debug " + installation_.AppConnectorHost() + " " +
-                                        device.GetDescription().appId + ".dll 127.0.0.1");
+                                        installation_.ManagedApp(device.GetDescription().appId) + " 127.0.0.1");
     console_.Tell(device.GetName(), "and, after a restart of the application, the app host:");
     console_.Tell(device.GetName(), portFile + "ORN_DEVICE_STACK=" + DeviceStackAddress() + " " +
                                         installation_.AppHost() + " " + installation_.ConnectorLibrary() + " " +

@@ -64,7 +64,8 @@ bool LookForAdditionalFiles(const boost::filesystem::path& appDirectory, const L
             }
         }
         if (error) {
-            ORN_LOG_GLOBAL(ERROR, "Could not enumerate the directory entries of " << place);
+            ORN_LOG_GLOBAL(ERROR, "Could not enumerate the directory entries of "
+                                      << (directory.empty() ? appDirectory.string() : directory));
             isClean = false;
         }
     }

@@ -8,7 +8,6 @@
 
 #include "Orn/Logging.h"
 #include "PackageFiles.h"
-#include "RegularFile.h"
 
 namespace Zandrel {
 
@@ -25,9 +24,8 @@ std::time_t GetCheckTime() {
 
 }  // namespace
 
-CertificatePointer LoadCerfificate(const boost::filesystem::path& path) {
-    const std::optional<std::string> pem =
-        ReadWholeFile(path, RegularFile::Links::Followed, PackageFiles::CertificateLimit);
+CertificatePointer LoadCerfificate(const boost::filesystem::path& path, RegularFile::Links links) {
+    const std::optional<std::string> pem = ReadWholeFile(path, links, PackageFiles::CertificateLimit);
     if (!pem) {
         ORN_LOG_GLOBAL(ERROR, "Could not open certificate file " << path.string());
         return nullptr;

@@ -29,7 +29,7 @@ std::variant<Sha256Digest, FileHasher::Failure> FileHasher::Hash(const boost::fi
     if (file->GetSize() > left_) {
         return Failure::TooLarge;
     }
-    if (digest_ == nullptr || context_ == nullptr || EVP_DigestInit_ex2(context_.get(), digest_.get(), nullptr) != 1) {
+    if (!IsReady() || EVP_DigestInit_ex2(context_.get(), digest_.get(), nullptr) != 1) {
         return Failure::CannotRead;
     }
     for (;;) {

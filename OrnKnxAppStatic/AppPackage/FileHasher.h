@@ -29,6 +29,9 @@ public:
     /// `limit`: of the bytes of all files together.
     explicit FileHasher(HashProgress progress = {}, std::uint64_t limit = PackageLimit);
 
+    /// False where OpenSSL had no digest or no memory for it; every file is `CannotRead` then.
+    bool IsReady() const { return digest_ != nullptr && context_ != nullptr; }
+
     /// The sum of a regular file, never of what a link points to.
     std::variant<Sha256Digest, Failure> Hash(const boost::filesystem::path& path);
 

@@ -11,13 +11,12 @@ namespace Zandrel {
 namespace {
 
 /// An error counts as not verified.
-bool IsSigned(const std::string& content, const std::string& signature, EVP_PKEY& key, const EVP_MD& digest) {
-    const DigestContextPointer context(EVP_MD_CTX_new());
-    return context != nullptr &&
-           EVP_DigestVerifyInit_ex(context.get(), nullptr, EVP_MD_get0_name(&digest), nullptr, nullptr, &key,
-                                   nullptr) == 1 &&
-           EVP_DigestVerifyUpdate(context.get(), content.data(), content.size()) == 1 &&
-           EVP_DigestVerifyFinal(context.get(), reinterpret_cast<const unsigned char*>(signature.data()),
+bool IsSigned(EVP_MD_CTX& context, const std::string& content, const std::string& signature, EVP_PKEY& key,
+              const EVP_MD& digest) {
+    return EVP_DigestVerifyInit_ex(&context, nullptr, EVP_MD_get0_name(&digest), nullptr, nullptr, &key, nullptr) ==
+               1 &&
+           EVP_DigestVerifyUpdate(&context, content.data(), content.size()) == 1 &&
+           EVP_DigestVerifyFinal(&context, reinterpret_cast<const unsigned char*>(signature.data()),
                                  signature.size()) == 1;
 }
 
@@ -41,8 +40,13 @@ VerificationResult CheckSignature(const std::string& fileList, const boost::file
         ORN_LOG_GLOBAL(ERROR, "OpenSSL digest algorithm SHA1 is missing");
         return VerificationResult::Unverifiable;
     }
+    const DigestContextPointer context(EVP_MD_CTX_new());
+    if (context == nullptr) {
+        ORN_LOG_GLOBAL(ERROR, "Could not allocate a digest context");
+        return VerificationResult::Unverifiable;
+    }
     const CleanErrorQueue queue;
-    if (!IsSigned(fileList, *signature, *key, *digest)) {
+    if (!IsSigned(*context, fileList, *signature, *key, *digest)) {
         ORN_LOG_GLOBAL(ERROR, "The file list signature is incorrect. OpenSSL error: " << GetLastOpenSslError());
         ORN_LOG_GLOBAL(ERROR, "The application is corrupt because the signature is wrong");
         return VerificationResult::Corrupt;

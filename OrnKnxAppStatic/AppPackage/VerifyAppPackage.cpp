@@ -30,7 +30,8 @@ VerificationResult VerifyAppPackage(const path& fileList, const path& caCertific
         return VerificationResult::Unverifiable;
     }
     const path appDirectory = fileList.parent_path();
-    const CertificatePointer developer = LoadCerfificate(appDirectory / PackageFiles::DeveloperCertificate);
+    const CertificatePointer developer =
+        LoadCerfificate(appDirectory / PackageFiles::DeveloperCertificate, RegularFile::Links::Refused);
     if (developer == nullptr) {
         return VerificationResult::Unverifiable;
     }
@@ -49,6 +50,10 @@ VerificationResult VerifyAppPackage(const path& fileList, const path& caCertific
     }
     ListedPaths listed;
     FileHasher hasher(progress);
+    if (!hasher.IsReady()) {
+        ORN_LOG_GLOBAL(ERROR, "Could not prepare the SHA256 calculation");
+        return VerificationResult::Unverifiable;
+    }
     if (!CheckHashCodes(ParseFileList(std::move(*content)), appDirectory, listed, hasher)) {
         return VerificationResult::Corrupt;
     }

@@ -137,4 +137,29 @@ TEST(Supervision, KilledDeviceStackMakesTheWholeDeviceRestartAndAnswerAgain) {
     EXPECT_EQ(sut.WaitForExit(DemoLimit), ExitStatus::Exited(0));
 }
 
+TEST(DebugMode, CommandLineThatIsToldRunsAsItStands) {
+    const EndToEnd::TemporaryFolder folder;
+    const ChildProcess::Environment environment{{"TMPDIR", folder.GetPath().string()}};
+    ChildProcess sut(ORN_LOCALDEVICE_PROGRAM, {"--device", "thermostat"}, environment);
+    const auto countRunning = [&sut] {
+        const auto lines = sut.GetOutputLines();
+        return std::count_if(lines.begin(), lines.end(), [](const std::string& line) {
+            return line.find("device 1: run state Running") != std::string::npos;
+        });
+    };
+    ASSERT_TRUE(EndToEnd::WaitUntil([&countRunning] { return countRunning() == 1; }));
+    ChildProcess cli(ORN_DEVICESTACK_CLI_PROGRAM, {"set", "1001004", "1"}, environment);
+    ASSERT_EQ(cli.WaitForExit(), ExitStatus::Exited(0));
+    ASSERT_TRUE(sut.WaitForLine("run state Stopped").has_value());
+    const auto line = sut.WaitForLine("mono --debug");
+    ASSERT_TRUE(line.has_value());
+
+    ChildProcess connectorHost("/bin/bash", {"-c", "cd / && exec env " + line->substr(line->find("ORN_"))});
+
+    EXPECT_TRUE(EndToEnd::WaitUntil([&countRunning] { return countRunning() == 2; }))
+        << testing::PrintToString(connectorHost.GetErrorLines());
+    sut.Signal(SIGINT);
+    EXPECT_EQ(sut.WaitForExit(DemoLimit), ExitStatus::Exited(0));
+}
+
 }  // namespace

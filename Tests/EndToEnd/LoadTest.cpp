@@ -145,7 +145,7 @@ protected:
 
 TEST_F(LoadTest, ThousandTelegramsASecondEachWayCrossOnceAndInOrder) {
     ASSERT_TRUE(host_->WaitForRunState("running"));
-    const auto seconds = TestSupport::GetRepeatCount("ORN_LOAD_SECONDS", 10);
+    const auto seconds = TestSupport::GetRepeatCount("ORN_LOAD_SECONDS", ORN_LOAD_SECONDS);
     const std::size_t count = seconds * 1000;
 
     std::map<std::uint16_t, Values> expected;
@@ -163,6 +163,7 @@ TEST_F(LoadTest, ThousandTelegramsASecondEachWayCrossOnceAndInOrder) {
     const json telegrams = host_->GetStatus().at("telegrams");
     EXPECT_EQ(telegrams.at("taken"), count);
     EXPECT_EQ(telegrams.at("sent"), count) << "nothing is sent twice";
+    EXPECT_EQ(telegrams.at("echo"), count) << "nothing but each echo is dropped";
 }
 
 }  // namespace

@@ -38,6 +38,10 @@ std::size_t CountEntries(const std::string& folder) {
     return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder, ignored), fs::directory_iterator()));
 }
 
+bool IsSent(const json& event) {
+    return event.at("event") == "telegram" && event.at("direction") == "out" && event.at("verdict") == "sent";
+}
+
 int ConnectTo(const std::string& path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
@@ -214,8 +218,7 @@ std::optional<std::string> TelegramMonitor::NextSent(const std::string& address,
     while (SteadyClock::now() < deadline) {
         const auto event =
             connection_.NextEvent(std::chrono::duration_cast<Milliseconds>(deadline - SteadyClock::now()));
-        if (event && event->at("event") == "telegram" && event->at("direction") == "out" &&
-            event->at("address") == address) {
+        if (event && IsSent(*event) && event->at("address") == address) {
             return event->value("value", "");
         }
     }
@@ -225,12 +228,28 @@ std::optional<std::string> TelegramMonitor::NextSent(const std::string& address,
 std::vector<std::string> TelegramMonitor::TakeSent() {
     std::vector<std::string> sent;
     while (const auto event = connection_.NextEvent(Milliseconds(0))) {
-        if (event->at("event") == "telegram" && event->at("direction") == "out") {
+        if (IsSent(*event)) {
             sent.push_back(event->at("service").get<std::string>() + " " + event->at("address").get<std::string>() +
                            " " + event->value("value", ""));
         }
     }
     return sent;
+}
+
+std::vector<std::string> TelegramMonitor::NextVerdicts(std::size_t count) {
+    const auto deadline = SteadyClock::now() + Limit;
+    std::vector<std::string> verdicts;
+    while (verdicts.size() < count && SteadyClock::now() < deadline) {
+        const auto event =
+            connection_.NextEvent(std::chrono::duration_cast<Milliseconds>(deadline - SteadyClock::now()));
+        if (event && event->at("event") == "telegram") {
+            verdicts.push_back(event->at("direction").get<std::string>() + " " +
+                               event->at("service").get<std::string>() + " " + event->at("address").get<std::string>() +
+                               " CO " + event->at("object").dump() + " " + event->value("value", "--") + " " +
+                               event->at("verdict").get<std::string>() + ": " + event->at("reason").get<std::string>());
+        }
+    }
+    return verdicts;
 }
 
 Resources GetResources(pid_t process) {

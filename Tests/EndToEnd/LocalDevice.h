@@ -118,6 +118,9 @@ public:
     std::optional<std::string> NextSent(const std::string& address, Milliseconds limit = Limit);
     /// All that the device sent until now: "SERVICE ADDRESS VALUE".
     std::vector<std::string> TakeSent();
+    /// The next telegrams in any direction, fewer than `count` when they do not come within the limit:
+    /// "DIRECTION SERVICE ADDRESS CO NUMBER VALUE VERDICT: REASON".
+    std::vector<std::string> NextVerdicts(std::size_t count);
 
 private:
     ControlConnection connection_;

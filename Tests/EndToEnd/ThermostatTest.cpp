@@ -57,6 +57,12 @@ protected:
     void SwitchDebugMode(bool on) {
         deviceStack_.Ask({{"command", "SetValue"}, {"id", AppDebug}, {"value", on ? "1" : "0"}});
     }
+    /// The answers are computed in C#: without that half there is none.
+    void ExpectNoAnswer() {
+        TelegramMonitor monitor(host_);
+        host_.Write("1/0/2", "21");
+        EXPECT_FALSE(monitor.NextSent("1/0/4", Milliseconds(500)));
+    }
     bool HasLine(const std::string& text) {
         const auto log = host_.GetLog();
         return std::any_of(log.begin(), log.end(),
@@ -96,12 +102,14 @@ TEST_F(Thermostat, KilledConnectorHostIsReported) {
     kill(GetConnectorHost(), SIGKILL);
 
     EXPECT_TRUE(WaitForAppState(Stopped, ReportLimit));
+    ExpectNoAnswer();
 }
 
 TEST_F(Thermostat, FrozenConnectorHostIsReported) {
     kill(GetConnectorHost(), SIGSTOP);
 
     EXPECT_TRUE(WaitForAppState(Stopped, ReportLimit));
+    ExpectNoAnswer();
     EXPECT_TRUE(host_.Stop());
 }
 

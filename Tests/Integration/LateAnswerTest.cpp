@@ -6,6 +6,7 @@
 #include <boost/thread/thread_only.hpp>
 #include <cstdlib>
 #include <iterator>
+#include <ostream>
 #include <string>
 
 #include "FakeDeviceStack.h"
@@ -13,8 +14,6 @@
 #include "KnxStack/IApplicationProgram.h"
 
 namespace {
-
-constexpr const char* HeldRequest = "configurationChangeBegin";  // its wait cannot be interrupted
 
 /// The number of a request, with the comma that follows it.
 std::string NumberOf(const std::string& frame) {
@@ -24,7 +23,7 @@ std::string NumberOf(const std::string& frame) {
 
 std::string Answer(const std::string& frame) {
     const std::string number = NumberOf(frame);
-    if (number.empty() || frame.find(HeldRequest) != std::string::npos) {
+    if (number.empty()) {
         return "";
     }
     const bool isConfig = frame.find("GetDeviceConfig") != std::string::npos;
@@ -71,38 +70,58 @@ private:
     void* handle_;
 };
 
-class LateAnswer : public testing::Test {
+/// Where a cycle waits for an answer.
+struct Stop {
+    const char* name;
+    const char* request;
+};
+
+std::ostream& operator<<(std::ostream& stream, const Stop& stop) {
+    return stream << stop.name;
+}
+
+class LateAnswer : public testing::TestWithParam<Stop> {
 protected:
     LateAnswer() {
         setenv("ORN_DEVICE_STACK", deviceStack_.GetAddress().c_str(), 1);
-        deviceStack_.SetReply(&Answer);
         stack_.DownloadApplication("MyApp");
     }
     ~LateAnswer() override { unsetenv("ORN_DEVICE_STACK"); }
 
-    /// The whole life of an application program whose cycle waits for an answer, library included. The request.
-    std::string LiveAndUnload() {
+    /// The whole life of an application program at `stack`, library included, which ends once it has sent `request`.
+    /// That request.
+    std::string LiveUntil(const std::string& request, TestSupport::FakeKnxStack& stack) {
         const Library library;
         KnxStack::IApplicationProgram* const program = library.Create();
-        EXPECT_EQ(program->Init(stack_), 2);
-        std::string held;
+        EXPECT_EQ(program->Init(stack), 2);
+        std::string frame;
         do {
-            held = deviceStack_.NextFrame();
-        } while (!held.empty() && held.find(HeldRequest) == std::string::npos);
+            frame = deviceStack_.NextFrame();
+        } while (!frame.empty() && frame.find(request) == std::string::npos);
         EXPECT_EQ(program->Exit(), 1);
         library.Delete(program);
-        return held;
+        return frame;
+    }
+
+    /// The same without delay. What stays for good, such as a logger's threads, is there afterwards.
+    void LiveUndisturbed() {
+        TestSupport::FakeKnxStack stack;
+        deviceStack_.SetReply(&Answer);
+        LiveUntil("GetDeviceConfig", stack);
     }
 
     FakeDeviceStack deviceStack_;
     TestSupport::FakeKnxStack stack_;
 };
 
-TEST_F(LateAnswer, ThatComesOnceTheLibraryIsUnloadedDoesNoHarm) {
-    LiveAndUnload();  // what stays for good, such as a logger's threads, is there now
+TEST_P(LateAnswer, ThatComesOnceTheLibraryIsUnloadedDoesNoHarm) {
+    LiveUndisturbed();
     const std::ptrdiff_t threads = CountThreads();
+    deviceStack_.SetReply([](const std::string& frame) {
+        return frame.find(GetParam().request) == std::string::npos ? Answer(frame) : "";
+    });
 
-    const std::string held = LiveAndUnload();
+    const std::string held = LiveUntil(GetParam().request, stack_);
     const int touches = stack_.CountTouches();
     ASSERT_FALSE(held.empty());
     deviceStack_.SendFrame(R"({"request":)" + NumberOf(held) + R"("response":{}})");
@@ -114,5 +133,12 @@ TEST_F(LateAnswer, ThatComesOnceTheLibraryIsUnloadedDoesNoHarm) {
     ASSERT_NE(mapped, nullptr) << "a late thread's code would be gone";
     dlclose(mapped);
 }
+
+INSTANTIATE_TEST_SUITE_P(Stops, LateAnswer,
+                         testing::Values(Stop{"DeviceConfig", "GetDeviceConfig"},
+                                         Stop{"ChangeBegin", "configurationChangeBegin"},
+                                         Stop{"Devices", R"({"devices":)"}, Stop{"ChangeEnd", "configurationChangeEnd"},
+                                         Stop{"ConfigurationLoaded", "configurationLoaded"}),
+                         [](const auto& instance) { return instance.param.name; });
 
 }  // namespace

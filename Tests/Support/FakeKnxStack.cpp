@@ -235,9 +235,15 @@ bool FakePropertyService::WriteLoadEvent(std::uint8_t event) {
     return Write(FakeKnxStack::ApplicationObject, 5, BinaryData(std::move(octets)));
 }
 
+std::vector<std::pair<std::uint16_t, int>> FakePropertyService::GetRequests() const {
+    const Lock lock(mutex_);
+    return requests_;
+}
+
 KnxStack::IInterfaceObject* FakePropertyService::GetInterfaceObject(std::uint16_t objectType, int instance) {
     ++touches_;
     const Lock lock(mutex_);
+    requests_.emplace_back(objectType, instance);
     const auto found = objects_.find(objectType);
     return instance > 0 || found == objects_.end() ? nullptr : found->second.get();
 }
@@ -256,6 +262,11 @@ FakeGroupValueService::FakeGroupValueService(std::atomic<int>& touches) : touche
 void FakeGroupValueService::Remove(std::uint16_t number) {
     const Lock lock(mutex_);
     objects_.erase(number);
+}
+
+void FakeGroupValueService::OnWrite(std::function<void()> write) {
+    const Lock lock(mutex_);
+    onWrite_ = std::move(write);
 }
 
 bool FakeGroupValueService::SendWrite(std::uint32_t number, const KnxStack::GroupValue& value) {
@@ -283,6 +294,11 @@ std::vector<std::string> FakeGroupValueService::GetWrittenTexts() const {
     return texts;
 }
 
+std::vector<unsigned> FakeGroupValueService::GetWriteOptions() const {
+    const Lock lock(mutex_);
+    return writeOptions_;
+}
+
 bool FakeGroupValueService::WaitForWrites(std::size_t count) const {
     boost::unique_lock<boost::mutex> lock(mutex_);
     return written_.wait_for(lock, boost::chrono::seconds(10), [this, count] { return writes_.size() >= count; });
@@ -305,14 +321,20 @@ bool FakeGroupValueService::UnregisterUser(KnxStack::IGroupValueUser& user) {
     return user_.Unregister(user);
 }
 
-bool FakeGroupValueService::WriteValue(std::uint16_t number, const KnxStack::GroupValue& value, unsigned /*options*/) {
+bool FakeGroupValueService::WriteValue(std::uint16_t number, const KnxStack::GroupValue& value, unsigned options) {
     ++touches_;
     if (refusesWrites_) {
         return false;
     }
-    const Lock lock(mutex_);
+    boost::unique_lock<boost::mutex> lock(mutex_);
     writes_.emplace_back(number, value.GetBytes());
+    writeOptions_.push_back(options);
     written_.notify_all();
+    const auto onWrite = onWrite_;
+    lock.unlock();
+    if (onWrite) {
+        onWrite();
+    }
     return true;
 }
 

@@ -176,6 +176,9 @@ public:
         return user_.IsRegistered(user);
     }
 
+    /// Type and instance of each object that was asked for, in order.
+    std::vector<std::pair<std::uint16_t, int>> GetRequests() const;
+
     KnxStack::IInterfaceObject* GetInterfaceObject(std::uint16_t objectType, int instance) override;
     bool UnregisterUser(KnxStack::IInterfaceObjectSimplePropertyUser& user) override;
 
@@ -185,6 +188,7 @@ private:
 
     mutable boost::mutex mutex_;  ///< guards what follows
     std::map<std::uint16_t, std::unique_ptr<FakeInterfaceObject>> objects_;
+    std::vector<std::pair<std::uint16_t, int>> requests_;
 };
 
 class FakeGroupObject final : public KnxStack::IGroupObject {
@@ -213,6 +217,8 @@ public:
     void Remove(std::uint16_t number);
     /// Writes of the application fail from now on.
     void RefuseWrites() { refusesWrites_ = true; }
+    /// `write` is called with each write of the application, on the calling thread.
+    void OnWrite(std::function<void()> write);
 
     // Telegrams from the bus, on the calling thread: what the user answers; false without a user.
     bool SendWrite(std::uint32_t number, const KnxStack::GroupValue& value);
@@ -223,6 +229,8 @@ public:
     std::vector<Written> GetWrites() const;
     /// The same, as text up to the first zero byte.
     std::vector<std::string> GetWrittenTexts() const;
+    /// The options of each write.
+    std::vector<unsigned> GetWriteOptions() const;
     /// Waits until the application has written `count` times. False when it has not within 10 s.
     bool WaitForWrites(std::size_t count) const;
 
@@ -242,6 +250,8 @@ private:
     mutable boost::condition_variable written_;
     std::map<std::uint16_t, std::unique_ptr<FakeGroupObject>> objects_;
     std::vector<Written> writes_;
+    std::vector<unsigned> writeOptions_;
+    std::function<void()> onWrite_;
 };
 
 class FakeMemory final : public KnxStack::IMemory {

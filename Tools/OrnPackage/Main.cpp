@@ -1,18 +1,17 @@
+#include <boost/filesystem/exception.hpp>
 #include <exception>
 #include <iostream>
 #include <string>
 #include <vector>
 
+#include "Install.h"
 #include "Keygen.h"
 #include "MessageOutput.h"
-#include "PackageContent.h"
 #include "PackageError.h"
-#include "PackageFiles.h"
 #include "PackageOptions.h"
-#include "Progress.h"
 #include "Show.h"
 #include "Sign.h"
-#include "VerifyAppPackage.h"
+#include "Verify.h"
 
 namespace LocalDevice {
 
@@ -22,16 +21,6 @@ using Zandrel::VerificationResult;
 
 /// The others are those of a check.
 constexpr int ExitUsage = 2;
-
-/// The device's messages and, last, its result.
-VerificationResult Verify(const PackageOptions& options) {
-    Progress progress(Progress::IsPossible() ? EstimateBytes(options.directory) : 0);
-    const VerificationResult result =
-        Zandrel::VerifyAppPackage(options.directory / Zandrel::PackageFiles::FileList, options.ca,
-                                  [&progress](std::uint64_t bytes) { progress.Add(bytes); });
-    (result == VerificationResult::SignatureOk ? std::cout : std::cerr) << result << '\n';
-    return result;
-}
 
 VerificationResult RunCommand(const PackageOptions& options) {
     switch (options.command) {
@@ -45,7 +34,9 @@ VerificationResult RunCommand(const PackageOptions& options) {
             RunSign(options);
             break;
         case PackageOptions::Command::Verify:
-            return Verify(options);
+            return RunVerify(options);
+        case PackageOptions::Command::Install:
+            return RunInstall(options);
         case PackageOptions::Command::Show:
             RunShow(options);
             break;
@@ -68,6 +59,9 @@ int Run(const std::vector<std::string>& arguments) {
     } catch (const PackageError& error) {
         std::cerr << "ornpackage: " << error.what() << '\n';
         return static_cast<int>(error.GetResult());
+    } catch (const boost::filesystem::filesystem_error& error) {
+        std::cerr << "ornpackage: cannot look at " << error.path1().string() << ": " << error.code().message() << '\n';
+        return static_cast<int>(VerificationResult::Unverifiable);
     } catch (const std::exception& error) {
         std::cerr << "ornpackage: " << error.what() << '\n';
         return static_cast<int>(VerificationResult::Unverifiable);

@@ -23,7 +23,9 @@ program_options::options_description DescribeOptions() {
     options.add_options()("certificate", program_options::value<std::string>(),
                           "sign: the developer's certificate (default: developer.crt)");
     options.add_options()("ca", program_options::value<std::string>(),
-                          "sign, verify: the certificate of the CA that the device knows (default: ca.crt)");
+                          "sign, verify, install: the certificate of the CA that the device knows (default: ca.crt)");
+    options.add_options()("root", program_options::value<std::string>(),
+                          "install: the root folder of the device (default: of the local device of this build)");
     options.add_options()("help", "show this text");
     return options;
 }
@@ -49,11 +51,14 @@ program_options::variables_map Parse(const Words& arguments) {
 }
 
 Command ReadCommand(const std::string& word) {
-    static const std::map<std::string, Command> commands{
-        {"keygen", Command::Keygen}, {"sign", Command::Sign}, {"verify", Command::Verify}, {"show", Command::Show}};
+    static const std::map<std::string, Command> commands{{"keygen", Command::Keygen},
+                                                         {"sign", Command::Sign},
+                                                         {"verify", Command::Verify},
+                                                         {"install", Command::Install},
+                                                         {"show", Command::Show}};
     const auto found = commands.find(word);
     if (found == commands.end()) {
-        throw UsageError("unknown command \"" + word + "\": expected keygen, sign, verify or show");
+        throw UsageError("unknown command \"" + word + "\": expected keygen, sign, verify, install or show");
     }
     return found->second;
 }
@@ -68,7 +73,7 @@ void ReadPath(const program_options::variables_map& values, const char* option, 
     }
     path = values[option].as<std::string>();
     if (path.empty()) {
-        throw UsageError(std::string("--") + option + ": expected a file");
+        throw UsageError(std::string("--") + option + ": expected a path");
     }
 }
 
@@ -96,14 +101,16 @@ PackageOptions ParseCommandLine(const std::vector<std::string>& arguments) {
     }
     const Words words = values.count("word") != 0 ? values["word"].as<Words>() : Words();
     if (words.empty()) {
-        throw UsageError("expected a command: keygen, sign, verify or show");
+        throw UsageError("expected a command: keygen, sign, verify, install or show");
     }
     options.command = ReadCommand(words.front());
     const bool isSign = options.command == Command::Sign;
     ReadKeyType(values, options);
     ReadPath(values, "key", isSign, options.key);
     ReadPath(values, "certificate", isSign, options.certificate);
-    ReadPath(values, "ca", isSign || options.command == Command::Verify, options.ca);
+    const bool isInstall = options.command == Command::Install;
+    ReadPath(values, "ca", isSign || isInstall || options.command == Command::Verify, options.ca);
+    ReadPath(values, "root", isInstall, options.root);
     if (options.command == Command::Keygen && words.size() == 1) {
         return options;
     }
@@ -117,19 +124,22 @@ PackageOptions ParseCommandLine(const std::vector<std::string>& arguments) {
 
 std::string GetUsage() {
     std::ostringstream text;
-    text << "ornpackage: makes an app directory a signed package, and checks one as the device does\n\n"
-            "  ornpackage keygen [DIR]   a test CA (ca.key, ca.crt) and a developer (developer.key, developer.crt);\n"
-            "                            no file is overwritten\n"
-            "  ornpackage sign DIR       lists and signs all files of DIR: writes appfiles.xml,\n"
-            "                            appfiles.xml.SHA256.sig and sdk.crt there\n"
-            "  ornpackage verify DIR     checks the package, with the messages of the device\n"
-            "  ornpackage show DIR       what the package says of itself, unchecked\n\n"
-         << DescribeOptions()
-         << "\nExit codes\n"
-            "  0  done; for verify: signature OK\n"
-            "  1  the package is corrupt; for sign: the device would not accept it\n"
-            "  2  the command line is wrong\n"
-            "  3  an unexpected problem, such as a file that cannot be read or that exists already\n";
+    text
+        << "ornpackage: makes an app directory a signed package, and checks one as the device does\n\n"
+           "  ornpackage keygen [DIR]   a test CA (ca.key, ca.crt) and a developer (developer.key, developer.crt);\n"
+           "                            no file is overwritten\n"
+           "  ornpackage sign DIR       lists and signs all files of DIR: writes appfiles.xml,\n"
+           "                            appfiles.xml.SHA256.sig and sdk.crt there\n"
+           "  ornpackage verify DIR     checks the package, with the messages of the device\n"
+           "  ornpackage install DIR    checks the package and puts it onto the local device, in the place of the app\n"
+           "                            and of the CA's certificate that are there\n"
+           "  ornpackage show DIR       what the package says of itself, unchecked\n\n"
+        << DescribeOptions()
+        << "\nExit codes\n"
+           "  0  done; for verify and install: signature OK\n"
+           "  1  the package is corrupt; for sign: the device would not accept it\n"
+           "  2  the command line is wrong\n"
+           "  3  an unexpected problem, such as a file that cannot be read or that exists already\n";
     return text.str();
 }
 

@@ -9,7 +9,7 @@ namespace LocalDevice {
 
 /// What the command line asks for.
 struct PackageOptions {
-    enum class Command { Help, Keygen, Sign, Verify, Show };
+    enum class Command { Help, Keygen, Sign, Verify, Install, Show };
     enum class KeyType { Rsa, Ecdsa };
 
     Command command = Command::Help;
@@ -17,6 +17,7 @@ struct PackageOptions {
     boost::filesystem::path key = "developer.key";
     boost::filesystem::path certificate = "developer.crt";
     boost::filesystem::path ca = "ca.crt";
+    boost::filesystem::path root;  ///< of the device to install on; empty for the local device of this build
     KeyType keyType = KeyType::Rsa;
 };
 

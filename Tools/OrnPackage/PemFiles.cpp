@@ -5,7 +5,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <boost/algorithm/string/predicate.hpp>
+#include <boost/filesystem/operations.hpp>
 #include <cerrno>
+#include <memory>
 #include <optional>
 #include <system_error>
 
@@ -25,6 +28,29 @@ std::string TakeText(BIO& bio) {
 
 [[noreturn]] void ThrowSystemError(const boost::filesystem::path& path, int error) {
     throw Unexpected("cannot write " + path.string() + ": " + std::generic_category().message(error));
+}
+
+struct MemoryDeleter {
+    void operator()(void* memory) const noexcept { OPENSSL_free(memory); }
+};
+
+/// What the next PEM block is, such as "CERTIFICATE"; none where there is none. One that is damaged is passed over.
+std::optional<std::string> ReadPemBlock(BIO& bio) {
+    for (std::size_t left = BIO_ctrl_pending(&bio); left > 0;) {
+        char* name = nullptr;
+        char* header = nullptr;
+        unsigned char* data = nullptr;
+        long size = 0;
+        const bool isRead = PEM_read_bio(&bio, &name, &header, &data, &size) == 1;
+        const std::unique_ptr<char, MemoryDeleter> ownedName(name);
+        const std::unique_ptr<char, MemoryDeleter> ownedHeader(header);
+        const std::unique_ptr<unsigned char, MemoryDeleter> ownedData(data);
+        if (isRead) {
+            return std::string(name);
+        }
+        left = BIO_ctrl_pending(&bio) < left ? BIO_ctrl_pending(&bio) : 0;
+    }
+    return std::nullopt;
 }
 
 void WriteFile(const boost::filesystem::path& path, const std::string& content, int flags, mode_t mode) {
@@ -79,6 +105,31 @@ Zandrel::KeyPointer LoadPrivateKey(const boost::filesystem::path& path) {
         throw Unexpected("cannot parse key file " + path.string() + ": expected a private key, PEM, not encrypted");
     }
     return key;
+}
+
+void ExpectCaCertificate(const boost::filesystem::path& path) {
+    if (!boost::filesystem::exists(path)) {
+        throw Unexpected("there is no " + path.string() + ": --ca names the certificate of the CA");
+    }
+}
+
+bool HoldsPrivateKey(const boost::filesystem::path& path) {
+    const std::optional<std::string> content =
+        Zandrel::ReadWholeFile(path, Zandrel::RegularFile::Links::Refused, Zandrel::PackageFiles::CertificateLimit);
+    if (!content) {
+        return false;  // larger than a key, or the app's own step tells that it cannot be read
+    }
+    const Zandrel::CleanErrorQueue queue;
+    const Zandrel::BioPointer bio(BIO_new_mem_buf(content->data(), static_cast<int>(content->size())));
+    if (bio == nullptr) {
+        throw Unexpected("cannot read " + path.string() + ": " + Zandrel::GetLastOpenSslError());
+    }
+    while (const std::optional<std::string> name = ReadPemBlock(*bio)) {
+        if (boost::algorithm::ends_with(*name, "PRIVATE KEY")) {
+            return true;
+        }
+    }
+    return false;
 }
 
 void CreateFile(const boost::filesystem::path& path, const std::string& content, bool isSecret) {

@@ -14,6 +14,12 @@ std::string ToPem(EVP_PKEY& key);
 /// The private key of a PEM file. Throws `PackageError`; an encrypted key is not asked a password for.
 Zandrel::KeyPointer LoadPrivateKey(const boost::filesystem::path& path);
 
+/// Throws `PackageError` where there is no such file: its default is good in one folder only.
+void ExpectCaCertificate(const boost::filesystem::path& path);
+
+/// Whether a file holds a private key, encrypted or not, as PEM.
+bool HoldsPrivateKey(const boost::filesystem::path& path);
+
 /// Writes a file that was not there, readable by its owner only where it is secret. Throws `PackageError`.
 void CreateFile(const boost::filesystem::path& path, const std::string& content, bool isSecret);
 /// Writes a file, over what it held. Throws `PackageError`.

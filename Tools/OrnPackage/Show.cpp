@@ -60,7 +60,8 @@ void PrintFile(const Zandrel::FileEntry& entry) {
 }  // namespace
 
 void RunShow(const PackageOptions& options) {
-    const auto certificate = Zandrel::LoadCerfificate(options.directory / PackageFiles::DeveloperCertificate);
+    const auto certificate = Zandrel::LoadCerfificate(options.directory / PackageFiles::DeveloperCertificate,
+                                                      Zandrel::RegularFile::Links::Refused);
     if (certificate == nullptr) {
         throw Unexpected(options.directory.string() + " is no signed package");
     }

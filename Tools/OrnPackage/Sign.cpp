@@ -1,16 +1,17 @@
 #include "Sign.h"
 
 #include <boost/algorithm/hex.hpp>
-#include <boost/algorithm/string/predicate.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <climits>
 #include <iostream>
 #include <iterator>
 #include <variant>
+#include <vector>
 
 #include "DeveloperCertificate.h"
 #include "FileHasher.h"
 #include "FileList.h"
+#include "FileReplacement.h"
 #include "MessageOutput.h"
 #include "PackageContent.h"
 #include "PackageError.h"
@@ -56,11 +57,13 @@ Signer LoadSigner(const PackageOptions& options) {
     return signer;
 }
 
-/// A secret must not travel with the app.
-void ExpectOutside(const filesystem::path& file, const filesystem::path& directory) {
-    const std::string inside = filesystem::canonical(directory).string() + "/";
-    if (boost::algorithm::starts_with(filesystem::canonical(file).string(), inside)) {
-        throw Refused("the key " + file.string() + " lies in the app directory");
+/// A secret must not travel with the app, nor be written over.
+void ExpectNoKey(const filesystem::path& directory, std::vector<std::string> names) {
+    names.insert(names.end(), PackageFiles::All.begin(), PackageFiles::All.end());
+    for (const std::string& name : names) {
+        if (HoldsPrivateKey(directory / name)) {
+            throw Refused(Printable(name) + " holds a private key: it must not travel with the app");
+        }
     }
 }
 
@@ -140,24 +143,27 @@ void RunSign(const PackageOptions& options) {
     if (!filesystem::is_directory(options.directory)) {
         throw Unexpected(options.directory.string() + " is no directory");
     }
+    ExpectCaCertificate(options.ca);
     const Signer signer = LoadSigner(options);
-    ExpectOutside(options.key, options.directory);
     const std::string pem = ToPem(*signer.certificate);
     MakeSignature("", *signer.key);  // before the long part: the key may be of a type that the device does not know
     const PackageContent content = CollectContent(options.directory);
+    ExpectNoKey(options.directory, content.names);
     Progress progress(2 * content.bytes);  // read once to sign and once to check
     const std::string list = MakeFileList(options.directory, content, progress);
     const std::string signature = MakeSignature(list, *signer.key);
 
-    ReplaceFile(options.directory / PackageFiles::DeveloperCertificate, pem);
-    ReplaceFile(options.directory / PackageFiles::FileList, list);
-    ReplaceFile(options.directory / PackageFiles::Signature, signature);
+    FileReplacement files;
+    files.Write(options.directory / PackageFiles::DeveloperCertificate, pem);
+    files.Write(options.directory / PackageFiles::FileList, list);
+    files.Write(options.directory / PackageFiles::Signature, signature);
     const VerificationResult result =
         Zandrel::VerifyAppPackage(options.directory / PackageFiles::FileList, options.ca,
                                   [&progress](std::uint64_t bytes) { progress.Add(bytes); });
     if (result != VerificationResult::SignatureOk) {
         throw PackageError(result, "the package was changed while it was signed");
     }
+    files.Keep();
     std::cout << "signed " << content.names.size() << (content.names.size() == 1 ? " file, " : " files, ")
               << content.bytes << " bytes\n";
 }

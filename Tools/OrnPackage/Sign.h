@@ -4,8 +4,8 @@
 
 namespace LocalDevice {
 
-/// Makes the app directory a signed package, and checks it as the device does. Where the device would not accept it
-/// nothing is written. Throws `PackageError`.
+/// Makes the app directory a signed package, and checks it as the device does. Where the device would not accept it the
+/// directory is left as it was. Throws `PackageError`.
 void RunSign(const PackageOptions& options);
 
 }  // namespace LocalDevice

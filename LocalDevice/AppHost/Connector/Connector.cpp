@@ -119,8 +119,8 @@ void Connector::OnAccepted(tcp::socket socket) {
     socket.set_option(tcp::no_delay(true), ignored);
     session_ = std::make_shared<ConnectorSession>(
         std::move(socket), host_,
-        ConnectorSession::Handlers{[this] { return GetOpening(); }, [this] { OnSessionEnd(); }}, durations_.ping,
-        durations_.silence);
+        ConnectorSession::Handlers{[this] { return GetOpening(); }, [this] { OnSessionEnd(); }},
+        ConnectorSession::Durations{durations_.ping, durations_.silence, durations_.hang});
     session_->Begin();
 }
 

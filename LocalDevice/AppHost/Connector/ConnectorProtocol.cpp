@@ -16,7 +16,7 @@ std::string ToText(Number number) {
 }
 
 template <typename Number>
-std::optional<Value> ToNumber(const std::string& text) {
+std::optional<Number> ToNumber(const std::string& text) {
     Number number{};
     const char* const end = text.data() + text.size();
     const auto [last, error] = std::from_chars(text.data(), end, number);
@@ -133,13 +133,13 @@ std::optional<Value> ParseValue(std::string line) {
 }
 
 std::optional<std::uint16_t> ParseCo(const std::string& text) {
-    std::uint16_t co = 0;
-    const char* const end = text.data() + text.size();
-    const auto [last, error] = std::from_chars(text.data(), end, co);
-    if (error != std::errc() || last != end || co < 1 || co > ORN_MAX_CO) {
-        return std::nullopt;
-    }
-    return co;
+    const auto co = ToNumber<std::uint16_t>(text);
+    return co && *co >= 1 && *co <= ORN_MAX_CO ? co : std::nullopt;
+}
+
+std::optional<std::chrono::milliseconds> ParseMilliseconds(const std::string& text) {
+    const auto count = ToNumber<std::uint32_t>(text);
+    return count ? std::optional(std::chrono::milliseconds(*count)) : std::nullopt;
 }
 
 std::string TakeWord(std::string& line) {

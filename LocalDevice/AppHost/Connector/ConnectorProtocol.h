@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -25,7 +26,7 @@
 ///     set CO TYPE TEXT
 ///     log LEVEL TEXT               LEVEL: debug, info, warn or error
 ///     fail TEXT                    the app cannot go on
-///     pong                         answers a ping
+///     pong MILLISECONDS            answers a ping: for how long the app has been in its present call; 0 between calls
 ///
 /// A text runs to the end of its line; in it a line feed is "\n", a carriage return "\r" and a backslash "\\".
 namespace LocalDevice::ConnectorProtocol {
@@ -50,6 +51,9 @@ std::optional<Value> ParseValue(std::string line);
 
 /// The number of a CO; none where `text` is none.
 std::optional<std::uint16_t> ParseCo(const std::string& text);
+
+/// A duration as a pong has it; none where `text` is none.
+std::optional<std::chrono::milliseconds> ParseMilliseconds(const std::string& text);
 
 /// Takes the first word and the blank behind it off `line`.
 std::string TakeWord(std::string& line);

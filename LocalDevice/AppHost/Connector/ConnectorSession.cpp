@@ -13,12 +13,11 @@ namespace asio = boost::asio;
 using boost::system::error_code;
 
 ConnectorSession::ConnectorSession(asio::ip::tcp::socket socket, const orn_host& host, Handlers handlers,
-                                   Milliseconds ping, Milliseconds silence)
+                                   Durations durations)
     : socket_(std::move(socket)),
       host_(host),
       handlers_(std::move(handlers)),
-      ping_(ping),
-      silence_(silence),
+      durations_(durations),
       pingTimer_(socket_.get_executor()),
       silenceTimer_(socket_.get_executor()),
       input_(ConnectorProtocol::LongestLine) {}
@@ -51,6 +50,7 @@ void ConnectorSession::End(const std::string& reason) {
         return;
     }
     host_.set_running(&host_, false);
+    SetAlive(true);  // the next one is another app
     if (!isStopping_) {
         host_.log(&host_, ORN_LOG_ERROR, reason.c_str());
     }
@@ -105,7 +105,7 @@ void ConnectorSession::Read() {
 }
 
 void ConnectorSession::Ping() {
-    pingTimer_.expires_after(ping_);
+    pingTimer_.expires_after(durations_.ping);
     pingTimer_.async_wait([self = shared_from_this()](const error_code& error) {
         if (!error && !self->hasEnded_) {
             self->Tell("ping");
@@ -115,7 +115,7 @@ void ConnectorSession::Ping() {
 }
 
 void ConnectorSession::AwaitSpeech() {
-    silenceTimer_.expires_after(silence_);
+    silenceTimer_.expires_after(durations_.silence);
     silenceTimer_.async_wait([self = shared_from_this()](const error_code& error) {
         if (!error) {
             self->End("The connector host does not answer");
@@ -144,7 +144,9 @@ void ConnectorSession::OnLine(std::string line) {
         host_.set_running(&host_, true);
     } else if (command == "fail") {
         End("The managed app failed: " + ConnectorProtocol::Unescape(line));
-    } else if (command != "pong") {
+    } else if (command == "pong") {
+        OnPong(line);
+    } else {
         End("The connector host says what nobody understands: " + command);
     }
 }
@@ -162,6 +164,26 @@ void ConnectorSession::OnSet(std::string line) {
     if (result != ORN_OK) {
         const std::string warning = "A value for CO " + text + " was refused with " + std::to_string(result);
         host_.log(&host_, ORN_LOG_WARN, warning.c_str());
+    }
+}
+
+void ConnectorSession::OnPong(const std::string& line) {
+    const auto duration = ConnectorProtocol::ParseMilliseconds(line);
+    if (!duration) {
+        End("The connector host says what nobody understands: pong " + line);
+        return;
+    }
+    const bool alive = *duration < durations_.hang;
+    if (alive != isAlive_) {
+        host_.log(&host_, alive ? ORN_LOG_INFO : ORN_LOG_WARN,
+                  alive ? "The managed app goes on" : "The managed app hangs in a call: no heartbeat until it returns");
+        SetAlive(alive);
+    }
+}
+
+void ConnectorSession::SetAlive(bool alive) {
+    if (std::exchange(isAlive_, alive) != alive) {
+        host_.set_alive(&host_, alive);
     }
 }
 

@@ -24,9 +24,13 @@ public:
         std::function<void()> onEnd;                           ///< called once
     };
 
-    /// A host that is silent for `silence` counts as gone.
-    ConnectorSession(boost::asio::ip::tcp::socket socket, const orn_host& host, Handlers handlers, Milliseconds ping,
-                     Milliseconds silence);
+    struct Durations {
+        Milliseconds ping;     ///< from one ping to the next
+        Milliseconds silence;  ///< of a host that counts as gone
+        Milliseconds hang;     ///< of a call of the app, after which the app does not go on
+    };
+
+    ConnectorSession(boost::asio::ip::tcp::socket socket, const orn_host& host, Handlers handlers, Durations durations);
 
     void Begin();
     /// Sends a line, once the host has greeted.
@@ -44,12 +48,13 @@ private:
     void OnLine(std::string line);
     void OnSet(std::string line);
     void OnLog(std::string line);
+    void OnPong(const std::string& line);
+    void SetAlive(bool alive);
 
     boost::asio::ip::tcp::socket socket_;
     const orn_host& host_;
     const Handlers handlers_;
-    const Milliseconds ping_;
-    const Milliseconds silence_;
+    const Durations durations_;
 
     boost::asio::steady_timer pingTimer_;
     boost::asio::steady_timer silenceTimer_;
@@ -57,6 +62,7 @@ private:
     std::deque<std::string> output_;
     bool hasGreeted_ = false;
     bool isStopping_ = false;
+    bool isAlive_ = true;
     bool hasEnded_ = false;
 };
 

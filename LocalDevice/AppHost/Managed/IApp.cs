@@ -5,7 +5,8 @@ namespace Orn
     /// <summary>
     /// A managed app: one public class of the app's assembly, with a constructor without parameters, implements this.
     /// All calls, the handlers' included, come on one thread, the app thread, one at a time. An exception that leaves
-    /// one of them ends the app.
+    /// one of them ends the app. One that does not return stops the app's heartbeat, and after a minute without one the
+    /// device restarts.
     /// </summary>
     public interface IApp
     {

@@ -1,5 +1,6 @@
 using System;
 using System.Collections.Generic;
+using System.Diagnostics;
 using System.IO;
 using System.Net.Sockets;
 using System.Text;
@@ -17,7 +18,7 @@ namespace Orn
 
     /// <summary>
     /// The connection to the connector library. A thread of its own reads, answers the pings and keeps the other lines
-    /// for the app thread; an app that is busy does not count as gone.
+    /// for the app thread, so that an app that is busy does not count as gone; how long it has been busy is the answer.
     /// </summary>
     internal sealed class Link
     {
@@ -28,6 +29,7 @@ namespace Orn
         private readonly StreamReader reader;
         private readonly StreamWriter writer;
         private readonly Queue<string> lines = new Queue<string>();
+        private readonly Stopwatch busy = Stopwatch.StartNew(); // stands while the app thread waits for a line
         private bool ended;
 
         private Link(TcpClient client, StreamReader reader, StreamWriter writer)
@@ -66,10 +68,12 @@ namespace Orn
         {
             lock (lines)
             {
+                busy.Reset();
                 while (lines.Count == 0 && !ended)
                 {
                     Monitor.Wait(lines);
                 }
+                busy.Start();
                 return lines.Count == 0 ? null : lines.Dequeue();
             }
         }
@@ -110,6 +114,14 @@ namespace Orn
             return null;
         }
 
+        private long GetBusyMilliseconds()
+        {
+            lock (lines)
+            {
+                return busy.ElapsedMilliseconds;
+            }
+        }
+
         private void Read()
         {
             try
@@ -118,7 +130,7 @@ namespace Orn
                 {
                     if (line == "ping")
                     {
-                        Send("pong");
+                        Send("pong " + GetBusyMilliseconds());
                         continue;
                     }
                     lock (lines)

@@ -79,7 +79,7 @@ namespace Orn
 
         private static IApp CreateApp(string file)
         {
-            Type[] types = Assembly.LoadFrom(Path.GetFullPath(file)).GetExportedTypes();
+            Type[] types = Load(file).GetExportedTypes();
             Type[] apps = types.Where(type => typeof(IApp).IsAssignableFrom(type) && !type.IsAbstract).ToArray();
             if (apps.Length != 1)
             {
@@ -87,6 +87,23 @@ namespace Orn
                                                     " public classes that implement Orn.IApp, expected one");
             }
             return (IApp)Activator.CreateInstance(apps[0]);
+        }
+
+        private static Assembly Load(string file)
+        {
+            // What the runtime says of a file that is missing does not name it.
+            if (!File.Exists(file))
+            {
+                throw new InvalidOperationException("there is no " + file);
+            }
+            try
+            {
+                return Assembly.LoadFrom(Path.GetFullPath(file));
+            }
+            catch (BadImageFormatException)
+            {
+                throw new InvalidOperationException(file + " is no assembly");
+            }
         }
 
         private static void Fail(Link link, Exception error)

@@ -3,12 +3,29 @@
 #include <boost/thread/lock_guard.hpp>
 #include <boost/thread/lock_types.hpp>
 
+#include "Bus/KnxdConnection.h"
+
 namespace LocalDevice {
 
-BusParticipant::BusParticipant(const BusConnector& connect)
-    : link_(connect([this](const Telegram& telegram) { OnTelegram(telegram); })) {}
+IBusLink* BusParticipant::Join() {
+    const boost::lock_guard<boost::mutex> lock(linkMutex_);
+    try {
+        if (!link_) {
+            link_ = connect_([this](const Telegram& telegram) { OnTelegram(telegram); });
+        }
+    } catch (const BusError&) {
+        return nullptr;  // the bus is away; the caller says so
+    }
+    return link_.get();
+}
+
+bool BusParticipant::Send(const Telegram& telegram) {
+    IBusLink* const link = Join();
+    return link != nullptr && link->IsConnected() && link->Send(telegram);
+}
 
 std::optional<Telegram> BusParticipant::Read(std::uint16_t groupAddress, std::chrono::milliseconds timeout) {
+    Join();  // not under the lock: a knxd that stands still takes its time
     boost::unique_lock<boost::mutex> lock(mutex_);
     const auto reader = readers_.insert(readers_.end(), Reader{groupAddress, std::nullopt});
     Telegram request;

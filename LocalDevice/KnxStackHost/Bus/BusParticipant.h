@@ -8,6 +8,7 @@
 #include <list>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "Bus/IBusLink.h"
 
@@ -16,16 +17,16 @@ namespace LocalDevice {
 /// Makes a link to the bus for one more participant.
 using BusConnector = std::function<std::unique_ptr<IBusLink>(TelegramHandler)>;
 
-/// Another participant of the bus, which a person controls. Thread-safe.
+/// Another participant of the bus, which a person controls. It joins the bus when it is first used. Thread-safe.
 class BusParticipant {
 public:
-    explicit BusParticipant(const BusConnector& connect);
+    explicit BusParticipant(BusConnector connect) : connect_(std::move(connect)) {}
     ~BusParticipant() = default;
     BusParticipant(const BusParticipant&) = delete;
     BusParticipant& operator=(const BusParticipant&) = delete;
 
     /// False when the bus is away.
-    bool Send(const Telegram& telegram) { return link_->IsConnected() && link_->Send(telegram); }
+    bool Send(const Telegram& telegram);
 
     /// Sends a read request and waits for the first response. None when none comes within `timeout`, the bus is away or
     /// `Stop` is called.
@@ -41,13 +42,17 @@ private:
     };
 
     void OnTelegram(const Telegram& telegram);
+    IBusLink* Join();
+
+    const BusConnector connect_;
 
     boost::mutex mutex_;
     boost::condition_variable changed_;
     std::list<Reader> readers_;
     bool isStopped_ = false;
 
-    const std::unique_ptr<IBusLink> link_;  ///< last, so that its handler finds the rest
+    boost::mutex linkMutex_;
+    std::unique_ptr<IBusLink> link_;  ///< last, so that its handler finds the rest; stays once made
 };
 
 }  // namespace LocalDevice

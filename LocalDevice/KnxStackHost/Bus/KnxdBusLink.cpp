@@ -105,7 +105,9 @@ private:
             if (poll(descriptors.data(), descriptors.size(), -1) == -1) {
                 continue;  // a signal
             }
-            waker_.Reset();
+            if (descriptors[1].revents != 0) {
+                waker_.Reset();
+            }
             if (descriptors[0].revents != 0 && !Receive()) {
                 return true;
             }

@@ -38,9 +38,10 @@ nlohmann::json Describe(const TelegramCounters& counters) {
     return {
         {"received", counters.received.load()}, {"unaddressed", counters.unaddressed.load()},
         {"overrun", counters.overrun.load()},   {"taken", counters.taken.load()},
-        {"refused", counters.refused.load()},   {"answered", counters.answered.load()},
-        {"silent", counters.silent.load()},     {"sent", counters.sent.load()},
-        {"queued", counters.queued.load()},     {"kept", counters.kept.load()},
+        {"ignored", counters.ignored.load()},   {"refused", counters.refused.load()},
+        {"answered", counters.answered.load()}, {"silent", counters.silent.load()},
+        {"sent", counters.sent.load()},         {"queued", counters.queued.load()},
+        {"kept", counters.kept.load()},         {"echo", counters.echo.load()},
         {"dropped", counters.dropped.load()},
     };
 }

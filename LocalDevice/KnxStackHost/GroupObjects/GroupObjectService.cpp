@@ -1,11 +1,19 @@
 #include "GroupObjects/GroupObjectService.h"
 
 #include <boost/thread/lock_guard.hpp>
+#include <nlohmann/json.hpp>
 #include <utility>
+
+#include "GroupObjects/ValueText.h"
 
 namespace LocalDevice {
 
 namespace {
+
+/// The reason that the application's log tells; `otherwise` where it tells none.
+std::string MakeReason(const std::string& remark, const std::string& otherwise) {
+    return remark.empty() ? otherwise : "the application says: " + remark;
+}
 
 TelegramEvent MakeEvent(bool isIncoming, const Telegram& telegram, const CommunicationObject& object) {
     TelegramEvent event;
@@ -177,25 +185,60 @@ void GroupObjectService::DeliverValue(std::uint16_t number, const Telegram& tele
         event = MakeEvent(true, telegram, object->GetDescription());
         event.value = object->Receive(telegram, event.reason);
     }
-    if (event.value && !user_.IsSet()) {
+    if (!event.value) {
+        event.verdict = Verdict::Refused;
+    } else if (!user_.IsSet()) {
         event.reason = "no application";
-    } else if (event.value && !PassValue(event)) {
-        event.verdict = Verdict::Refused;
-        event.reason = "by the application";
-    } else if (!event.value) {
-        event.verdict = Verdict::Refused;
+    } else {
+        PassValue(event);
     }
     Publish(std::move(event));
 }
 
-bool GroupObjectService::PassValue(const TelegramEvent& event) {
-    return user_
-        .Call([&event](KnxStack::IGroupValueUser& user) {
-            return event.telegram.service == GroupService::Response
-                       ? user.OnGroupValueResponse(event.number, *event.value)
-                       : user.OnGroupValueWrite(event.number, *event.value);
-        })
-        .value_or(true);
+void GroupObjectService::PassValue(TelegramEvent& event) {
+    const ApplicationLog::Call call;
+    const bool isTaken = user_
+                             .Call([&event](KnxStack::IGroupValueUser& user) {
+                                 return event.telegram.service == GroupService::Response
+                                            ? user.OnGroupValueResponse(event.number, *event.value)
+                                            : user.OnGroupValueWrite(event.number, *event.value);
+                             })
+                             .value_or(true);
+    // An application that passes a value on has nothing to say about it.
+    if (isTaken && call.GetRemark().empty()) {
+        return;
+    }
+    event.verdict = isTaken ? Verdict::Ignored : Verdict::Refused;
+    event.reason = MakeReason(call.GetRemark(), "by the application");
+}
+
+void GroupObjectService::OnAppWrite(const AppWrite& write) {
+    TelegramEvent event;
+    {
+        const boost::lock_guard<boost::mutex> lock(mutex_);
+        const GroupObject* const object = table_.Find(write.number);
+        if (object == nullptr || (write.fate == AppWrite::Fate::Passed && object->MayBeWritten())) {
+            return;
+        }
+        const CommunicationObject& description = object->GetDescription();
+        const auto value = MakeGroupValue(write.value, description.dpt);
+        const auto address = table_.GetSendingAddress(write.number).value_or(0);
+        event = MakeEvent(false, object->MakeTelegram(GroupService::Write, address, value), description);
+        event.value = value;
+        event.verdict = write.fate == AppWrite::Fate::Echo ? Verdict::Echo : Verdict::Refused;
+        switch (write.fate) {
+            case AppWrite::Fate::Passed:
+                object->Transmits(event.reason);
+                break;
+            case AppWrite::Fate::Echo:
+                event.reason = "not sent back";
+                break;
+            case AppWrite::Fate::Refused:
+                event.reason = MakeReason(write.remark, "by the application");
+                break;
+        }
+    }
+    Publish(std::move(event));
 }
 
 void GroupObjectService::AnswerRead(std::uint16_t number, const Telegram& telegram) {
@@ -230,10 +273,11 @@ void GroupObjectService::AnswerRead(std::uint16_t number, const Telegram& telegr
 
 std::optional<KnxStack::GroupValue> GroupObjectService::AskForValue(std::uint16_t number, TelegramEvent& event) {
     KnxStack::GroupValue value;
+    const ApplicationLog::Call call;
     const auto isGiven = user_.Call(
         [number, &value](KnxStack::IGroupValueUser& user) { return user.OnGroupValueRead(number, value, false); });
     if (isGiven.has_value()) {
-        event.reason = *isGiven ? "" : "the application has no value";
+        event.reason = *isGiven ? "" : MakeReason(call.GetRemark(), "the application has no value");
         return *isGiven ? std::optional(value) : std::nullopt;
     }
     const boost::lock_guard<boost::mutex> lock(mutex_);
@@ -259,6 +303,9 @@ void GroupObjectService::Publish(TelegramEvent event) {
         case Verdict::Taken:
             ++counters_.taken;
             break;
+        case Verdict::Ignored:
+            ++counters_.ignored;
+            break;
         case Verdict::Refused:
             ++counters_.refused;
             break;
@@ -276,6 +323,9 @@ void GroupObjectService::Publish(TelegramEvent event) {
             break;
         case Verdict::Kept:
             ++counters_.kept;
+            break;
+        case Verdict::Echo:
+            ++counters_.echo;
             break;
         case Verdict::Dropped:
             ++counters_.dropped;

@@ -10,6 +10,7 @@
 
 #include "Bus/IBusLink.h"
 #include "DeviceDescription.h"
+#include "GroupObjects/ApplicationLog.h"
 #include "GroupObjects/GroupObjectTable.h"
 #include "KnxStack/IGroupValueService.h"
 #include "KnxStack/IGroupValueUser.h"
@@ -25,12 +26,14 @@ struct TelegramCounters {
     std::atomic<std::uint64_t> unaddressed{0};  ///< of these: for no group object, or while the device is not loaded
     std::atomic<std::uint64_t> overrun{0};      ///< of these: lost, too many waited
     std::atomic<std::uint64_t> taken{0};
+    std::atomic<std::uint64_t> ignored{0};
     std::atomic<std::uint64_t> refused{0};
     std::atomic<std::uint64_t> answered{0};
     std::atomic<std::uint64_t> silent{0};
     std::atomic<std::uint64_t> sent{0};
     std::atomic<std::uint64_t> queued{0};
     std::atomic<std::uint64_t> kept{0};
+    std::atomic<std::uint64_t> echo{0};
     std::atomic<std::uint64_t> dropped{0};
 };
 
@@ -38,7 +41,7 @@ struct TelegramCounters {
 ///
 /// Writes and responses reach the user one after the other, in bus order, on a thread of this object. Read requests
 /// wait for all values before them and are answered on a second thread, so that a slow answer holds up other reads
-/// only.
+/// only. What the application's log tells of all this stands in the events.
 class GroupObjectService final : public KnxStack::IGroupValueService {
 public:
     explicit GroupObjectService(HostEvents& events);
@@ -84,7 +87,8 @@ private:
     void DeliverValue(std::uint16_t number, const Telegram& telegram);
     void AnswerRead(std::uint16_t number, const Telegram& telegram);
     std::optional<KnxStack::GroupValue> AskForValue(std::uint16_t number, TelegramEvent& event);
-    bool PassValue(const TelegramEvent& event);
+    void PassValue(TelegramEvent& event);
+    void OnAppWrite(const AppWrite& write);
     TelegramEvent Transmit(GroupService service, const GroupObject& object, std::uint16_t groupAddress,
                            const std::optional<KnxStack::GroupValue>& value);
     void Publish(TelegramEvent event);
@@ -105,6 +109,9 @@ private:
 
     WorkQueue values_{MaxWaitingTelegrams};
     WorkQueue reads_{MaxWaitingReads};
+
+    /// Last: it calls `OnAppWrite`.
+    const ApplicationLog applicationLog_{[this](const AppWrite& write) { OnAppWrite(write); }};
 };
 
 }  // namespace LocalDevice

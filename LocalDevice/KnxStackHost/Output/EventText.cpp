@@ -56,9 +56,11 @@ Colour GetColour(const TelegramEvent& event) {
         case Verdict::Refused:
         case Verdict::Dropped:
             return Colour::Red;
+        case Verdict::Ignored:
         case Verdict::Silent:
         case Verdict::Queued:
         case Verdict::Kept:
+        case Verdict::Echo:
             return Colour::Yellow;
         default:
             return event.isIncoming ? Colour::Cyan : Colour::Green;

@@ -12,6 +12,8 @@ const char* ToText(Verdict verdict) {
     switch (verdict) {
         case Verdict::Taken:
             return "taken";
+        case Verdict::Ignored:
+            return "ignored";
         case Verdict::Refused:
             return "refused";
         case Verdict::Answered:
@@ -24,6 +26,8 @@ const char* ToText(Verdict verdict) {
             return "queued";
         case Verdict::Kept:
             return "kept";
+        case Verdict::Echo:
+            return "echo";
         case Verdict::Dropped:
             break;
     }

@@ -19,12 +19,14 @@ namespace LocalDevice {
 /// What became of a telegram, or of a value that the application wrote.
 enum class Verdict : std::uint8_t {
     Taken,     ///< from the bus: handed to the application
-    Refused,   ///< not taken; the reason says why
+    Ignored,   ///< from the bus: the application took it and does nothing with it; the reason says why
+    Refused,   ///< not taken, or not written; the reason says why
     Answered,  ///< a read request: answered
     Silent,    ///< a read request: not answered
     Sent,      ///< to the bus
     Queued,    ///< to the bus, which is away: sent when it is back
     Kept,      ///< from the application: stored and, as the group object wants it, not sent
+    Echo,      ///< from the application: it came from the bus just before and is not sent back
     Dropped,   ///< to the bus, which is away for too long
 };
 

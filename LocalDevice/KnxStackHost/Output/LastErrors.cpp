@@ -3,6 +3,7 @@
 #include <log4cplus/loglevel.h>
 
 #include <boost/thread/lock_guard.hpp>
+#include <iterator>
 #include <variant>
 
 #include "Output/EventText.h"
@@ -11,8 +12,8 @@ namespace LocalDevice {
 
 namespace {
 
-/// A failure is told where it happened and then by each of its callers.
-constexpr std::size_t KeptLines = 3;
+/// A failure is told where it happened, in as many lines as there are things wrong, and then by each of its callers.
+constexpr std::size_t LastLines = 3;
 
 }  // namespace
 
@@ -25,14 +26,21 @@ std::vector<std::string> LastErrors::Get() const {
 }
 
 void LastErrors::OnEvent(const HostEvent& event) {
+    if (const auto* const change = std::get_if<RunStateEvent>(&event.body)) {
+        if (change->state == RunState::Unknown) {
+            const boost::lock_guard<boost::mutex> lock(mutex_);
+            lines_.clear();
+        }
+        return;
+    }
     const auto* const line = std::get_if<LogEvent>(&event.body);
     if (line == nullptr || line->level < log4cplus::ERROR_LOG_LEVEL) {
         return;
     }
     const boost::lock_guard<boost::mutex> lock(mutex_);
     lines_.push_back(CompactLogText(line->level, line->text));
-    if (lines_.size() > KeptLines) {
-        lines_.pop_front();
+    if (lines_.size() > 1 + LastLines) {
+        lines_.erase(std::next(lines_.begin()));
     }
 }
 

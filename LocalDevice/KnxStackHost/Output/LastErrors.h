@@ -10,7 +10,8 @@
 
 namespace LocalDevice {
 
-/// Remembers what the plug-in's log said last of errors, for who comes later. Thread-safe.
+/// Remembers what the plug-in's log said of errors since the run state became unknown, which begins a cycle, for who
+/// comes later. Thread-safe.
 class LastErrors {
 public:
     /// `events` must outlive the object.
@@ -19,7 +20,7 @@ public:
     LastErrors(const LastErrors&) = delete;
     LastErrors& operator=(const LastErrors&) = delete;
 
-    /// Three lines at most, compact, the oldest first.
+    /// The first error, which is the cause as a rule, and the last three, compact, the oldest first.
     std::vector<std::string> Get() const;
 
 private:

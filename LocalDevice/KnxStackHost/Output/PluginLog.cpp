@@ -3,7 +3,6 @@
 #include <log4cplus/fileappender.h>
 #include <log4cplus/layout.h>
 #include <log4cplus/nullappender.h>
-#include <log4cplus/spi/loggingevent.h>
 
 #include <fstream>
 #include <memory>
@@ -13,25 +12,7 @@ namespace LocalDevice {
 
 namespace {
 
-constexpr const char* PluginLoggerName = "KnxStack.ApplicationProgram";
 constexpr const char* FilePattern = "%D{%H:%M:%S,%q} %-5p %m%n";
-
-class EventAppender final : public log4cplus::Appender {
-public:
-    explicit EventAppender(HostEvents& events) : events_(events) { setThreshold(log4cplus::INFO_LOG_LEVEL); }
-    ~EventAppender() override { destructorImpl(); }
-    EventAppender(const EventAppender&) = delete;
-    EventAppender& operator=(const EventAppender&) = delete;
-
-    void close() override { closed = true; }
-
-private:
-    void append(const log4cplus::spi::InternalLoggingEvent& event) override {
-        events_.Publish(LogEvent{event.getLogLevel(), event.getMessage()});
-    }
-
-    HostEvents& events_;
-};
 
 log4cplus::SharedAppenderPtr MakeFileAppender(const std::string& file) {
     // log4cplus only logs that a file cannot be opened.
@@ -46,7 +27,9 @@ log4cplus::SharedAppenderPtr MakeFileAppender(const std::string& file) {
 }  // namespace
 
 PluginLog::PluginLog(HostEvents& events, const std::string& file)
-    : logger_(log4cplus::Logger::getInstance(PluginLoggerName)), appender_(new EventAppender(events)) {
+    : tap_(log4cplus::INFO_LOG_LEVEL, [&events](log4cplus::LogLevel level, const std::string& line) {
+          events.Publish(LogEvent{level, line});
+      }) {
     auto root = log4cplus::Logger::getRoot();
     if (file.empty()) {
         root.addAppender(log4cplus::SharedAppenderPtr(new log4cplus::NullAppender));
@@ -55,11 +38,10 @@ PluginLog::PluginLog(HostEvents& events, const std::string& file)
         root.addAppender(MakeFileAppender(file));
         root.setLogLevel(log4cplus::TRACE_LOG_LEVEL);
     }
-    logger_.addAppender(appender_);
+    GetApplicationLogger().setLogLevel(log4cplus::DEBUG_LOG_LEVEL);
 }
 
 PluginLog::~PluginLog() {
-    logger_.removeAppender(appender_);
     log4cplus::Logger::getRoot().removeAllAppenders();
 }
 

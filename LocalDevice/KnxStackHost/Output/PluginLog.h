@@ -1,16 +1,16 @@
 #pragma once
 
 #include <log4cplus/initializer.h>
-#include <log4cplus/logger.h>
 
 #include <string>
 
 #include "Output/HostEvents.h"
+#include "Output/LogTap.h"
 
 namespace LocalDevice {
 
-/// Sets log4cplus up for the plug-in, for as long as the object lives: what its logger "KnxStack.ApplicationProgram"
-/// says from INFO on becomes events; all levels of all loggers go to a file where one is given.
+/// Sets log4cplus up for the plug-in, for as long as the object lives: its logger lets through what a `LogTap` may want
+/// to hear, what it says from INFO on becomes events, and all levels of all loggers go to a file where one is given.
 class PluginLog {
 public:
     /// `file`: empty for none. Throws `std::runtime_error`, one line, when it cannot be written.
@@ -21,8 +21,7 @@ public:
 
 private:
     const log4cplus::Initializer initializer_;
-    log4cplus::Logger logger_;
-    log4cplus::SharedAppenderPtr appender_;
+    const LogTap tap_;
 };
 
 }  // namespace LocalDevice

@@ -1,9 +1,11 @@
+#include <boost/filesystem/fstream.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <csignal>
 #include <string>
 #include <vector>
 
 #include "AppHostFixture.h"
+#include "Relay.h"
 
 namespace {
 
@@ -42,10 +44,19 @@ protected:
         EXPECT_EQ(NextReport(), Starting);
     }
     void StartConnectorHost(const std::string& app = "TroubleManagedApp") {
-        connectorHost_.emplace(
-            "/usr/bin/mono",
-            Texts{"--runtime=v4.0", ORN_CONNECTOR_HOST, ORN_MANAGED_APPS "/" + app + ".dll", "127.0.0.1"},
-            ChildProcess::Environment{{"ORN_CONNECTOR_PORT_FILE", portFile_}});
+        StartConnectorHostWith(ORN_MANAGED_APPS "/" + app + ".dll");
+    }
+    void StartConnectorHostWith(const std::string& file) { StartConnectorHostWith(file, portFile_); }
+    void StartConnectorHostWith(const std::string& file, const std::string& portFile) {
+        connectorHost_.emplace("/usr/bin/mono", Texts{"--runtime=v4.0", ORN_CONNECTOR_HOST, file, "127.0.0.1"},
+                               ChildProcess::Environment{{"ORN_CONNECTOR_PORT_FILE", portFile}});
+    }
+    /// Where the running app host listens for a connector host.
+    unsigned short GetConnectorPort() {
+        EXPECT_TRUE(appHost->WaitForLine("Waiting for the connector host at port "));
+        unsigned short port = 0;
+        fs::ifstream(portFile_) >> port;
+        return port;
     }
     void StartBoth(const std::string& trouble) {
         StartAppHost(trouble);
@@ -61,11 +72,12 @@ protected:
         EXPECT_EQ(NextReport(), Stopped);
         EXPECT_LT(std::chrono::steady_clock::now() - begin, ReportLimit);
     }
-    void ExpectErrorLine(const std::string& text) {
+    void ExpectLine(const std::string& level, const std::string& text) {
         const auto line = appHost->WaitForLine(text);
         ASSERT_TRUE(line) << text;
-        EXPECT_NE(line->find("ERROR"), std::string::npos) << *line;
+        EXPECT_NE(line->find(level), std::string::npos) << *line;
     }
+    void ExpectErrorLine(const std::string& text) { ExpectLine("ERROR", text); }
 
     const std::string portFile_ = (fs::temp_directory_path() / fs::unique_path("orn-port-%%%%%%%%%%%%")).string();
     std::optional<ChildProcess> connectorHost_;
@@ -147,6 +159,27 @@ TEST_F(ManagedApp, killedOneIsReportedAndAnotherTakesItsPlace) {
     EXPECT_EQ(NextReport(), "1010021 3.1:7");
 }
 
+TEST_F(ManagedApp, disconnectedOneIsReportedAndAnotherTakesItsPlace) {
+    StartAppHost("echo");
+    IntegrationTest::Relay relay(GetConnectorPort());
+    StartConnectorHostWith(ORN_MANAGED_APPS "/TroubleManagedApp.dll",
+                           folder.Write("relay", std::to_string(relay.GetPort()) + "\n"));
+    EXPECT_EQ(NextReport(), Running);
+
+    relay.CutService();
+
+    ExpectStoppedInTime();
+    ExpectErrorLine("The connection to the connector host is lost");
+    Write(Co1, "3.1:5");
+    EXPECT_FALSE(connectorHost_->WaitForExit(ChildProcess::Milliseconds(0))) << "it lives, and has no say any more";
+    const ChildProcess other(
+        "/usr/bin/mono", {"--runtime=v4.0", ORN_CONNECTOR_HOST, ORN_MANAGED_APPS "/TroubleManagedApp.dll", "127.0.0.1"},
+        {{"ORN_CONNECTOR_PORT_FILE", portFile_}});
+    EXPECT_EQ(NextReport(), Running);
+    Write(Co1, "3.1:7");
+    EXPECT_EQ(NextReport(), "1010021 3.1:7");
+}
+
 TEST_F(ManagedApp, frozenOneIsReported) {
     StartBoth("echo");
     connectorHost_->Signal(SIGSTOP);
@@ -154,6 +187,14 @@ TEST_F(ManagedApp, frozenOneIsReported) {
     ExpectErrorLine("The connector host does not answer");
     connectorHost_->Signal(SIGCONT);
     EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
+}
+
+TEST_F(ManagedApp, oneThatHangsIsReportedAndGoesOn) {
+    StartBoth("hang");
+    Call();
+    ExpectLine("WARN", "The managed app hangs in a call: no heartbeat until it returns");
+    EXPECT_EQ(NextReport(), Told("awake"));
+    ExpectLine("INFO", "The managed app goes on");
 }
 
 TEST_F(ManagedApp, oneThatDoesNotStopIsGivenUp) {
@@ -174,6 +215,24 @@ TEST_F(ManagedApp, assemblyWithoutAnAppIsNamed) {
     StartConnectorHost("NoManagedApp");
     ExpectErrorLine("NoManagedApp.dll has 0 public classes that implement Orn.IApp, expected one");
     EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
+}
+
+TEST_F(ManagedApp, appThatIsMissingIsNamed) {
+    StartAppHost("none");
+    StartConnectorHost("Missing");
+    ExpectErrorLine("there is no " ORN_MANAGED_APPS "/Missing.dll");
+    EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
+    EXPECT_EQ(connectorHost_->GetErrorLines(),
+              Texts{"OrnAppConnectorHost: there is no " ORN_MANAGED_APPS "/Missing.dll"});
+}
+
+TEST_F(ManagedApp, fileThatIsNoAssemblyIsNamed) {
+    const std::string file = folder.Write("Text.dll", "no assembly");
+    StartAppHost("none");
+    StartConnectorHostWith(file);
+    ExpectErrorLine(file + " is no assembly");
+    EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
+    EXPECT_EQ(connectorHost_->GetErrorLines(), Texts{"OrnAppConnectorHost: " + file + " is no assembly"});
 }
 
 TEST_F(ManagedApp, appHostWithoutAPortFileDoesNotStart) {

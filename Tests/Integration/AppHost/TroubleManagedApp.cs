@@ -41,6 +41,10 @@ public sealed class TroubleManagedApp : IApp
             case "throw-elsewhere":
                 new Thread(() => { throw new InvalidOperationException("elsewhere"); }).Start();
                 break;
+            case "hang":
+                Thread.Sleep(3000);
+                device.SetValue(2, "awake");
+                break;
             case "exit":
                 Environment.Exit(3);
                 break;

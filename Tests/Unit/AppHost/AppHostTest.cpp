@@ -111,6 +111,32 @@ TEST_F(AppHostTest, sendsNoHeartbeatWhileTheAppHangs) {
     EXPECT_EQ(after, 1U);
 }
 
+TEST_F(AppHostTest, appThatHangsElsewhereHasNoHeartbeatAndKeepsItsRunState) {
+    UseHeartbeatPeriod(1);
+    std::size_t before = 0;
+    Run([&] {
+        Post([&] { host->set_alive(host, false); });
+        StartTimer(20, false, [&] { before = GetHeartbeats().size(); });
+        StartTimer(40, false, [&] {
+            EXPECT_EQ(GetHeartbeats().size(), before);
+            EXPECT_EQ(GetRunStates(), (Texts{Starting, Running}));
+            ShutDown();
+        });
+    });
+}
+
+TEST_F(AppHostTest, sendsAHeartbeatAtOnceWhenTheAppGoesOn) {
+    Run([&] {
+        host->set_alive(host, false);
+        Post([&] {
+            EXPECT_TRUE(GetHeartbeats().empty());
+            host->set_alive(host, true);
+            Post([this] { ShutDown(); });
+        });
+    });
+    EXPECT_EQ(GetHeartbeats().size(), 1U);
+}
+
 TEST_F(AppHostTest, doesNotStopAnAppThatDidNotStart) {
     start = [] { return ORN_NO_VALUE; };
     EXPECT_EQ(Run(), AppHost::Failure);

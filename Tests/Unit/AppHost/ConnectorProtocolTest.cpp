@@ -56,6 +56,14 @@ TEST(ConnectorProtocol, CosHaveTheirRange) {
     }
 }
 
+TEST(ConnectorProtocol, DurationsAreWholeMilliseconds) {
+    EXPECT_EQ(ParseMilliseconds("0"), std::chrono::milliseconds(0));
+    EXPECT_EQ(ParseMilliseconds("60000"), std::chrono::milliseconds(60000));
+    for (const char* text : {"", "-1", "1.5", "1 ", "x", "99999999999"}) {
+        EXPECT_FALSE(ParseMilliseconds(text)) << text;
+    }
+}
+
 TEST(ConnectorProtocol, AppValuesSurviveTheRoundTrip) {
     for (const Value& value : {Value(true), Value(std::int64_t{7}), Value(2.5), Value(std::string("text"))}) {
         EXPECT_EQ(ToValue(ToAppValue(value)), value);

@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 #include <string>
+#include <vector>
 
 #include "DispatcherFixture.h"
 
@@ -47,6 +48,58 @@ TEST_F(ValueCommandsTest, AClientThatIsGoneGetsNothing) {
     sut.Remove(newcomer);
     SetValue(ChangedOnly, "3.1:42");
     EXPECT_THAT(newcomer.TakeMessages(), IsEmpty());
+}
+
+TEST_F(ValueCommandsTest, AClientThatRegistersForSomePointsIsToldOfTheseOnly) {
+    Ask(newcomer, R"("command":"RegisterApplication","name":"n","type":"t","domain":"d","dataPoints":[103,100])");
+    SetValue(ChangedOnly, "3.1:1");
+    SetValue(EventAlways, "3.1:2");
+    SetValue(Integer, "3.1:3");
+    EXPECT_THAT(newcomer.Take(), ElementsAre(json{{"event", "valueChanged"}, {"id", 100}, {"value", "1"}},
+                                             json{{"event", "valueChanged"}, {"id", 103}, {"value", "3"}}));
+    Ask(newcomer, R"("command":"RegisterApplication","name":"n","type":"t","domain":"d","dataPoints":[])");
+    SetValue(ChangedOnly, "3.1:4");
+    Ask(R"("command":"EmitEvent","eventType":"x")");
+    EXPECT_THAT(newcomer.Take(), ElementsAre(json{{"event", "emitted"}, {"eventType", "x"}, {"sender", "observer"}}));
+    Register("reader");
+    SetValue(EventAlways, "3.1:5");
+    EXPECT_THAT(newcomer.Take(), SizeIs(1));
+}
+
+TEST_F(ValueCommandsTest, AListOfPointsThatIsNoneIsRefused) {
+    const std::string registration =
+        R"("command":"RegisterApplication","name":"n","type":"t","domain":"d","dataPoints":)";
+    EXPECT_EQ(Fail(newcomer, registration + "100"), "dataPoints: expected an array");
+    EXPECT_EQ(Fail(newcomer, registration + "[100,0]"), "dataPoints: expected a number from 1 to 4294967295");
+    SetValue(ChangedOnly, "3.1:1");
+    EXPECT_THAT(newcomer.Take(), IsEmpty());
+}
+
+TEST_F(ValueCommandsTest, AValueReachesItsWriterAfterAllOthers) {
+    class OrderedClient final : public LocalDevice::IClient {
+    public:
+        explicit OrderedClient(std::vector<OrderedClient*>& told) : told_(told) {}
+        void Send(const LocalDevice::Message& message) override {
+            if (message->find("valueChanged") != std::string::npos) {
+                told_.push_back(this);
+            }
+        }
+
+    private:
+        std::vector<OrderedClient*>& told_;
+    };
+    std::vector<OrderedClient*> told;
+    std::vector<OrderedClient> clients(5, OrderedClient(told));
+    for (OrderedClient& client : clients) {
+        sut.Add(client);
+        sut.Dispatch(client, R"({"command":"RegisterApplication","name":"n","type":"t","domain":"d"})");
+    }
+    for (OrderedClient& writer : clients) {
+        told.clear();
+        sut.Dispatch(writer, R"({"command":"SetValue","id":101,"value":"1"})");
+        ASSERT_THAT(told, SizeIs(clients.size()));
+        EXPECT_EQ(told.back(), &writer);
+    }
 }
 
 TEST_F(ValueCommandsTest, AnEventIsMadeOnceForAllClientsOfAFormat) {

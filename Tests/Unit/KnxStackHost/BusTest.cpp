@@ -8,6 +8,7 @@
 
 #include "Bus/BusParticipant.h"
 #include "Bus/InProcessBus.h"
+#include "Bus/KnxdConnection.h"
 
 namespace LocalDevice {
 namespace {
@@ -132,6 +133,33 @@ TEST_F(BusParticipantTest, StoppingEndsARead) {
     boost::thread stopper([this] { sut.Stop(); });
     EXPECT_FALSE(sut.Read(10, std::chrono::minutes(10)));
     stopper.join();
+}
+
+TEST_F(BusParticipantTest, JoinsTheBusWhenItIsFirstUsed) {
+    unsigned joins = 0;
+    BusParticipant person([&](TelegramHandler handler) {
+        ++joins;
+        return bus.Connect(7, std::move(handler));
+    });
+    EXPECT_EQ(joins, 0U);
+    EXPECT_TRUE(person.Send(To(10)));
+    EXPECT_TRUE(person.Send(To(10)));
+    EXPECT_EQ(joins, 1U);
+}
+
+TEST(BusParticipantWithoutBusTest, JoinsABusThatComesLater) {
+    InProcessBus bus;
+    bool isThere = false;
+    BusParticipant sut([&](TelegramHandler handler) {
+        if (!isThere) {
+            throw BusError("no bus");
+        }
+        return bus.Connect(7, std::move(handler));
+    });
+    EXPECT_FALSE(sut.Send(To(10)));
+    EXPECT_FALSE(sut.Read(10, std::chrono::minutes(10)));
+    isThere = true;
+    EXPECT_TRUE(sut.Send(To(10)));
 }
 
 /// A bus that is away.

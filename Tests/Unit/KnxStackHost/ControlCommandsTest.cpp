@@ -67,19 +67,27 @@ TEST_F(ControlCommandsTest, TheStatusTellsEverything) {
         "started": false, "runState": "unknown", "runStates": 0, "lastErrors": [],
         "cycles": 0, "restarts": 0, "busConnected": true,
         "loadStates": {"1": "loaded", "2": "loaded", "3": "loaded", "9": "loaded", "40960": "loaded"},
-        "telegrams": {"received": 0, "unaddressed": 0, "overrun": 0, "taken": 0, "refused": 0, "answered": 0,
-                      "silent": 0, "sent": 0, "queued": 0, "kept": 0, "dropped": 0}
+        "telegrams": {"received": 0, "unaddressed": 0, "overrun": 0, "taken": 0, "ignored": 0, "refused": 0,
+                      "answered": 0, "silent": 0, "sent": 0, "queued": 0, "kept": 0, "echo": 0, "dropped": 0}
     })"));
 }
 
-TEST_F(ControlCommandsTest, TheStatusTellsTheLastThreeErrorsOfThePlugin) {
+TEST_F(ControlCommandsTest, TheStatusTellsTheFirstAndTheLastThreeErrorsOfTheCycle) {
+    const auto lastErrors = [this] { return Execute(R"({"command":"status"})")["lastErrors"]; };
     events.Publish(LogEvent{log4cplus::ERROR_LOG_LEVEL, "[App] Init - first"});
     events.Publish(LogEvent{log4cplus::WARN_LOG_LEVEL, "[App] Init - no error"});
     events.Publish(LogEvent{log4cplus::FATAL_LOG_LEVEL, "[App] Init - second"});
     events.Publish(LogEvent{log4cplus::ERROR_LOG_LEVEL, "[App] Init - third"});
-    EXPECT_EQ(Execute(R"({"command":"status"})")["lastErrors"], json::parse(R"(["first", "second", "third"])"));
     events.Publish(LogEvent{log4cplus::ERROR_LOG_LEVEL, "[App] Init - fourth"});
-    EXPECT_EQ(Execute(R"({"command":"status"})")["lastErrors"], json::parse(R"(["second", "third", "fourth"])"));
+    EXPECT_EQ(lastErrors(), json::parse(R"(["first", "second", "third", "fourth"])"));
+    events.Publish(LogEvent{log4cplus::ERROR_LOG_LEVEL, "[App] Init - fifth"});
+    EXPECT_EQ(lastErrors(), json::parse(R"(["first", "third", "fourth", "fifth"])"));
+    events.Publish(RunStateEvent{RunState::Error});
+    EXPECT_EQ(lastErrors().size(), 4U);
+
+    events.Publish(RunStateEvent{RunState::Unknown});
+
+    EXPECT_EQ(lastErrors(), json::array());
 }
 
 TEST_F(ControlCommandsTest, TheRequestsOwnMemberComesBack) {

@@ -59,6 +59,15 @@ TEST(EventTextTest, ARefusalSaysWhy) {
               "-> write    1/0/3     CO 3   Brightness           9.004   -- [0c00]  refused: no write flag");
 }
 
+TEST(EventTextTest, AnEchoIsAWriteOfTheApplication) {
+    auto event = MakeTelegramEvent();
+    event.isIncoming = false;
+    event.verdict = Verdict::Echo;
+    event.reason = "not sent back";
+    EXPECT_EQ(Format(event),
+              "<- write    1/0/3     CO 3   Brightness           9.004   20.48 [0c00]  echo: not sent back");
+}
+
 TEST(EventTextTest, AReadHasNoValue) {
     auto event = MakeTelegramEvent();
     event.isIncoming = false;
@@ -161,14 +170,31 @@ TEST(PluginLogTest, LinesOfThePluginFromInfoOnBecomeEvents) {
     HostEvents events;
     EventRecorder recorder(events);
     const PluginLog sut(events, "");
-    const auto logger = log4cplus::Logger::getInstance("KnxStack.ApplicationProgram");
+    const auto logger = GetApplicationLogger();
     LOG4CPLUS_DEBUG(logger, "hidden");
     LOG4CPLUS_INFO(logger, "shown");
     const auto lines = recorder.Get<LogEvent>();
     ASSERT_EQ(lines.size(), 1U);
     EXPECT_EQ(lines[0].text, "shown");
     EXPECT_EQ(lines[0].level, log4cplus::INFO_LOG_LEVEL);
-    EXPECT_FALSE(logger.isEnabledFor(log4cplus::DEBUG_LOG_LEVEL));
+    EXPECT_EQ(logger.getName(), "KnxStack.ApplicationProgram");
+}
+
+TEST(PluginLogTest, ATapHearsTheLinesOfThePluginFromItsThresholdOnWhileItLives) {
+    HostEvents events;
+    const PluginLog log(events, "");
+    std::vector<std::string> lines;
+    {
+        const LogTap sut(log4cplus::DEBUG_LOG_LEVEL, [&lines](log4cplus::LogLevel level, const std::string& line) {
+            lines.push_back(std::to_string(level) + " " + line);
+        });
+        LOG4CPLUS_TRACE(GetApplicationLogger(), "below");
+        LOG4CPLUS_DEBUG(GetApplicationLogger(), "one");
+        LOG4CPLUS_ERROR(GetApplicationLogger(), "two");
+        LOG4CPLUS_ERROR(log4cplus::Logger::getInstance("Other"), "another's");
+    }
+    LOG4CPLUS_ERROR(GetApplicationLogger(), "late");
+    EXPECT_THAT(lines, ElementsAre("10000 one", "40000 two"));
 }
 
 TEST(PluginLogTest, AFileGetsAllLevelsOfAllLoggers) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <boost/thread/exceptions.hpp>
 #include <chrono>
 #include <cstdlib>
 #include <iostream>
@@ -11,6 +12,7 @@
 #include "ChildProcess.h"
 #include "FakeKnxStack.h"
 #include "PluginLibrary.h"
+#include "ThreadShortage.h"
 #include "Zandrel/Logging.h"
 
 namespace {
@@ -71,6 +73,12 @@ TEST_F(Exports, TwoObjectsAreIndependent) {
     EXPECT_EQ(second->Exit(), 1);
     sut_.Delete(second);
     EXPECT_FALSE(HasUser(secondStack));
+}
+
+TEST_F(Exports, FailureOfTheConstructorReachesTheHost) {
+    const TestSupport::ThreadShortage shortage;
+
+    EXPECT_THROW(sut_.Create(), boost::thread_resource_error);
 }
 
 TEST_F(Exports, FirstObjectSetsTheCentralLogger) {

@@ -136,6 +136,45 @@ TEST_F(AppControlTest, StaleRunStateOfNoDeviceIsLeftAlone) {
     ExpectLines({});
 }
 
+TEST_F(AppControlTest, RunStateThatIsNotShownYetIsOverwritten) {
+    ConnectAndIdentify();
+    Report(processControl_, AppHostControlState::Stopped);
+    sut_.SetAppHostRunstate(AppHostControlState::Running);
+
+    sut_.CorrectStaleRunState();
+    sut_.CorrectStaleRunState();
+
+    ExpectRequests({SetState(2), SetState(0)});
+}
+
+TEST_F(AppControlTest, EndedCycleWritesNoRunState) {
+    ConnectAndIdentify();
+    Zandrel::ThreadControl control;
+    sut_.SetAppHostRunstate(AppHostControlState::Running, control);
+    ExpectRequests({SetState(2)});
+    control.running = false;
+
+    sut_.SetAppHostRunstate(AppHostControlState::Running, control);
+
+    ExpectRequests({});
+}
+
+TEST_F(AppControlTest, RunStateOfAnEndedCycleIsOverwrittenOnce) {
+    ConnectAndIdentify();
+    Report(processControl_, AppHostControlState::Running);
+    sut_.CorrectRunStateOfEndedCycle(false);
+    ExpectRequests({});
+    sut_.CorrectRunStateOfEndedCycle(true);
+    ExpectRequests({SetState(0)});
+    sut_.SetAppHostRunstate(AppHostControlState::Running);
+    ExpectRequests({SetState(2)});
+
+    sut_.CorrectRunStateOfEndedCycle(false);
+    sut_.CorrectRunStateOfEndedCycle(false);
+
+    ExpectRequests({SetState(0)});
+}
+
 TEST_F(AppControlTest, KnxCommunicationIsSignalled) {
     Connect();
 

@@ -80,6 +80,20 @@ TEST_F(AppDebugModeTest, TaskThatHangsIsNotWaitedForForEver) {
     EXPECT_TRUE(GetChildren().empty()) << "it launches nothing any more";
 }
 
+TEST_F(AppDebugModeTest, TaskWhoseCycleEndsAfterTheLaunchWritesNoRunState) {
+    identity_->SetLogicalDeviceId(AppSideTools::FirstDevice);
+    ASSERT_TRUE(connection_.ConnectDeviceStack());
+    GivenAHangingTask();
+    deviceStack_.TakeRequests();
+    const AppSideTools::LineHook hook(log_.GetLogger(), "Launched managed app", [this] { cycle_->running = false; });
+
+    isReleased_ = true;
+
+    EXPECT_TRUE(Eventually([this] { return CountLines(Done) == 2; }));
+    EXPECT_EQ(deviceStack_.GetRequests(), std::vector<std::string>{});
+    EXPECT_TRUE(sut_->KillLeftOver());
+}
+
 TEST_F(AppDebugModeTest, TaskHoldsItsOwnerAsLongAsItRuns) {
     GivenAHangingTask();
     EXPECT_GT(owner_.use_count(), 1);

@@ -2,9 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <boost/chrono/duration.hpp>
+#include <boost/chrono/system_clocks.hpp>
 #include <boost/thread/thread_only.hpp>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -150,6 +151,49 @@ TEST_F(DeviceStackConnection, JudgesEachKindOfAnswer) {
     EXPECT_EQ(Judge(*sut_.Request(R"({"command":"refused"})")), Answer::Refused);
     EXPECT_EQ(Judge(*sut_.Request(R"({"command":"ignored"})")), Answer::TimedOut);
     EXPECT_EQ(Judge(*sut_.Request(R"({"command":"lost"})")), Answer::Refused);
+}
+
+TEST_F(DeviceStackConnection, WaitsForEachAnswerAsLongAsGiven) {
+    constexpr Zandrel::ConnectionTimes Times;
+    EXPECT_EQ(Times.requestTimeout, boost::chrono::seconds(30));
+    EXPECT_EQ(Times.configurationTimeout, boost::chrono::seconds(25));
+    EXPECT_EQ(Times.retryPause, milliseconds(200));
+}
+
+/// A connection of which one time-out is short and the other one far away.
+class DeviceStackConnectionTimes : public DeviceStackConnection {
+protected:
+    std::unique_ptr<Zandrel::DeviceStackConnection> Connect(milliseconds request, milliseconds configuration) {
+        auto sut = std::make_unique<Zandrel::DeviceStackConnection>(
+            Zandrel::PrefixedLogger(capture_.GetLogger(), identity_), clock_, deviceStack_.GetFactory(),
+            Zandrel::ConnectionTimes{request, configuration, milliseconds(0)});
+        EXPECT_TRUE(sut->ConnectDeviceStack());
+        deviceStack_.Ignore("");
+        return sut;
+    }
+    static void ExpectSoonTimedOut(const std::optional<Zandrel::Docket>& docket) {
+        const auto start = boost::chrono::steady_clock::now();
+        EXPECT_EQ(Judge(*docket), Answer::TimedOut);
+        EXPECT_LT(boost::chrono::steady_clock::now() - start, FarAway / 2);
+    }
+
+    static constexpr milliseconds Short{200};
+    static constexpr milliseconds FarAway{20'000};
+};
+
+TEST_F(DeviceStackConnectionTimes, DocumentHasItsOwn) {
+    const auto sut = Connect(FarAway, Short);
+
+    ExpectSoonTimedOut(sut->SetConfiguration("{}"));
+}
+
+TEST_F(DeviceStackConnectionTimes, EverythingElseHasTheOneOfRequests) {
+    const auto sut = Connect(Short, FarAway);
+
+    ExpectSoonTimedOut(sut->Request(R"({"command":"GetDeviceConfig"})"));
+    ExpectSoonTimedOut(sut->SetConfiguration(1, {}));
+    ExpectSoonTimedOut(sut->SetValue(1, Zandrel::ZANVALUE()));
+    ExpectSoonTimedOut(sut->GetValue(1, false));
 }
 
 TEST_F(DeviceStackConnection, DisconnectReleasesTheClientOnce) {

@@ -1,5 +1,10 @@
 #include <atomic>
+#include <boost/date_time/posix_time/posix_time_io.hpp>
 #include <boost/thread/thread.hpp>
+#include <cstdlib>
+#include <ctime>
+#include <optional>
+#include <sstream>
 
 #include "GroupValueBridgeFixture.h"
 
@@ -25,6 +30,34 @@ const GroupValue MinusInfinity = MakeGroupValue({0xFF, 0x80, 0, 0});
 const GroupValue NotANumber = MakeGroupValue({0x7F, 0xC0, 0, 0});
 
 class GroupValueBridgeTest : public TestSupport::GroupValueBridgeFixture {};
+
+/// The time zone of the process, for as long as it lives.
+class TimeZone {
+public:
+    explicit TimeZone(const char* name) {
+        const char* const earlier = std::getenv(Variable);
+        if (earlier != nullptr) {
+            earlier_ = earlier;
+        }
+        setenv(Variable, name, 1);
+        tzset();
+    }
+    ~TimeZone() {
+        if (earlier_) {
+            setenv(Variable, earlier_->c_str(), 1);
+        } else {
+            unsetenv(Variable);
+        }
+        tzset();
+    }
+    TimeZone(const TimeZone&) = delete;
+    TimeZone& operator=(const TimeZone&) = delete;
+
+private:
+    static constexpr const char* Variable = "TZ";
+
+    std::optional<std::string> earlier_;
+};
 
 // From the bus to the device stack
 
@@ -123,6 +156,31 @@ TEST_F(GroupValueBridgeTest, ValueFromTheDeviceStackIsWrittenToTheBus) {
     EXPECT_EQ(log_.GetLines(), (Lines{{"DEBUG", "[app] WriteValue - Value to be written on CO5, 2 -> 1"}}));
 }
 
+TEST_F(GroupValueBridgeTest, StackGetsNoOptionsWithAWrite) {
+    FromDeviceStack(ZANVALUE::FromBoolean(true));
+    SetDpt(Text, 6);
+    FromDeviceStack(ZANVALUE::FromText("Short"), 6);
+
+    EXPECT_EQ(stack_.GroupValues().GetWriteOptions(), (std::vector<unsigned>{0, 0}));
+}
+
+TEST_F(GroupValueBridgeTest, ValueFromTheBusGetsThroughWhileOneIsWritten) {
+    SetDpt(Text, 6);
+    boost::thread_group telegrams;
+    int passed = 0;
+    stack_.GroupValues().OnWrite([this, &telegrams, &passed] {
+        boost::thread* const telegram = telegrams.create_thread([this] { FromBus(On, 7); });
+        passed += telegram->try_join_for(boost::chrono::seconds(10)) ? 1 : 0;
+    });
+    SetDpt(Switch, 7);
+
+    EXPECT_TRUE(FromDeviceStack(ZANVALUE::FromBoolean(true)));
+    EXPECT_TRUE(FromDeviceStack(ZANVALUE::FromText("Short"), 6));
+
+    telegrams.join_all();
+    EXPECT_EQ(passed, 2);
+}
+
 TEST_F(GroupValueBridgeTest, ResultIsThatOfTheStacksWrite) {
     stack_.GroupValues().RefuseWrites();
 
@@ -212,6 +270,38 @@ TEST_F(GroupValueBridgeTest, ValueFromTheBusSweepsBeforeItIsAdded) {
                                        "2026-Mar-10 12:00:40)"}}));
 }
 
+TEST_F(GroupValueBridgeTest, ValueForTheBusSweepsOnceItIsNoEcho) {
+    FromBus(On);
+    now_ += seconds(20);
+    log_.TakeLines();
+
+    FromDeviceStack(ZANVALUE::FromBoolean(false));
+
+    EXPECT_EQ(log_.GetLines(), (Lines{{"DEBUG", "[app] WriteValue - Value to be written on CO5, 2 -> 0"},
+                                      {"DEBUG",
+                                       "RemoveExpired - Expired event to be removed (CO: 5, value: 2 -> 1, "
+                                       "deathTime: 2026-Mar-10 12:00:20)"}}));
+}
+
+TEST_F(GroupValueBridgeTest, EchoIsExpectedByTheLocalWallClock) {
+    const TimeZone fiveHoursAhead("TEST-5");
+    Zandrel::GroupValueBridge sut(prefixedLog_, identity_, dpts_, writer_, tickers_);
+    sut.SetMessengers([](unsigned long, const ZANVALUE&, bool) { return true; }, nullptr);
+    const auto before = boost::posix_time::microsec_clock::universal_time();
+
+    EXPECT_TRUE(sut.UpdateCoValue(Co, On, false));
+
+    const std::string start = "AddEvent - Adding event (CO: 5, value: 2 -> 1, deathTime: ";
+    const std::string line = log_.GetLines().at(0).text;
+    ASSERT_EQ(line.substr(0, start.size()), start);
+    std::istringstream text(line.substr(start.size()));
+    boost::posix_time::ptime deathTime;
+    text >> deathTime;
+    const auto earliest = before + hours(5) + seconds(20);
+    EXPECT_GE(deathTime, earliest);
+    EXPECT_LE(deathTime, earliest + boost::posix_time::minutes(1));
+}
+
 TEST_F(GroupValueBridgeTest, UnsweptEntryPastItsTimeStillDropsTheEcho) {
     FromBus(On);
     now_ += hours(1);
@@ -282,6 +372,17 @@ TEST_F(GroupValueBridgeTest, LongTextIsHandedToATicker) {
 
     ASSERT_TRUE(stack_.GroupValues().WaitForWrites(2));
     EXPECT_EQ(stack_.GroupValues().GetWrittenTexts(), (std::vector<std::string>{"ABCDEFGHIJKLMN", "OP"}));
+}
+
+TEST_F(GroupValueBridgeTest, TickerDoesNotOutliveATypeThatChangesWhileItStarts) {
+    SetDpt(Text);
+    stack_.GroupValues().OnWrite([this] { SetDpt(Switch); });
+
+    EXPECT_TRUE(FromDeviceStack(ZANVALUE::FromText("ABCDEFGHIJKLMNOP")));
+
+    bool isTicking = false;
+    tickers_.Stop([&isTicking](std::uint16_t) { return isTicking = true; });
+    EXPECT_FALSE(isTicking);
 }
 
 TEST_F(GroupValueBridgeTest, EchoOfACutTextIsDropped) {

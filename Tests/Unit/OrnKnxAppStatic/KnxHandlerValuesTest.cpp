@@ -3,7 +3,9 @@
 #include <functional>
 #include <stdexcept>
 
+#include "DeviceStackConnection.h"
 #include "KnxHandlerFixture.h"
+#include "ScriptedDeviceStack.h"
 
 namespace {
 
@@ -16,6 +18,8 @@ using Zandrel::KnxConfiguration;
 using Zandrel::KnxHandler;
 using Zandrel::LoadState;
 using Zandrel::ZANVALUE;
+
+namespace KnxOdsMapping = Zandrel::KnxOdsMapping;
 
 constexpr std::uint16_t Application = FakeKnxStack::ApplicationObject;
 
@@ -38,6 +42,44 @@ TEST_F(KnxHandlerValuesTest, GroupValuesGoToTheDeviceStack) {
     EXPECT_TRUE(stack_.GroupValues().SendWrite(0x10005, MakeGroupValue({1}))) << "only the lower 16 bits count";
 
     EXPECT_EQ(responses, (std::vector<bool>{false, true, false}));
+}
+
+TEST_F(KnxHandlerValuesTest, ResponseReachesTheCoOfItsLowerSixteenBits) {
+    Start();
+    std::vector<unsigned long> ids;
+    sut_->SetMessengers(
+        [&ids](unsigned long id, const ZANVALUE&, bool) {
+            ids.push_back(id);
+            return true;
+        },
+        nullptr);
+
+    EXPECT_TRUE(stack_.GroupValues().SendResponse(0x10005, MakeGroupValue({1})));
+
+    EXPECT_EQ(ids, std::vector<unsigned long>{*KnxOdsMapping::GetCoValueObjModelId(5, 1)});
+}
+
+TEST_F(KnxHandlerValuesTest, ReadIsAnsweredForTheCoOfItsLowerSixteenBits) {
+    Start();
+    TestSupport::ScriptedDeviceStack deviceStack;
+    deviceStack.Accept("GetValue", R"({"value":"2.1:1"})");
+    TestSupport::LogCapture connectionLog{"Connection"};
+    Zandrel::DeviceStackConnection connection{
+        {connectionLog.GetLogger(), identity_}, std::make_shared<Zandrel::Clock>(), deviceStack.GetFactory()};
+    ASSERT_TRUE(connection.ConnectDeviceStack());
+    std::vector<unsigned long> ids;
+    sut_->SetMessengers(nullptr, [&](unsigned long id, bool useStoredValue) {
+        ids.push_back(id);
+        return connection.GetValue(id, useStoredValue).value();
+    });
+    KnxStack::GroupValue value;
+
+    EXPECT_TRUE(stack_.GroupValues().SendRead(0x10005, value));
+
+    EXPECT_EQ(value, MakeGroupValue({1}));
+    EXPECT_EQ(ids, std::vector<unsigned long>{*KnxOdsMapping::GetCoValueObjModelId(5, 1)});
+    EXPECT_EQ(log_.GetLines(), Lines{});
+    sut_->SetMessengers({}, {});
 }
 
 TEST_F(KnxHandlerValuesTest, FailuresOfTheBridgeAreThoseOfTheCallbacks) {

@@ -3,6 +3,7 @@ orn_add_test(LifeCycleTest
     SOURCES
         LifeCycle/CycleTest.cpp
         LifeCycle/ExpectedLines.cpp
+        LifeCycle/FailedCycleTest.cpp
         LifeCycle/LifeCycleFixture.cpp
         LifeCycle/WayThroughACycleTest.cpp
         "${PROJECT_SOURCE_DIR}/OrnKnxAppStatic/DevicePaths.cpp"

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <optional>
 
 #include "AppIdentity.h"
 #include "CapturingAppender.h"
@@ -15,6 +16,9 @@ using TestSupport::LogLine;
 using Zandrel::AppIdentity;
 using Zandrel::MeasureDuration;
 using Zandrel::PrefixedLogger;
+
+/// As a source, up to the line.
+const std::string ThisFile = "Tests/Unit/OrnKnxAppStatic/LoggingFormsTest:";
 
 class LoggingForms : public testing::Test {
 protected:
@@ -98,7 +102,15 @@ TEST_F(LoggingForms, SourceIsThePathBelowTheRootWithoutExtension) {
     ORN_LOG_PLAIN(capture_.GetLogger(), INFO, "Hello");
     const int line = __LINE__ - 1;
 
-    EXPECT_EQ(capture_.GetLastSource(), "Tests/Unit/OrnKnxAppStatic/LoggingFormsTest:" + std::to_string(line));
+    EXPECT_EQ(capture_.GetLastSource(), ThisFile + std::to_string(line));
+}
+
+TEST_F(LoggingForms, SourceOfAPrefixedLineIsThatOfItsStatement) {
+    ORN_LOG(sut_, INFO, "Hello");
+    EXPECT_EQ(capture_.GetLastSource(), ThisFile + std::to_string(__LINE__ - 1));
+
+    ORN_LOG_AS("Exit", sut_, INFO, "Hello");
+    EXPECT_EQ(capture_.GetLastSource(), ThisFile + std::to_string(__LINE__ - 1));
 }
 
 TEST_F(LoggingForms, MessageOfADisabledLevelIsNotBuilt) {
@@ -152,6 +164,16 @@ TEST_F(LoggingForms, DurationWithoutThresholdIsLoggedAtDebug) {
         lines[0].text, testing::internal::RE("~MeasureDuration - Waiting took [0-9]+\\.[0-9][0-9][0-9][0-9][0-9][0-9]s "
                                              "wall, .*CPU \\(.*%\\)")))
         << lines[0].text;
+}
+
+TEST_F(LoggingForms, SourceOfADurationIsWhereItIsLogged) {
+    for (const auto threshold : {std::optional<MeasureDuration::Threshold>(), {MeasureDuration::Always}}) {
+        { const MeasureDuration sut("Waiting took ", capture_.GetLogger(), threshold); }
+
+        EXPECT_TRUE(testing::internal::RE::FullMatch(capture_.GetLastSource(),
+                                                     testing::internal::RE("Include/Orn/MeasureDuration:[1-9][0-9]*")))
+            << capture_.GetLastSource();
+    }
 }
 
 TEST_F(LoggingForms, DurationWithoutThresholdLogsNothingWhenDebugIsOff) {

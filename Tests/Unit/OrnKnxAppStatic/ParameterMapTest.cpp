@@ -73,6 +73,45 @@ TEST_F(ParameterMapTest, DptThatIsMissingOrCannotBeReadIsZero) {
     EXPECT_EQ(log_.GetLines(), Lines{});
 }
 
+TEST_F(ParameterMapTest, DptsAreReadUpToTheirCount) {
+    for (const std::size_t count : {0U, 3U, 50U, 51U, 200U}) {
+        Own(64).SetUInt32Elements(std::vector<std::uint32_t>(count, Dpt(1, 1)));
+
+        EXPECT_TRUE(sut_.InitializeCoMap(Device, configuration_)) << count;
+
+        for (std::uint16_t co = 1; co <= 520; ++co) {
+            EXPECT_EQ(configuration_.cos.at(co).dpt, co <= count ? Dpt(1, 1) : 0U) << co << " of " << count;
+            EXPECT_EQ(configuration_.cos.at(co).valid, co <= count) << co << " of " << count;
+            EXPECT_EQ(dpts_.Get(co), configuration_.cos.at(co).dpt) << co << " of " << count;
+        }
+    }
+    EXPECT_EQ(log_.GetLines(), Lines{});
+}
+
+TEST_F(ParameterMapTest, TickerEndsWhereItsCoTakesNoTextsAnyMore) {
+    for (std::uint16_t co = 1; co <= 3; ++co) {
+        stack_.DownloadCo(co, Dpt(16, 1));
+    }
+    ASSERT_TRUE(sut_.InitializeCoMap(Device, configuration_));
+    for (std::uint16_t co = 1; co <= 3; ++co) {
+        ASSERT_TRUE(tickers_.SetText(co, KnxStyleString("ABCDEFGHIJKLMNOP")));
+    }
+    stack_.DownloadCo(1, Dpt(9, 1));
+    stack_.DownloadCo(2, Dpt(16, 0));
+    stack_.DownloadCo(3, 0);
+
+    ASSERT_TRUE(sut_.InitializeCoMap(Device, configuration_));
+    clock_->Advance(boost::chrono::seconds(8));
+
+    ASSERT_TRUE(stack_.GroupValues().WaitForWrites(5));
+    EXPECT_EQ(stack_.GroupValues().GetWrittenTexts(),
+              (std::vector<std::string>{"ABCDEFGHIJKLMN", "ABCDEFGHIJKLMN", "ABCDEFGHIJKLMN", "OP", "ABCDEFGHIJKLMN"}))
+        << "the last two are those of CO 2";
+    tickers_.Terminate();
+    EXPECT_EQ(stack_.GroupValues().GetWrites().size(), 5U);
+    EXPECT_EQ(globalLog_.GetLines(), Lines{});
+}
+
 TEST_F(ParameterMapTest, WithoutDptsNoCoIsValid) {
     stack_.Application().Remove(64);
 

@@ -1,3 +1,6 @@
+#include <functional>
+#include <utility>
+
 #include "ParameterReaderFixture.h"
 #include "Zandrel/KnxOdsMapping.h"
 
@@ -26,11 +29,57 @@ TEST_F(ParameterReaderTest, WholeDownloadIsRead) {
     EXPECT_TRUE(identity_->IsManagedApp());
     EXPECT_EQ(sut_.GetFriendlyName(), "Test device");
     EXPECT_TRUE(configuration_.cos.at(1).valid);
+    EXPECT_TRUE(configuration_.cos.at(1).communicationFlag);
     EXPECT_EQ(configuration_.cos.at(1).channelId, KnxOdsMapping::GetCoChannelObjModelId(1, 2));
     EXPECT_EQ(configuration_.textParameters.at(0).value, "Hello");
     EXPECT_EQ(configuration_.ipParameters.at(0).value, "192.168.1.10");
     EXPECT_EQ(configuration_.numberParameters.at(0).value, "42");
     EXPECT_EQ(Errors(), Lines{});
+}
+
+TEST_F(ParameterReaderTest, StepsFollowTheirOrder) {
+    struct Step {
+        std::function<void()> breakIt;
+        std::function<void()> repair;
+        std::string error;
+    };
+    const auto ownProperty = [this](std::uint16_t id, const std::string& operation) {
+        return Step{[this, id] { stack_.Application().Remove(id); },
+                    [this, id] { Own(id).SetUInt32Elements(std::vector<std::uint32_t>(520)); },
+                    operation + " - Pointer to PropertyID " + std::to_string(id) + " is nullptr!"};
+    };
+    const std::vector<Step> steps{
+        {[this] { access_.Change()->groupValueService = nullptr; },
+         [this] { access_.Change()->groupValueService = &stack_.GroupValues(); },
+         "[app] InitObjectModel - Pointer to GroupValueService is nullptr!"},
+        {[this] { stack_.Properties().Remove(11); }, [this] { Ip(76).SetText("Hall"), Ip(52).SetUInt16Elements({1}); },
+         "[app] InitializeFriendlyNameAndIndividualAddresses - Pointer to IpParameterProperties is nullptr!"},
+        {[this] { stack_.Application().Remove(72); }, [this] { Own(72).SetText("StairLight"); },
+         "[app] InitializeAppId - Pointer to PropertyID 72 is nullptr!"},
+        {[this] { access_.Change()->appPrg1Memory = nullptr; },
+         [this] { access_.Change()->appPrg1Memory = &stack_.Memory(); },
+         "[StairLight] InitObjectModel - Pointer to AppPrg1Memory is nullptr!"},
+        {[this] { stack_.Memory().SetContent({}); },
+         [this] { stack_.Memory().SetContent(std::vector<std::uint8_t>(50 * 128)); },
+         "[StairLight] InitializeTextParameterMap - AppPrg1 memory of 0 bytes ends before text parameter 2"},
+        ownProperty(68, "[StairLight] InitializeIpParameterMap"),
+        ownProperty(69, "[StairLight] InitializeNumberParameterMap"),
+        ownProperty(66, "[StairLight] InitializeCommunicationFlagsOfCosInMap"),
+        ownProperty(71, "[StairLight] InitializeDisplaySettingsAndAppType"),
+    };
+    constexpr std::size_t FirstAfterTheCos = 4;  // which cannot be made to fail here
+    for (const Step& step : steps) {
+        step.breakIt();
+    }
+
+    for (std::size_t i = 0; i < steps.size(); ++i) {
+        EXPECT_FALSE(Init());
+        EXPECT_EQ(Errors(), (Lines{{"ERROR", steps[i].error}}));
+        EXPECT_EQ(configuration_.cos.empty(), i < FirstAfterTheCos) << steps[i].error;
+        log_.TakeLines();
+        steps[i].repair();
+    }
+    EXPECT_TRUE(Init());
 }
 
 TEST_F(ParameterReaderTest, MapsAreFilledAnewEachTime) {
@@ -103,6 +152,18 @@ TEST_F(ParameterReaderTest, AfterDetachingNothingIsTouched) {
     EXPECT_FALSE(sut_.InitializeDisplaySettingsAndAppType());
 
     EXPECT_EQ(stack_.CountTouches(), touches);
+    EXPECT_EQ(
+        log_.GetLines(),
+        (Lines{{"ERROR", "[app] InitObjectModel - Pointer to GroupValueService is nullptr!"},
+               {"ERROR",
+                "[app] InitializeFriendlyNameAndIndividualAddresses - Pointer to IpParameterProperties is "
+                "nullptr!"},
+               {"ERROR", "[app] InitializeAppId - Pointer to ParameterProperties is nullptr!"},
+               {"ERROR", "[app] InitializeTextParameterMap - AppPrg1 memory of 0 bytes ends before text parameter 2"},
+               {"ERROR", "[app] InitializeIpParameterMap - Pointer to ParameterProperties is nullptr!"},
+               {"ERROR", "[app] InitializeNumberParameterMap - Pointer to ParameterProperties is nullptr!"},
+               {"ERROR", "[app] InitializeCommunicationFlagsOfCosInMap - Pointer to PropertyID 66 is nullptr!"},
+               {"ERROR", "[app] InitializeDisplaySettingsAndAppType - Pointer to PropertyID 71 is nullptr!"}}));
 }
 
 // Friendly name and individual addresses
@@ -125,6 +186,21 @@ TEST_F(ParameterReaderTest, IdentityOfTheDeviceIsReadAndLogged) {
                                       {"DEBUG", start + "Individual address: 1.1.10"},
                                       {"DEBUG", start + "Additional individual address: 1.1.11"},
                                       {"DEBUG", start + "Additional individual address: 15.15.255"}}));
+}
+
+TEST_F(ParameterReaderTest, IdentityIsThatOfTheOneIpParameterObject) {
+    EXPECT_TRUE(sut_.InitializeFriendlyNameAndIndividualAddresses());
+
+    EXPECT_EQ(stack_.Properties().GetRequests(), (std::vector<std::pair<std::uint16_t, int>>{{11, -1}}));
+}
+
+TEST_F(ParameterReaderTest, FriendlyNameWithoutElementsIsEmpty) {
+    Ip(76).SetText("");
+
+    EXPECT_TRUE(sut_.InitializeFriendlyNameAndIndividualAddresses());
+
+    EXPECT_EQ(sut_.GetFriendlyName(), "");
+    EXPECT_EQ(log_.GetLines().at(0).text, "[app] InitializeFriendlyNameAndIndividualAddresses - Friendly name: ");
 }
 
 TEST_F(ParameterReaderTest, FriendlyNameOfFullLengthNeedsNoTerminator) {
@@ -309,6 +385,14 @@ TEST_F(ParameterReaderTest, AppIdOfFullLengthNeedsNoTerminator) {
     EXPECT_TRUE(sut_.InitializeAppId());
 
     EXPECT_EQ(identity_->GetAppId(), std::string(64, 'A'));
+}
+
+TEST_F(ParameterReaderTest, AppIdOfMoreThanItsFullLengthIsReadWhole) {
+    Own(72).SetText(std::string(65, 'A') + "B");
+
+    EXPECT_TRUE(sut_.InitializeAppId());
+
+    EXPECT_EQ(identity_->GetAppId(), std::string(65, 'A') + "B");
 }
 
 TEST_F(ParameterReaderTest, AppIdThatIsNotAsciiKeepsItsBytes) {

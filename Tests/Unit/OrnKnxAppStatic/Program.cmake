@@ -6,9 +6,12 @@ orn_add_test(ProgramTest
         Program/EventsTest.cpp
         Program/ExitTest.cpp
         Program/GatesTest.cpp
+        Program/InterruptionTest.cpp
         Program/KnxHandlerExceptionsTest.cpp
         Program/RestartTest.cpp
         Program/SilentDeviceStackTest.cpp
+        Program/StartTest.cpp
+        Program/UnexpectedFailureTest.cpp
         "${PROJECT_SOURCE_DIR}/OrnKnxAppStatic/DevicePaths.cpp"
     LIBRARIES PluginTestSupport KnxStackTestSupport ProcessTestSupport AllocationFault ThreadShortage ZandrelPlatform)
 target_compile_definitions(ProgramTest PRIVATE "ORN_DEVICE_ROOT=\"device\"")

@@ -176,6 +176,7 @@ TEST_F(TickerSequenceTest, AllObjectsAtOnceShowEachSegmentInTheirOrder) {
     for (std::uint16_t co = 1; co <= CoCount; ++co) {
         ASSERT_TRUE(SetText(TwentyCharacters, co)) << co;
     }
+    EXPECT_EQ(CountThreads(), threadsAtStart_ + CoCount);
 
     clock_->Advance(Steps * milliseconds(100));
 

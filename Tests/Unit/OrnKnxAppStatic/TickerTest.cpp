@@ -7,6 +7,7 @@
 #include <map>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ThreadShortage.h"
@@ -108,6 +109,21 @@ TEST_F(TickerTest, StepsAtAFixedRate) {
 
     EXPECT_EQ(ShownAfter(milliseconds(350), 4).size(), 4U);
     EXPECT_EQ(ShownAfter(milliseconds(50), 1), Texts{"EFGHIJKLMNOP  "});
+}
+
+TEST_F(TickerTest, TimeThatTheFirstSegmentTakesCountsAsPartOfItsPeriod) {
+    TickerThreadManager sut(
+        log_.GetLogger(),
+        [this, isFirst = true](std::uint16_t co, const KnxStyleString& text) mutable {
+            if (std::exchange(isFirst, false)) {
+                clock_->Advance(seconds(4));
+            }
+            return display_.Write(co, text);
+        },
+        clock_);
+    sut.SetText(Co, KnxStyleString(LongText));
+
+    EXPECT_EQ(ShownAfter(seconds(0), 2), (Texts{FourteenCharacters, "OP"}));
 }
 
 TEST_F(TickerTest, TimeBaseScalesThePeriod) {

@@ -9,6 +9,7 @@
 
 #include "CapturingAppender.h"
 #include "ProcessTestTools.h"
+#include "RepeatCount.h"
 
 namespace {
 
@@ -83,12 +84,13 @@ void OpenForAMoment() {
     close(open("/dev/null", O_RDONLY));  // NOLINT(android-cloexec-open): to be inherited is the point
 }
 
-TEST(SpawnStress, AThousandChildrenInheritAndLoseNothing) {
-    constexpr int Threads = 10;
-    constexpr int ChildrenPerThread = 100;
+/// ORN_TEST_SPAWNS: how many children, 1,000 where it is not set.
+TEST(SpawnStress, ManyChildrenAtOnceInheritAndLoseNothing) {
+    constexpr unsigned long Threads = 25;
+    const unsigned long childrenPerThread = TestSupport::GetRepeatCount("ORN_TEST_SPAWNS", 1000) / Threads;
     const TestSupport::GlobalLogCapture log;
     const std::ptrdiff_t descriptors = CountDescriptors();
-    std::atomic<int> good{0};
+    std::atomic<unsigned long> good{0};
     {
         ForeignPrograms programs;
         const Repeating starting([&programs] { programs.StartOne(); });
@@ -96,9 +98,9 @@ TEST(SpawnStress, AThousandChildrenInheritAndLoseNothing) {
         const Repeating opening(OpenForAMoment);
         std::vector<boost::scoped_thread<>> threads;
         threads.reserve(Threads);
-        for (int i = 0; i < Threads; ++i) {
-            threads.emplace_back(boost::thread([&good] {
-                for (int child = 0; child < ChildrenPerThread; ++child) {
+        for (unsigned long i = 0; i < Threads; ++i) {
+            threads.emplace_back(boost::thread([&good, childrenPerThread] {
+                for (unsigned long child = 0; child < childrenPerThread; ++child) {
                     Pipe pipe;
                     OrnProcessHandle sut =
                         Start({"descriptors"}, {pipe.GetReadEnd(), pipe.GetWriteEnd(), pipe.GetWriteEnd()});
@@ -106,12 +108,12 @@ TEST(SpawnStress, AThousandChildrenInheritAndLoseNothing) {
                     EXPECT_EQ(output, "0 1 2 \n");
                     const int status = sut.Wait();
                     EXPECT_EQ(status, 0);
-                    good += output == "0 1 2 \n" && status == 0 ? 1 : 0;
+                    good += output == "0 1 2 \n" && status == 0 ? 1U : 0U;
                 }
             }));
         }
     }
-    EXPECT_EQ(good, Threads * ChildrenPerThread);
+    EXPECT_EQ(good, Threads * childrenPerThread);
     EXPECT_EQ(CountDescriptors(), descriptors);
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
     EXPECT_TRUE(log.GetLines().empty());

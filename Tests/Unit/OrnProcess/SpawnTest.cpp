@@ -145,6 +145,38 @@ TEST_F(Spawn, InterruptedReadIsRepeated) {
     ExpectError(ENOENT, {(folder_ / "missing").string()});
 }
 
+/// Another thread has forked while the error pipe was open, for as long as this lives.
+class ForeignFork {
+public:
+    ForeignFork() { SystemFaults::strangerForks = true; }
+    ~ForeignFork() {
+        kill(SystemFaults::stranger, SIGKILL);
+        waitpid(SystemFaults::stranger, nullptr, 0);
+    }
+    ForeignFork(const ForeignFork&) = delete;
+    ForeignFork& operator=(const ForeignFork&) = delete;
+};
+
+TEST_F(Spawn, ForeignForkThatHoldsTheErrorPipeDoesNotHoldUpAStartForEver) {
+    const ForeignFork stranger;
+    SpawnResult result = OrnProcessHandle::Spawn(Child({"exit", "3"}), {}, boost::chrono::milliseconds(20));
+
+    EXPECT_FALSE(result.error) << result.error.message();
+    EXPECT_EQ(result.process.Wait(), 3);
+}
+
+TEST_F(Spawn, FailureIsReportedAtOnceThoughAForeignForkHoldsTheErrorPipe) {
+    const auto begin = boost::chrono::steady_clock::now();
+    SpawnResult result;
+    {
+        const ForeignFork stranger;
+        result = OrnProcessHandle::Spawn({(folder_ / "missing").string()}, {}, boost::chrono::minutes(1));
+    }
+
+    EXPECT_EQ(result.error.value(), ENOENT);
+    EXPECT_LT(boost::chrono::steady_clock::now() - begin, boost::chrono::seconds(30));
+}
+
 TEST_F(Spawn, ChildHasNoDescriptorsButItsStreams) {
     const int low = dup(STDERR_FILENO);
     const int high = fcntl(low, F_DUPFD, 200);

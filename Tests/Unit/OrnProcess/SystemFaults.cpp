@@ -81,6 +81,12 @@ int kill(pid_t pid, int signal) noexcept {
 }
 
 pid_t fork() noexcept {
+    if (SystemFaults::strangerForks.exchange(false)) {
+        SystemFaults::stranger = nextFork();
+        while (SystemFaults::stranger == 0) {
+            pause();
+        }
+    }
     return Fails(SystemFaults::forkError) ? -1 : nextFork();
 }
 

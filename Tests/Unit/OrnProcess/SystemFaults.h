@@ -24,4 +24,7 @@ inline std::atomic<const char*> mono{nullptr};  ///< the program that runs in th
 
 inline std::atomic<bool> closeRangeIsMissing{false};
 
+inline std::atomic<bool> strangerForks{false};  ///< right before the next fork another one makes `stranger`
+inline std::atomic<int> stranger{0};            ///< a child that holds all descriptors until a signal ends it
+
 }  // namespace SystemFaults

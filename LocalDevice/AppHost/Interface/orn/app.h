@@ -28,10 +28,10 @@
  *         return host->on_value(host, 1, OnButton, (void*)host);
  *     }
  *
- * Threads. set_value, post, log, fail and set_running may be called from any thread, at any time between the call of
- * orn_app_start and the return of orn_app_stop. All other functions belong to the app thread; elsewhere they return
- * ORN_WRONG_THREAD, the text functions NULL. An app with threads of its own hands work over with post, and has ended
- * its threads when orn_app_stop returns.
+ * Threads. set_value, post, log, fail, set_running and set_alive may be called from any thread, at any time between the
+ * call of orn_app_start and the return of orn_app_stop. All other functions belong to the app thread; elsewhere they
+ * return ORN_WRONG_THREAD, the text functions NULL. An app with threads of its own hands work over with post, and has
+ * ended its threads when orn_app_stop returns.
  *
  * Texts are UTF-8 and end with a zero byte. A text that the app hands over is copied before the call returns. How long
  * a text of the host lives stands with the function that gives it.
@@ -198,6 +198,13 @@ struct orn_host {
      * For an app that depends on another process. Any thread.
      */
     void (*set_running)(const orn_host* host, bool running);
+
+    /**
+     * Tells whether the app goes on. It does unless it has said otherwise. While it does not, there is no heartbeat, as
+     * if a call of the app did not return: after a minute the device restarts. The run state stays.
+     * For an app whose work is done by another process, which may hang. Any thread.
+     */
+    void (*set_alive)(const orn_host* host, bool alive);
 };
 
 /** Returns ORN_APP_INTERFACE_VERSION. */

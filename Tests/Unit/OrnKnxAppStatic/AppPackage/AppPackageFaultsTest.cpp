@@ -1,6 +1,10 @@
+#include <fcntl.h>
 #include <openssl/err.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <boost/filesystem/operations.hpp>
+#include <climits>
 
 #include "AdditionalFiles.h"
 #include "AppPackageFixture.h"
@@ -56,6 +60,14 @@ TEST_F(AppPackageFaultsTest, HasherWithoutADigestFails) {
     EXPECT_EQ(std::get<FileHasher::Failure>(sut.Hash(sut_.File("MyApp.dll"))), FileHasher::Failure::CannotRead);
 }
 
+TEST_F(AppPackageFaultsTest, MissingMemoryForADigestIsNoCorruption) {
+    OpenSslFaults::newDigestContext = 1;
+    ExpectUnverifiable({Error("CheckSignature", "Could not allocate a digest context")});
+    OpenSslFaults::newDigestContext = 2;
+    ExpectUnverifiable({Error("VerifyAppPackage", "Could not prepare the SHA256 calculation")});
+    EXPECT_EQ(Verify(), VerificationResult::SignatureOk);
+}
+
 TEST_F(AppPackageFaultsTest, LimitIsThatOfAllFilesTogether) {
     FileHasher sut({}, 10);
     EXPECT_TRUE(std::holds_alternative<Zandrel::Sha256Digest>(sut.Hash(sut_.File("MyApp.dll"))));
@@ -87,6 +99,32 @@ TEST_F(AppPackageFaultsTest, DirectoryThatCannotBeListedIsReported) {
     EXPECT_EQ(TakeLines(),
               (std::vector<LogLine>{Error("LookForAdditionalFiles", "Could not enumerate the directory entries of " +
                                                                         sut_.File("none").string())}));
+}
+
+TEST_F(AppPackageFaultsTest, DirectoryBelowThatCannotBeListedIsReportedLikeItsNeighbours) {
+    constexpr int Levels = 15;  // the next one makes the path longer than the system takes
+    const std::string name(NAME_MAX, 'd');
+    std::string deep = name;
+    for (int i = 1; i < Levels; ++i) {
+        deep += "/" + name;
+    }
+    boost::filesystem::create_directories(sut_.File(deep));
+    const int parent = open(sut_.File(deep).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(mkdirat(parent, name.c_str(), S_IRWXU), 0);
+    ListedPaths listed;
+    for (const std::string& file :
+         std::vector<std::string>{"MyApp.dll", "data/de/texts.txt", "data/empty", "lib/Helper.dll", "appfiles.xml",
+                                  "appfiles.xml.SHA256.sig", "sdk.crt", deep + "/" + name + "/file"}) {
+        listed.AddFile(file);
+    }
+
+    EXPECT_FALSE(Zandrel::LookForAdditionalFiles(sut_.Directory(), listed));
+
+    EXPECT_EQ(TakeLines(),
+              (std::vector<LogLine>{Error("LookForAdditionalFiles",
+                                          "Could not enumerate the directory entries of " + deep + "/" + name)}));
+    EXPECT_EQ(unlinkat(parent, name.c_str(), AT_REMOVEDIR), 0);
+    close(parent);
 }
 
 TEST_F(AppPackageFaultsTest, NothingIsLeftInTheErrorQueue) {

@@ -53,6 +53,12 @@ EVP_PKEY* X509_get0_pubkey(const X509* certificate) {
     return OpenSslFaults::getPublicKey.exchange(false) ? nullptr : next(certificate);
 }
 
+EVP_MD_CTX* EVP_MD_CTX_new() {
+    static const auto next = Next<EVP_MD_CTX*()>("EVP_MD_CTX_new");
+    const bool isCounting = OpenSslFaults::newDigestContext > 0;
+    return isCounting && --OpenSslFaults::newDigestContext == 0 ? nullptr : next();
+}
+
 int EVP_DigestUpdate(EVP_MD_CTX* context, const void* data, size_t size) {
     static const auto next = Next<int(EVP_MD_CTX*, const void*, size_t)>("EVP_DigestUpdate");
     return OpenSslFaults::updateDigest.exchange(false) ? 0 : next(context, data, size);

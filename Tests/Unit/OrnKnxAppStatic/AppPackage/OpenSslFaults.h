@@ -15,6 +15,9 @@ inline std::atomic<bool> fetchDigest{false};
 inline std::atomic<bool> getPublicKey{false};
 inline std::atomic<bool> updateDigest{false};
 
+/// So many calls later one fails; 0: none does.
+inline std::atomic<int> newDigestContext{0};
+
 /// What the clock shows; 0: the real time.
 inline std::atomic<std::time_t> clock{0};
 

@@ -79,6 +79,12 @@ TEST_F(VerifyAppPackageTest, FileListThatIsTooLargeIsNotRead) {
     ExpectUnverifiable({Error("VerifyAppPackage", "Could not read the app list file")});
 }
 
+TEST_F(VerifyAppPackageTest, LinkInThePlaceOfTheDeveloperCertificateIsNotFollowed) {
+    filesystem::rename(sut_.File("sdk.crt"), sut_.Outside() / "sdk.crt");
+    filesystem::create_symlink(sut_.Outside() / "sdk.crt", sut_.File("sdk.crt"));
+    ExpectUnverifiable({Error("LoadCerfificate", "Could not open certificate file " + sut_.File("sdk.crt").string())});
+}
+
 TEST_F(VerifyAppPackageTest, MissingDeveloperCertificateIsReported) {
     filesystem::remove(sut_.File("sdk.crt"));
     ExpectUnverifiable({Error("LoadCerfificate", "Could not open certificate file " + sut_.File("sdk.crt").string())});

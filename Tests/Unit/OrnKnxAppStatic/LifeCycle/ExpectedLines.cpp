@@ -8,6 +8,7 @@ namespace {
 
 const std::string Lost = "Connection to device stack lost.";
 const std::string NotConnected = "Not connected to device stack.";
+const std::string TimedOut;  ///< in place of an error: no answer
 
 Lines operator+(Lines lines, const Lines& more) {
     lines.insert(lines.end(), more.begin(), more.end());
@@ -92,53 +93,111 @@ Lines StoppedBeforeBatch(const std::string& batchSent) {
 }
 
 std::string EventNotSent(int event, const std::string& error) {
-    return "ERROR DoSendAppControlEvent - Failed to send event '" + std::to_string(event) + "': " + error;
+    const std::string name = '\'' + std::to_string(event) + '\'';
+    return error == TimedOut ? "ERROR DoSendAppControlEvent - Sending event " + name + " timed out"
+                             : "ERROR DoSendAppControlEvent - Failed to send event " + name + ": " + error;
 }
 std::string CommunicationNotSignalled(const std::string& availability) {
     return "FATAL operator() - Failed to signal app host that knx group object communication is " + availability;
 }
-std::string StateNotSignalled(const std::string& state, const std::string& error) {
-    return "ERROR IndicateLoadState - Error sending " + state + " to devicestack! " + error;
+/// `function` could not emit the event `type`.
+std::string NotEmitted(const std::string& function, const std::string& type, const std::string& error) {
+    return "ERROR " + function + " - " +
+           (error == TimedOut ? "Sending " + type + " to devicestack timed out!"
+                              : "Error sending " + type + " to devicestack! " + error);
 }
-std::string DocumentNotSent(const std::string& error) {
-    return "ERROR SetConfiguration - Configuration of object model failed: " + error;
+std::string StateNotSignalled(const std::string& state, const std::string& error) {
+    return NotEmitted("IndicateLoadState", state, error);
 }
 std::string BeginNotSent(const std::string& error) {
-    return "ERROR DeviceStackConfigurationIndicator - Error sending configurationChangeBegin to devicestack! " + error;
+    return NotEmitted("DeviceStackConfigurationIndicator", "configurationChangeBegin", error);
 }
 std::string EndNotSent(const std::string& error) {
-    return "ERROR ~DeviceStackConfigurationIndicator - Error sending configurationChangeEnd to devicestack! " + error;
+    return NotEmitted("~DeviceStackConfigurationIndicator", "configurationChangeEnd", error);
+}
+std::string DocumentNotSent(const std::string& error) {
+    return error == TimedOut ? "ERROR SetConfiguration - Configuration of object model timed out."
+                             : "ERROR SetConfiguration - Configuration of object model failed: " + error;
+}
+std::string ConfigNotRetrieved(const std::string& error) {
+    return error == TimedOut
+               ? "ERROR GetLogicalKnxDeviceId - Retrieving value from devicestack timed out!"
+               : "ERROR GetLogicalKnxDeviceId - Error retrieving configuration from devicestack! " + error;
 }
 
-// How a cycle goes on without a connection.
+/// How a cycle goes on without a device stack.
+class Unheard {
+public:
+    /// `now`: the error of a request that waits; `later`: of those that follow.
+    Unheard(std::string now, std::string later) : now_(std::move(now)), later_(std::move(later)) {}
 
-Lines RunStateErrorUnsaid(bool isDeviceKnown) {
-    const Lines lines{StateNotSignalled("configurationUnloaded", NotConnected), RunStateError};
-    return isDeviceKnown ? lines + Lines{SignalOff, EventNotSent(3, NotConnected),
-                                         CommunicationNotSignalled("unavailable"), ThreadFinished}
-                         : lines + Lines{"FATAL operator() - Missing logical device ID", ThreadFinished};
-}
-Lines Unconfigured(bool isDeviceKnown) {
-    return Lines{"FATAL operator() - Failed to configure object model"} + RunStateErrorUnsaid(isDeviceKnown);
-}
-Lines Unidentified(const std::string& error, bool wasKnown) {
-    return Lines{"ERROR GetLogicalKnxDeviceId - Error retrieving configuration from devicestack! " + error,
-                 "ERROR ConfigureObjectModel - Unable to determine Logical KNX Device ID! Start impossible."} +
-           Unconfigured(wasKnown);
-}
-Lines UnsentBatch(const std::string& error, const std::string& batchSent) {
-    return Lines{DocumentNotSent(error), batchSent, EndNotSent(NotConnected)} + Unconfigured(true);
-}
-Lines AppUnheard() {
-    return NotRunningInTime + Lines{StateNotSignalled("configurationUnloaded", NotConnected)} +
-           RunStateErrorUnsaid(true);
-}
-Lines LaunchedUnsaid(const std::string& error) {
-    return Lines{StateNotSignalled("configurationLoaded", error)} + Launched + AppUnheard();
-}
-Lines CommunicationUnsaid(const std::string& error) {
-    return Lines{EventNotSent(2, error), CommunicationNotSignalled("available")} + TimerStarted + Lines{ThreadFinished};
-}
+    Lines LinesFrom(Stop at, bool wasKnown) const {
+        switch (at) {
+            case Stop::LoadStateWait:
+            case Stop::ApplicationLoadState:
+            case Stop::ObjectLoadStates:
+            case Stop::Memory:
+                return LinesBetween(at, Stop::DeviceConfig) + Unidentified(later_, wasKnown);
+            case Stop::DeviceConfig:
+                return Unidentified(now_, wasKnown);
+            case Stop::Download:
+                return Lines{Retrieved, BeginNotSent(later_)} + UnsentBatch(later_, DevicesSent);
+            case Stop::ChangeBegin:
+                return Lines{BeginNotSent(now_)} + UnsentBatch(later_, DevicesSent);
+            case Stop::Devices:
+            case Stop::Cos:
+            case Stop::IpParameters:
+            case Stop::NumberParameters:
+            case Stop::TextParameters:
+                return UnsentBatch(now_, LinesAfter(at).front());
+            case Stop::ChangeEnd:
+                return Lines{EndNotSent(now_), Configured} + LaunchedUnsaid(later_);
+            case Stop::ConfigurationLoaded:
+                return LaunchedUnsaid(now_);
+            case Stop::RunningWait:
+                return AppUnheard();
+            case Stop::RunState:
+                return Lines{SignalOn} + CommunicationUnsaid(later_);
+            case Stop::KnxCommunication:
+                return CommunicationUnsaid(now_);
+            case Stop::Over:
+                break;
+        }
+        return {};
+    }
+
+private:
+    Lines RunStateErrorUnsaid(bool isDeviceKnown) const {
+        const Lines lines{StateNotSignalled("configurationUnloaded", later_), RunStateError};
+        return isDeviceKnown ? lines + Lines{SignalOff, EventNotSent(3, later_),
+                                             CommunicationNotSignalled("unavailable"), ThreadFinished}
+                             : lines + Lines{"FATAL operator() - Missing logical device ID", ThreadFinished};
+    }
+    Lines Unconfigured(bool isDeviceKnown) const {
+        return Lines{"FATAL operator() - Failed to configure object model"} + RunStateErrorUnsaid(isDeviceKnown);
+    }
+    Lines Unidentified(const std::string& error, bool wasKnown) const {
+        return Lines{ConfigNotRetrieved(error),
+                     "ERROR ConfigureObjectModel - Unable to determine Logical KNX Device ID! Start impossible."} +
+               Unconfigured(wasKnown);
+    }
+    Lines UnsentBatch(const std::string& error, const std::string& batchSent) const {
+        return Lines{DocumentNotSent(error), batchSent, EndNotSent(later_)} + Unconfigured(true);
+    }
+    Lines AppUnheard() const {
+        return NotRunningInTime + Lines{StateNotSignalled("configurationUnloaded", later_)} + RunStateErrorUnsaid(true);
+    }
+    Lines LaunchedUnsaid(const std::string& error) const {
+        return Lines{StateNotSignalled("configurationLoaded", error)} + Launched + AppUnheard();
+    }
+    static Lines CommunicationUnsaid(const std::string& error) {
+        return Lines{EventNotSent(2, error), CommunicationNotSignalled("available")} + TimerStarted +
+               Lines{ThreadFinished};
+    }
+
+    const std::string now_;
+    const std::string later_;
+};
 
 Lines LinesOfAStop(const Situation& situation) {
     Lines lines{"INFO Stop - Stop of app host requested."};
@@ -234,38 +293,11 @@ Lines LinesOfAStoppedCycle(Stop at) {
 }
 
 Lines LinesOfALoss(Stop at, bool wasKnown) {
-    switch (at) {
-        case Stop::LoadStateWait:
-        case Stop::ApplicationLoadState:
-        case Stop::ObjectLoadStates:
-        case Stop::Memory:
-            return LinesBetween(at, Stop::DeviceConfig) + Unidentified(NotConnected, wasKnown);
-        case Stop::DeviceConfig:
-            return Unidentified(Lost, wasKnown);
-        case Stop::Download:
-            return Lines{Retrieved, BeginNotSent(NotConnected)} + UnsentBatch(NotConnected, DevicesSent);
-        case Stop::ChangeBegin:
-            return Lines{BeginNotSent(Lost)} + UnsentBatch(NotConnected, DevicesSent);
-        case Stop::Devices:
-        case Stop::Cos:
-        case Stop::IpParameters:
-        case Stop::NumberParameters:
-        case Stop::TextParameters:
-            return UnsentBatch(Lost, LinesAfter(at).front());
-        case Stop::ChangeEnd:
-            return Lines{EndNotSent(Lost), Configured} + LaunchedUnsaid(NotConnected);
-        case Stop::ConfigurationLoaded:
-            return LaunchedUnsaid(Lost);
-        case Stop::RunningWait:
-            return AppUnheard();
-        case Stop::RunState:
-            return Lines{SignalOn} + CommunicationUnsaid(NotConnected);
-        case Stop::KnxCommunication:
-            return CommunicationUnsaid(Lost);
-        case Stop::Over:
-            break;
-    }
-    return {};
+    return Unheard(Lost, NotConnected).LinesFrom(at, wasKnown);
+}
+
+Lines LinesOfASilence(Stop at, bool wasKnown) {
+    return Unheard(TimedOut, TimedOut).LinesFrom(at, wasKnown);
 }
 
 Lines LinesOfAnUnloadedCycle(Stop at) {

@@ -16,6 +16,8 @@ Lines LinesOfAnUndisturbedCycle(Stop from);
 Lines LinesOfAStoppedCycle(Stop at);
 /// When the connection was lost. `wasKnown`: an earlier cycle has found out which logical device this is.
 Lines LinesOfALoss(Stop at, bool wasKnown);
+/// When the device stack answers no more; without the messenger's warning of that.
+Lines LinesOfASilence(Stop at, bool wasKnown);
 /// When the load state was lost.
 Lines LinesOfAnUnloadedCycle(Stop at);
 /// When the app host died.

@@ -92,10 +92,11 @@ LifeCycleFixture::~LifeCycleFixture() {
     EXPECT_EQ(ProcessTestTools::CountDescriptors(), idleDescriptors_);
 }
 
-void LifeCycleFixture::MakeProgram() {
+void LifeCycleFixture::MakeProgram(const Zandrel::ConnectionTimes& times) {
     Zandrel::Environment environment;
     environment.clock = clock_;
     environment.clientFactory = deviceStack_.GetFactory();
+    environment.connectionTimes = times;
     sut_ = std::make_unique<Zandrel::OrnKnxAppPrg>(log_.GetLogger(), environment);
 }
 
@@ -127,7 +128,7 @@ void LifeCycleFixture::PrepareKnxStack() {
 
 void LifeCycleFixture::PrepareDeviceStack() {
     const unsigned long state = Mapping::GetAppHostAppControlStateObjModelId(1);
-    deviceStack_.Accept("GetDeviceConfig", R"({"deviceConfig":{"ipc":{"KnxSerialNumber1":"000a14ff0102"}}})");
+    AcceptDeviceConfig();
     // The app obeys the event that shuts it down, and a run state that is written is reported.
     deviceStack_.RunBefore(Event(1), [this, state] {
         if (isAppAlive_) {
@@ -135,6 +136,10 @@ void LifeCycleFixture::PrepareDeviceStack() {
         }
     });
     deviceStack_.RunBefore(State(0), [this, state] { deviceStack_.Report(state, "3.1:0"); });
+}
+
+void LifeCycleFixture::AcceptDeviceConfig() {
+    deviceStack_.Accept("GetDeviceConfig", R"({"deviceConfig":{"ipc":{"KnxSerialNumber1":"000a14ff0102"}}})");
 }
 
 void LifeCycleFixture::PrepareClock() {
@@ -180,6 +185,18 @@ void LifeCycleFixture::StartCycle(Origin origin, Stop stop) {
     } else {
         ASSERT_TRUE(IsRequest(stop) ? deviceStack_.WaitForRequest(GetRequestText(stop)) : gate_.WaitForArrival());
     }
+    NoteStop();
+}
+
+void LifeCycleFixture::StartCycleUntilRequest(const std::string& text) {
+    deviceStack_.Hold(text);
+    ASSERT_EQ(sut_->Init(hub_), Started);
+    ASSERT_TRUE(deviceStack_.WaitForRequest(text));
+    deviceStack_.Accept(text);
+    NoteStop();
+}
+
+void LifeCycleFixture::NoteStop() {
     linesAtStop_ = log_.GetLines().size();
     isStopped_ = true;
 }
@@ -263,6 +280,17 @@ void LifeCycleFixture::LoseConnection() {
 void LifeCycleFixture::Reconnect() {
     isAppAlive_ = true;
     deviceStack_.Reconnect();
+}
+
+void LifeCycleFixture::FallSilent() {
+    isAppAlive_ = false;  // as far as anybody can see
+    deviceStack_.Ignore("");
+}
+
+void LifeCycleFixture::AnswerAgain() {
+    isAppAlive_ = true;
+    deviceStack_.Accept("");
+    AcceptDeviceConfig();
 }
 
 void LifeCycleFixture::LoseLoadState() {

@@ -37,7 +37,7 @@ protected:
     ~LifeCycleFixture() override;
 
     /// Takes the place of the one that is there.
-    void MakeProgram();
+    void MakeProgram(const Zandrel::ConnectionTimes& times = {});
 
     /// What a call of the host did.
     struct Call {
@@ -55,6 +55,8 @@ protected:
 
     /// Starts a cycle and waits until it is stopped.
     void StartCycle(Origin origin, Stop stop);
+    /// Starts a first cycle and waits until it is stopped at a request that contains `text`; later ones pass.
+    void StartCycleUntilRequest(const std::string& text);
     /// Lets the cycle go on.
     void Release();
     void WaitForCycleEnd();
@@ -66,6 +68,9 @@ protected:
 
     void LoseConnection();
     void Reconnect();
+    /// Requests are not answered any more, those that wait included.
+    void FallSilent();
+    void AnswerAgain();
     /// By an event of the KNX stack, which waits for the end of the cycle.
     void LoseLoadState();
     void LoadAgain() { isLoaded_ = true; }
@@ -87,8 +92,10 @@ protected:
 
 private:
     static std::string GetRequestText(Stop stop);
+    void NoteStop();
     void PrepareKnxStack();
     void PrepareDeviceStack();
+    void AcceptDeviceConfig();
     void PrepareClock();
     void CloseGate(Stop stop);
 

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <boost/chrono/duration.hpp>
 #include <sstream>
 
@@ -10,7 +11,16 @@ namespace {
 using boost::chrono::seconds;
 
 /// What happens to a cycle while it is stopped.
-enum class Event { Nothing, Restart, Exit, ExitAndDelete, DeviceStackLost, LoadStateLost, AppHostDies };
+enum class Event {
+    Nothing,
+    Restart,
+    Exit,
+    ExitAndDelete,
+    DeviceStackLost,
+    DeviceStackSilent,
+    LoadStateLost,
+    AppHostDies
+};
 
 /// When a cycle that was asked to end goes on: before the host has lost its patience, or later.
 enum class Pace { InTime, TooLate };
@@ -23,8 +33,8 @@ struct Way {
 };
 
 std::ostream& operator<<(std::ostream& stream, const Way& way) {
-    static constexpr const char* Events[] = {"Nothing",         "Restart",       "Exit",       "ExitAndDelete",
-                                             "DeviceStackLost", "LoadStateLost", "AppHostDies"};
+    static constexpr const char* Events[] = {"Nothing",         "Restart",           "Exit",          "ExitAndDelete",
+                                             "DeviceStackLost", "DeviceStackSilent", "LoadStateLost", "AppHostDies"};
     return stream << (way.origin == Origin::Init ? "Init" : "Restart") << "StoppedAt" << way.stop << "Then"
                   << Events[static_cast<int>(way.event)] << (way.pace == Pace::TooLate ? "TooLate" : "");
 }
@@ -47,6 +57,7 @@ std::vector<Way> AllWays() {
             }
             if (IsRequest(stop) && origin == Origin::Init) {
                 ways.push_back({origin, stop, Event::Restart, Pace::TooLate});
+                ways.push_back({origin, stop, Event::DeviceStackSilent, Pace::InTime});
             }
         }
     }
@@ -150,6 +161,21 @@ protected:
         ExpectThatARestartWorks();
     }
 
+    void SilenceDeviceStack() {
+        FallSilent();
+        Release();
+        WaitForCycleEnd();
+        Lines lines = GetCycleLines();
+        lines.erase(std::remove(lines.begin(), lines.end(),
+                                "WARN The device stack left 3 requests in a row without an answer."),
+                    lines.end());
+        EXPECT_EQ(lines, LinesOfASilence(At(), false));
+        EXPECT_EQ(stack_.GetRunStates(), std::vector<bool>{At() == Stop::KnxCommunication});
+
+        AnswerAgain();
+        ExpectThatARestartWorks();
+    }
+
     void Unload() {
         LoseLoadState();
         Release();
@@ -187,6 +213,9 @@ protected:
 };
 
 TEST_P(WayThroughACycle, EndsAsSpecifiedAndLeavesNothingBehind) {
+    if (GetParam().event == Event::DeviceStackSilent) {
+        MakeProgram(TestSupport::ShortConnectionTimes());
+    }
     StartCycle(GetParam().origin, At());
     switch (GetParam().event) {
         case Event::Nothing:
@@ -203,6 +232,9 @@ TEST_P(WayThroughACycle, EndsAsSpecifiedAndLeavesNothingBehind) {
             return;
         case Event::DeviceStackLost:
             LoseDeviceStack();
+            break;
+        case Event::DeviceStackSilent:
+            SilenceDeviceStack();
             break;
         case Event::LoadStateLost:
             Unload();

@@ -1,4 +1,9 @@
 #include <atomic>
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/local/stream_protocol.hpp>
+#include <boost/asio/read.hpp>
+#include <cstdlib>
 
 #include "ProgramFixture.h"
 #include "SystemFaults.h"
@@ -28,14 +33,42 @@ const Lines ConnectorHostStopped{{"INFO", "StopManagedApp - Stop of managed conn
                                  {"INFO", "Wait (SOURCE) - Child process was killed by signal 9"},
                                  {"INFO", "StopManagedApp - Managed connector app host process exited with -1"},
                                  {"DEBUG", "~MeasureDuration - Stopping connector app host took"}};
-const Lines ConnectorHostLaunched{
+const Lines ConnectorHostFound{
     {"DEBUG", "[App] operator() - Launch managed connector host"},
     {"INFO", "[App] GetAppConnectorHost - Try to find app connector host device/opt/ostra/bin/OrnAppConnectorHost.exe"},
-    {"DEBUG", "[App] GetManagedAppDll - Found app at: device/opt/userdata/ornApp/1/App.dll"},
+    {"DEBUG", "[App] GetManagedAppDll - Found app at: device/opt/userdata/ornApp/1/App.dll"}};
+const Lines ConnectorHostLaunched{
     {"INFO",
      "LaunchManagedApp - Launching app connector host (Command Line = /usr/bin/mono --runtime=v4.0 "
      "device/opt/ostra/bin/OrnAppConnectorHost.exe device/opt/userdata/ornApp/1/App.dll 127.0.0.1)."},
     {"INFO", "operator() - Launched managed app (pid: N)"}};
+
+/// Takes the requests of the program that is created while it lives.
+class Supervisor {
+public:
+    Supervisor() { setenv("ORN_SUPERVISOR", socket_.c_str(), 1); }
+    ~Supervisor() { unsetenv("ORN_SUPERVISOR"); }
+    Supervisor(const Supervisor&) = delete;
+    Supervisor& operator=(const Supervisor&) = delete;
+
+    /// The oldest request; "nothing" where there is none.
+    std::string TakeRequest() {
+        boost::system::error_code error;
+        acceptor_.non_blocking(true);
+        Protocol::socket connection(context_);
+        acceptor_.accept(connection, error);
+        std::string text;
+        boost::asio::read(connection, boost::asio::dynamic_buffer(text), error);
+        return text.empty() ? "nothing" : text.substr(0, text.size() - 1);
+    }
+
+private:
+    using Protocol = boost::asio::local::stream_protocol;
+
+    const std::string socket_ = "supervisor";
+    boost::asio::io_context context_;
+    Protocol::acceptor acceptor_{context_, Protocol::endpoint(socket_)};
+};
 
 /// A program with a managed app.
 class ProgramDebugMode : public ProgramFixture {
@@ -97,7 +130,7 @@ TEST_F(ProgramDebugMode, SwitchedOffLaunchesTheConnectorHost) {
 
     SwitchAndWait(Off);
 
-    ExpectLines(Switched(Off) + Lines{{"INFO", "SetAppDebugMode (SOURCE) - Debug mode disabled"}} +
+    ExpectLines(Switched(Off) + Lines{{"INFO", "SetAppDebugMode (SOURCE) - Debug mode disabled"}} + ConnectorHostFound +
                 ConnectorHostLaunched + Lines{{"DEBUG", Done}});
     EXPECT_EQ(deviceStack_.GetRequests(), Requests{SetValue(State, "3.1:2")});
     EXPECT_EQ(GetChildren().size(), 2U);
@@ -122,7 +155,10 @@ TEST_F(ProgramDebugMode, ValueThatIsNoBooleanIsIgnored) {
 
     EXPECT_TRUE(Send(AppDebug, "5.1:perhaps"));
 
-    ExpectHostLines({{"DEBUG", "[App] OnValueChanged - " + std::to_string(AppDebug) + ": valueChanged, 5.1:perhaps"}});
+    const std::string id = std::to_string(AppDebug);
+    ExpectHostLines(
+        {{"DEBUG", "[App] OnValueChanged - " + id + ": valueChanged, 5.1:perhaps"},
+         {"ERROR", "[App] OnValueChanged - " + id + ": Ignoring a value for App Debug that is no boolean"}});
 }
 
 TEST_F(ProgramDebugMode, NativeAppIsNotDebugged) {
@@ -142,6 +178,8 @@ TEST_F(ProgramDebugMode, NativeAppIsNotDebugged) {
 }
 
 TEST_F(ProgramDebugMode, FailedRelaunchSwitchesTheRunLedOff) {
+    Supervisor supervisor;
+    Create();
     StartManaged();
     SwitchAndWait(On);
     Forget();
@@ -149,7 +187,9 @@ TEST_F(ProgramDebugMode, FailedRelaunchSwitchesTheRunLedOff) {
 
     SwitchAndWait(Off);
 
-    EXPECT_TRUE(HasLine("[App] operator() - Switching RUN led off."));
+    ExpectLines(Switched(Off) + Lines{{"INFO", "SetAppDebugMode (SOURCE) - Debug mode disabled"}} + ConnectorHostFound +
+                Lines{{"DEBUG", "[App] operator() - Switching RUN led off."}, {"DEBUG", Done}});
+    EXPECT_EQ(supervisor.TakeRequest(), R"({"request":"runLedOff","from":13,"to":2})");
     EXPECT_EQ(deviceStack_.GetRequests(), Requests{SetValue(State, "3.1:0")});
     EXPECT_EQ(GetChildren().size(), 1U);
 }
@@ -162,8 +202,8 @@ TEST_F(ProgramDebugMode, RelaunchThatThrowsIsAFailedOne) {
 
     SwitchAndWait(Off);
 
-    EXPECT_TRUE(HasLine("[App] LaunchManagedApp - Unexpected failure: on fire"));
-    EXPECT_TRUE(HasLine("[App] operator() - Switching RUN led off."));
+    EXPECT_TRUE(HasWholeLine({"ERROR", "[App] LaunchManagedApp - Unexpected failure: on fire"}));
+    EXPECT_TRUE(HasWholeLine({"DEBUG", "[App] operator() - Switching RUN led off."}));
     EXPECT_EQ(deviceStack_.GetRequests(), Requests{SetValue(State, "3.1:0")});
 }
 
@@ -233,7 +273,7 @@ TEST_F(ProgramDebugMode, SwitchedOnDuringALaunchNoConnectorHostRuns) {
     isReleased_ = true;
 
     EXPECT_TRUE(WaitForLine("[App] operator() - Thread finished."));
-    EXPECT_TRUE(HasLine("LaunchManagedApp - Debug mode set, did not launch connector host!"));
+    EXPECT_TRUE(HasWholeLine({"DEBUG", "LaunchManagedApp - Debug mode set, did not launch connector host!"}));
     EXPECT_EQ(GetChildren().size(), 1U);
 }
 
@@ -243,8 +283,8 @@ TEST_F(ProgramDebugMode, SwitchedOnDuringARestartNothingIsLaunched) {
 
     EXPECT_EQ(sut_->OnDeviceRestart(), Started);
 
-    EXPECT_TRUE(WaitForLine("[App] operator() - Debug mode set, did not launch app host!"));
     EXPECT_TRUE(WaitForLine("[App] operator() - Thread finished."));
+    EXPECT_TRUE(HasWholeLine({"DEBUG", "[App] operator() - Debug mode set, did not launch app host!"}));
     EXPECT_TRUE(GetChildren().empty());
 }
 
@@ -257,8 +297,98 @@ TEST_F(ProgramDebugMode, SwitchedOffDuringARestartTheNewCycleLaunches) {
     EXPECT_EQ(sut_->OnDeviceRestart(), Started);
 
     EXPECT_TRUE(WaitForLine("[App] operator() - Thread finished."));
-    EXPECT_TRUE(HasLine("LaunchManagedApp - Interruption signaled."));
+    EXPECT_TRUE(HasWholeLine({"INFO", "LaunchManagedApp - Interruption signaled."}));
     EXPECT_EQ(GetChildren().size(), 2U);
+}
+
+TEST_F(ProgramDebugMode, SwitchedOffAfterAFailedRestartLaunchesNothing) {
+    StartManaged();
+    SwitchAndWait(On);
+    {
+        const TestSupport::ThreadShortage shortage;
+        EXPECT_EQ(sut_->OnDeviceRestart(), Failure);
+    }
+    Forget();
+
+    SwitchAndWait(Off);
+
+    EXPECT_TRUE(HasLine("LaunchManagedApp - Interruption signaled."));
+    EXPECT_TRUE(GetChildren().empty());
+}
+
+/// The run states that the device stack takes are not reported before the next cycle is about to launch.
+class ProgramStaleRunState : public ProgramDebugMode {
+protected:
+    /// The debug mode is on, and is about to be switched off.
+    void GivenDebugMode() {
+        StartManaged();
+        SwitchAndWait(On);
+        Report(AppHostControlState::Stopped);
+        Forget();
+        client_.onSend = [this, pending = true](const std::string& json) mutable {
+            if (pending && json.find("configurationLoaded") != std::string::npos) {
+                pending = false;
+                for (const std::string& value : GetWrittenStates()) {
+                    Send(State, value);
+                }
+            }
+        };
+        clock_->onCycleSleep = [this] {
+            hasWaited_ = hasWaited_ || HasLine("Waiting for app host and connector app host to have started.");
+            Report(AppHostControlState::Running);
+        };
+    }
+    Requests GetWrittenStates() const {
+        Requests states;
+        for (const std::string& request : deviceStack_.GetRequests()) {
+            for (const char* const value : {"3.1:0", "3.1:2"}) {
+                if (request == SetValue(State, value)) {
+                    states.emplace_back(value);
+                }
+            }
+        }
+        return states;
+    }
+    void RestartAndExpectThatTheAppIsWaitedFor() {
+        EXPECT_EQ(sut_->OnDeviceRestart(), Started);
+        EXPECT_TRUE(WaitForLine("[App] operator() - Thread finished."));
+        EXPECT_EQ(GetWrittenStates(), (Requests{"3.1:2", "3.1:0"}));
+        EXPECT_TRUE(hasWaited_) << "the new cycle took the old run state for that of its app";
+        EXPECT_EQ(GetChildren().size(), 2U);
+    }
+
+    std::atomic<bool> hasWaited_{false};
+};
+
+TEST_F(ProgramStaleRunState, OfTheDebugSwitchIsCorrectedByARestart) {
+    GivenDebugMode();
+    SwitchAndWait(Off);
+
+    RestartAndExpectThatTheAppIsWaitedFor();
+}
+
+TEST_F(ProgramStaleRunState, ThatIsWrittenDuringTheRestartIsCorrected) {
+    GivenDebugMode();
+    std::atomic<bool> isWriting{false};
+    client_.onSend = [this, &isWriting, report = client_.onSend](const std::string& json) {
+        if (json.find(R"("value":"3.1:2")") != std::string::npos) {
+            isWriting = true;
+            WaitUntil([this] { return isReleased_.load(); });
+        }
+        report(json);
+    };
+    EXPECT_TRUE(Send(AppDebug, Off));
+    ASSERT_TRUE(WaitUntil([&isWriting] { return isWriting.load(); }));
+    // When the app host has been stopped, and its run state been looked at where that does not wait.
+    boost::thread release([this] {
+        WaitForLine("Stopping app host and connector app host took");
+        boost::this_thread::sleep_for(boost::chrono::milliseconds(20));
+        isReleased_ = true;
+    });
+
+    RestartAndExpectThatTheAppIsWaitedFor();
+
+    release.join();
 }
 
 TEST_F(ProgramDebugMode, RestartInDebugModeLaunchesNothing) {
@@ -268,8 +398,8 @@ TEST_F(ProgramDebugMode, RestartInDebugModeLaunchesNothing) {
 
     EXPECT_EQ(sut_->OnDeviceRestart(), Started);
 
-    EXPECT_TRUE(WaitForLine("[App] operator() - Debug mode set, did not launch app host!"));
     EXPECT_TRUE(WaitForLine("[App] operator() - Thread finished."));
+    EXPECT_TRUE(HasWholeLine({"DEBUG", "[App] operator() - Debug mode set, did not launch app host!"}));
     EXPECT_TRUE(GetChildren().empty());
 }
 
@@ -285,7 +415,7 @@ TEST_F(ProgramDebugMode, LaunchUnderWayWhenTheProgramExitsStartsNothing) {
     EXPECT_EQ(sut_->Exit(), Exited);
 
     EXPECT_TRUE(HasLine(Done));
-    EXPECT_TRUE(HasLine("LaunchManagedApp - Interruption signaled."));
+    EXPECT_TRUE(HasWholeLine({"INFO", "LaunchManagedApp - Interruption signaled."}));
     EXPECT_TRUE(GetChildren().empty());
 }
 

@@ -137,24 +137,28 @@ TEST_P(ProgramExitWithAThrowingStep, GoesOn) {
 
 INSTANTIATE_TEST_SUITE_P(
     Steps, ProgramExitWithAThrowingStep,
-    testing::Values(
-        ThrowingStep{"Unloaded",
-                     "configurationUnloaded",
-                     false,
-                     false,
-                     {{"ERROR",
-                       "[App] IndicateLoadState - Error sending configurationUnloaded to devicestack! on "
-                       "fire"}}},
-        ThrowingStep{
-            "KnxCommunicationOff", "3.1:3", false, false, {{"ERROR", "[App] Exit - Unexpected failure: on fire"}}},
-        ThrowingStep{"Join",
-                     "",
-                     true,
-                     false,
-                     {{"ERROR", "[App] StopInitThread - Unexpected failure: on fire"},
-                      {"WARN", "[App] Exit - Failed to stop init thread."}}},
-        ThrowingStep{"Reset", "enabled", false, false, {{"ERROR", "[App] Exit - Unexpected failure: on fire"}}},
-        ThrowingStep{"Release", "", false, true, {{"ERROR", "[App] Exit - Unexpected failure: on fire"}}}),
+    testing::Values(ThrowingStep{"Unloaded",
+                                 "configurationUnloaded",
+                                 false,
+                                 false,
+                                 {{"ERROR",
+                                   "[App] IndicateLoadState - Error sending configurationUnloaded to devicestack! on "
+                                   "fire"}}},
+                    ThrowingStep{"KnxCommunicationOff",
+                                 "3.1:3",
+                                 false,
+                                 false,
+                                 {{"ERROR", "[App] Exit - Unexpected failure: on fire"},
+                                  {"ERROR", "[App] Exit - Failed to signal disabled KNX communication"}}},
+                    ThrowingStep{"Join",
+                                 "",
+                                 true,
+                                 false,
+                                 {{"ERROR", "[App] StopInitThread - Unexpected failure: on fire"},
+                                  {"WARN", "[App] Exit - Failed to stop init thread."}}},
+                    ThrowingStep{
+                        "Reset", "enabled", false, false, {{"ERROR", "[App] Exit - Unexpected failure: on fire"}}},
+                    ThrowingStep{"Release", "", false, true, {{"ERROR", "[App] Exit - Unexpected failure: on fire"}}}),
     [](const auto& instance) { return instance.param.name; });
 
 /// The step that ends the process throws: the gate after the join ends it.

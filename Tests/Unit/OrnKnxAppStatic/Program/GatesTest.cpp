@@ -118,7 +118,7 @@ TEST_F(ProgramGates, AppHostOfADeletedProgramIsKilled) {
     sut_.reset();
 
     EXPECT_TRUE(GetChildren().empty());
-    EXPECT_EQ(TakeHostLines(), LinesOfAKill + Lines(2, {"DEBUG", "Terminate - Stopping all ticker threads."}));
+    EXPECT_EQ(TakeHostLines(), LinesOfAKill + Lines({{"DEBUG", "Terminate - Stopping all ticker threads."}}));
 }
 
 TEST_F(ProgramGates, AppHostOfADeletedProgramIsKilledWhileItsCycleStillWaits) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <boost/chrono/duration.hpp>
 #include <functional>
 
@@ -24,6 +25,7 @@ public:
     }
     void WaitUntil(boost::condition_variable& condition, boost::unique_lock<boost::mutex>& lock,
                    TimePoint deadline) override {
+        cycleWait = (deadline - Now()).count();
         time_.WaitUntil(condition, lock, deadline);
     }
     bool Join(boost::thread& thread, Duration duration) override {
@@ -40,7 +42,8 @@ public:
     std::function<void()> onJoin = [] {};
     boost::chrono::milliseconds joinLimit{10000};
 
-    Duration joinDuration{};  ///< of the latest join, as it was asked for
+    Duration joinDuration{};                  ///< of the latest join, as it was asked for
+    std::atomic<Duration::rep> cycleWait{0};  ///< what was left of the latest wait of a cycle or ticker when it began
 
 private:
     const boost::thread::id host_ = boost::this_thread::get_id();

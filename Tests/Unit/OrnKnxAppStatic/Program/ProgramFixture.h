@@ -112,6 +112,11 @@ protected:
             return line.text.find(text) != std::string::npos;
         });
     }
+    /// This line, with its level.
+    bool HasWholeLine(const TestSupport::LogLine& line) const {
+        const auto lines = log_.GetLines();
+        return std::find(lines.begin(), lines.end(), line) != lines.end();
+    }
     /// A line that contains `text`; false when there is none within 10 s.
     bool WaitForLine(const std::string& text) const {
         return WaitUntil([this, &text] { return HasLine(text); });
@@ -130,6 +135,14 @@ protected:
             CutCallStack(line);
         }
         return lines;
+    }
+
+    /// An error without a prefix ends in " [", the call stack and "]".
+    static void CutCallStack(TestSupport::LogLine& line) {
+        const auto begin = line.text.find(" [");
+        if ((line.level == "ERROR" || line.level == "FATAL") && line.text.front() != '[' && line.text.back() == ']') {
+            line.text.replace(begin, std::string::npos, " [CALL STACK]");
+        }
     }
 
     /// Whether the reset timer refuses to be armed.
@@ -153,15 +166,6 @@ protected:
     TestSupport::ScriptedDeviceStack deviceStack_;
     HookedClient client_{deviceStack_};
     std::unique_ptr<Zandrel::OrnKnxAppPrg> sut_;
-
-private:
-    /// An error without a prefix ends in " [", the call stack and "]".
-    static void CutCallStack(TestSupport::LogLine& line) {
-        const auto begin = line.text.find(" [");
-        if ((line.level == "ERROR" || line.level == "FATAL") && line.text.front() != '[' && line.text.back() == ']') {
-            line.text.replace(begin, std::string::npos, " [CALL STACK]");
-        }
-    }
 };
 
 /// What `Stop` logs of an app that reports "Stopped" and whose process is killed after that.

@@ -1,4 +1,6 @@
 #include <optional>
+#include <ostream>
+#include <stdexcept>
 
 #include "ProgramFixture.h"
 #include "ThreadShortage.h"
@@ -115,6 +117,74 @@ TEST_F(ProgramRestart, InitWithoutThreadsFails) {
                            {"INFO", "ConnectDeviceStack - Registering OrnKnxAppPrg as devicestack client..."},
                            {"ERROR", "Init - StartInitThread() failed. [CALL STACK]"}}));
 }
+
+/// A step of a restart that throws, and what comes of it.
+struct ThrowingStep {
+    const char* name;
+    const char* request;  ///< whose sending throws; empty: the join does
+    int result;
+    Lines lines;
+};
+
+std::ostream& operator<<(std::ostream& stream, const ThrowingStep& step) {
+    return stream << step.name;
+}
+
+class ProgramRestartWithAThrowingStep : public ProgramFixture, public testing::WithParamInterface<ThrowingStep> {
+protected:
+    void Throw() {
+        const std::string request = GetParam().request;
+        if (request.empty()) {
+            clock_->onJoin = [] { throw std::runtime_error("on fire"); };
+            return;
+        }
+        client_.onSend = [request](const std::string& json) {
+            if (json.find(request) != std::string::npos) {
+                throw std::runtime_error("on fire");
+            }
+        };
+    }
+};
+
+TEST_P(ProgramRestartWithAThrowingStep, GoesThroughTheOthers) {
+    Start();
+    Unload();
+    Throw();
+
+    EXPECT_EQ(sut_->OnDeviceRestart(), GetParam().result);
+
+    EXPECT_TRUE(WaitForLine("[App] OnExpiry - DeviceResetTimer stopped."));
+    EXPECT_TRUE(HasLine("Terminate - Stopping all ticker threads."));
+    EXPECT_TRUE(HasLine("[App] OnDeviceRestart - Resetting downloaded knx configuration"));
+    EXPECT_TRUE(GetChildren().empty());
+    Lines failures;
+    for (const TestSupport::LogLine& line : TakeHostLines()) {
+        if (line.level == "ERROR" || line.level == "WARN") {
+            failures.push_back(line);
+        }
+    }
+    EXPECT_EQ(failures, GetParam().lines);
+}
+
+const TestSupport::LogLine OnFire{"ERROR", "[App] OnDeviceRestart - Unexpected failure: on fire"};
+
+INSTANTIATE_TEST_SUITE_P(
+    Steps, ProgramRestartWithAThrowingStep,
+    testing::Values(
+        ThrowingStep{"Unloaded",
+                     "configurationUnloaded",
+                     Started,
+                     {{"ERROR",
+                       "[App] IndicateLoadState - Error sending configurationUnloaded to devicestack! on "
+                       "fire"}}},
+        ThrowingStep{"KnxCommunicationOff",
+                     "3.1:3",
+                     Started,
+                     {OnFire, {"ERROR", "[App] OnDeviceRestart - Failed to signal disabled KNX communication"}}},
+        ThrowingStep{"Stop", "3.1:1", Started, {OnFire}},
+        ThrowingStep{"Join", "", Failure, {{"ERROR", "[App] StopInitThread - Unexpected failure: on fire"}}},
+        ThrowingStep{"Reset", "enabled", Started, {OnFire}}),
+    [](const auto& instance) { return instance.param.name; });
 
 /// A cycle that is inside the stack when the host no longer waits for it: no interruption reaches it there.
 class ProgramRestartOfAHeldCycle : public ProgramFixture {

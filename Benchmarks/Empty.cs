@@ -1,0 +1,6 @@
+internal static class Empty
+{
+    public static void Main()
+    {
+    }
+}

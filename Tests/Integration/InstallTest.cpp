@@ -1,0 +1,176 @@
+#include <boost/filesystem/directory.hpp>
+#include <string>
+#include <vector>
+
+#include "OrnPackageFixture.h"
+#include "VerifyAppPackage.h"
+
+namespace {
+
+using namespace OrnPackage;
+using testing::StartsWith;
+
+/// The program at a device of its own.
+class InstallTest : public OrnPackageTest {
+protected:
+    InstallTest() {
+        filesystem::create_directory(Path("root"));
+        MakeKeys();
+        Output(SignCommand());
+    }
+    Words InstallCommand() const { return {"install", App(), "--ca", Path("ca.crt"), "--root", Path("root")}; }
+    /// What the device says of its app.
+    Zandrel::VerificationResult CheckOnDevice() const {
+        return Zandrel::VerifyAppPackage(installed_ / "appfiles.xml", trusted_);
+    }
+    std::vector<std::string> GetFoldersBesideTheApp() const {
+        std::vector<std::string> names;
+        for (const auto& entry : filesystem::directory_iterator(installed_.parent_path())) {
+            names.push_back(entry.path().filename().string());
+        }
+        return names;
+    }
+
+    const filesystem::path installed_ = folder_ / "root/opt/userdata/ornApp/1";
+    const filesystem::path trusted_ = folder_ / "root/opt/ostra/etc/programmable/ca.crt";
+};
+
+TEST_F(InstallTest, PackageAndCertificateGoWhereTheDeviceLooks) {
+    EXPECT_THAT(Output(InstallCommand()), ElementsAre("Signature OK", "installed in " + installed_.string()));
+
+    EXPECT_EQ(CheckOnDevice(), Zandrel::VerificationResult::SignatureOk);
+    EXPECT_EQ(ReadFile(installed_ / "data/texts & more.txt"), "texts");
+}
+
+TEST_F(InstallTest, TakesThePlaceOfTheAppThatIsThere) {
+    filesystem::create_directories(installed_ / "data");
+    WriteFile(installed_ / "Other.dll", "another app");
+    filesystem::create_directories(trusted_.parent_path());
+    WriteFile(trusted_, "another CA");
+    filesystem::create_directories(installed_.string() + ".new");
+    WriteFile(installed_.string() + ".new/rest", "of an installation that was cut short");
+
+    Output(InstallCommand());
+
+    EXPECT_EQ(CheckOnDevice(), Zandrel::VerificationResult::SignatureOk);
+    EXPECT_THAT(GetFoldersBesideTheApp(), ElementsAre("1"));
+}
+
+TEST_F(InstallTest, PackageThatIsWrongChangesNothing) {
+    Output(InstallCommand());
+    WriteFile(folder_ / "app/MyApp.dll", "the bpp");
+
+    EXPECT_THAT(Errors(1, InstallCommand()),
+                ElementsAre("The SHA256 sum does not match: " + Path("app/MyApp.dll"), "The application is corrupt"));
+
+    EXPECT_EQ(CheckOnDevice(), Zandrel::VerificationResult::SignatureOk);
+    EXPECT_EQ(ReadFile(installed_ / "MyApp.dll"), "the app");
+}
+
+TEST_F(InstallTest, DeviceThatIsNotThereIsNamed) {
+    filesystem::remove(Path("root"));
+    EXPECT_EQ(Error(3, InstallCommand()),
+              "ornpackage: " + Path("root") + " is no directory: --root names the root folder of a local device");
+}
+
+TEST_F(InstallTest, DeviceThatCannotBeWrittenIsNamed) {
+    WriteFile(Path("root/opt"), "no folder");
+    const Outcome outcome = Run(InstallCommand());
+    EXPECT_EQ(outcome.status, ExitStatus::Exited(3));
+    ASSERT_THAT(outcome.error, SizeIs(1));
+    EXPECT_THAT(outcome.error.front(), StartsWith("ornpackage: cannot write " + installed_.string() + ".new: "));
+}
+
+/// What a build does with its sample app.
+class SampleTest : public InstallTest {
+protected:
+    Words Build() const {
+        ChildProcess script(ORN_INSTALL_SAMPLE,
+                            {ORN_PACKAGE_PROGRAM, App(), Path("ca.crt"), Path("root"), Path("record")});
+        EXPECT_EQ(script.WaitForExit(), ExitStatus::Exited(0));
+        EXPECT_THAT(script.GetErrorLines(), IsEmpty());
+        return script.GetOutputLines();
+    }
+    /// The sample app is another one from now on.
+    void ChangeSample() const {
+        WriteFile(Path("app/MyApp.dll"), "the new app");
+        Output(SignCommand());
+    }
+    void ExpectLeftAsItIs() const {
+        EXPECT_THAT(Build(), ElementsAre("Left as they are: " + installed_.string() + " and " + trusted_.string() +
+                                             " are not this build's any more.",
+                                         "To have its sample app back: " ORN_PACKAGE_PROGRAM " install " + App() +
+                                             " --ca " + Path("ca.crt")));
+    }
+    /// An app of a developer with a CA of his own, put there by hand.
+    void InstallByHand() const {
+        Output({"keygen", Path("own"), "--type", "ecdsa"});
+        filesystem::create_directory(Path("mine"));
+        WriteFile(Path("mine/Mine.dll"), "mine");
+        Output({"sign", Path("mine"), "--key", Path("own/developer.key"), "--certificate", Path("own/developer.crt"),
+                "--ca", Path("own/ca.crt")});
+        filesystem::remove_all(installed_);
+        filesystem::copy_directory(Path("mine"), installed_);
+        for (const char* const name : {"Mine.dll", "appfiles.xml", "appfiles.xml.SHA256.sig", "sdk.crt"}) {
+            filesystem::copy_file(Path("mine") / filesystem::path(name), installed_ / name);
+        }
+        WriteFile(trusted_, ReadFile(Path("own/ca.crt")));
+    }
+};
+
+TEST_F(SampleTest, IsInstalledOnceAndBroughtUpToDate) {
+    EXPECT_THAT(Build(), ElementsAre("Signature OK", "installed in " + installed_.string()));
+    EXPECT_THAT(Build(), IsEmpty());
+
+    ChangeSample();
+    Build();
+
+    EXPECT_EQ(ReadFile(installed_ / "MyApp.dll"), "the new app");
+    EXPECT_EQ(CheckOnDevice(), Zandrel::VerificationResult::SignatureOk);
+}
+
+TEST_F(SampleTest, AppAndCaThatWereInstalledByHandStay) {
+    Build();
+    InstallByHand();
+    ChangeSample();
+
+    ExpectLeftAsItIs();
+
+    EXPECT_EQ(ReadFile(installed_ / "Mine.dll"), "mine");
+    EXPECT_EQ(ReadFile(trusted_), ReadFile(Path("own/ca.crt")));
+    EXPECT_EQ(CheckOnDevice(), Zandrel::VerificationResult::SignatureOk);
+}
+
+TEST_F(SampleTest, FileThatWasChangedOrAddedByHandStays) {
+    Build();
+    WriteFile(installed_ / "Mine.dll", "mine");
+    ExpectLeftAsItIs();
+    EXPECT_EQ(ReadFile(installed_ / "Mine.dll"), "mine");
+    filesystem::remove(installed_ / "Mine.dll");
+    WriteFile(installed_ / "MyApp.dll", "the bpp");
+
+    ExpectLeftAsItIs();
+
+    EXPECT_EQ(ReadFile(installed_ / "MyApp.dll"), "the bpp");
+}
+
+TEST_F(SampleTest, CaThatWasInstalledByHandStays) {
+    filesystem::create_directories(trusted_.parent_path());
+    WriteFile(trusted_, "another CA");
+
+    ExpectLeftAsItIs();
+
+    EXPECT_EQ(ReadFile(trusted_), "another CA");
+    EXPECT_FALSE(filesystem::exists(installed_));
+}
+
+TEST_F(SampleTest, TakesTheEmptyPlaceAgain) {
+    Build();
+    filesystem::remove_all(Path("root/opt"));
+
+    Build();
+
+    EXPECT_EQ(CheckOnDevice(), Zandrel::VerificationResult::SignatureOk);
+}
+
+}  // namespace

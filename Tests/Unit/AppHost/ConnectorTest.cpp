@@ -1,0 +1,94 @@
+#include "Connector.h"
+
+#include <gmock/gmock.h>
+
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/thread/condition_variable.hpp>
+#include <boost/thread/lock_types.hpp>
+#include <boost/thread/mutex.hpp>
+
+#include "TemporaryFolder.h"
+
+namespace {
+
+using LocalDevice::Connector;
+using testing::ElementsAre;
+using Stream = boost::asio::ip::tcp::iostream;
+using Texts = std::vector<std::string>;
+
+/// A host without parameters and values that notes what it is told.
+class NotingHost : public orn_host {
+public:
+    NotingHost() : orn_host{} {
+        interface_version = ORN_APP_INTERFACE_VERSION;
+        ip_parameter = [](const orn_host*, std::uint16_t) { return "0.0.0.0"; };
+        number_parameter = [](const orn_host*, std::uint16_t, std::uint32_t*) { return ORN_OK; };
+        text_parameter = [](const orn_host*, std::uint16_t) { return ""; };
+        get_value = [](const orn_host*, std::uint16_t, orn_value*) { return ORN_NO_VALUE; };
+        on_value = [](const orn_host*, std::uint16_t, orn_value_handler, void*) { return ORN_OK; };
+        on_communication = [](const orn_host*, orn_communication_handler, void*) { return ORN_OK; };
+        log = [](const orn_host* host, orn_log_level, const char* text) { Note(host, text); };
+        set_running = [](const orn_host* host, bool running) { Note(host, running ? "running" : "not running"); };
+    }
+
+    /// Waits until so much was told, and forgets it.
+    Texts Take(std::size_t count) const {
+        boost::unique_lock<boost::mutex> lock(mutex_);
+        changed_.wait_for(lock, boost::chrono::seconds(20), [this, count] { return texts_.size() >= count; });
+        return std::exchange(texts_, {});
+    }
+
+private:
+    static void Note(const orn_host* host, const std::string& text) {
+        const auto& self = *static_cast<const NotingHost*>(host);
+        const boost::lock_guard<boost::mutex> lock(self.mutex_);
+        self.texts_.push_back(text);
+        self.changed_.notify_all();
+    }
+
+    // The app sees its host as constant.
+    mutable boost::mutex mutex_;  ///< guards what follows
+    mutable boost::condition_variable changed_;
+    mutable Texts texts_;
+};
+
+/// A connector whose host, the test, has greeted.
+class ConnectorTest : public testing::Test {
+protected:
+    ConnectorTest() : stream_("127.0.0.1", std::to_string(sut_.GetPort())) {
+        stream_.expires_after(std::chrono::seconds(20));
+        EXPECT_THAT(host_.Take(1), ElementsAre("not running"));
+        stream_ << "orn-connector 1\n" << std::flush;
+        for (std::string line; line != "start" && std::getline(stream_, line);) {
+        }
+    }
+
+    TestSupport::TemporaryFolder folder_;
+    NotingHost host_;
+    const Connector::Durations durations_;
+    Connector sut_{host_, folder_.At("port"), durations_};
+    Stream stream_;
+};
+
+TEST_F(ConnectorTest, HostThatFallsSilentIsNoticedWithinTwoSeconds) {
+    int pings = 0;
+    for (std::string line; std::getline(stream_, line);) {
+        pings += line == "ping" ? 1 : 0;
+    }
+
+    // Before one more ping was due: by its own clock, however busy the machine is.
+    EXPECT_GT(pings, 0);
+    EXPECT_LE((pings + 1) * durations_.ping, std::chrono::seconds(2));
+    EXPECT_THAT(host_.Take(2), ElementsAre("not running", "The connector host does not answer"));
+}
+
+TEST_F(ConnectorTest, HostThatIsDisconnectedIsNoticedAtOnce) {
+    stream_ << "running\n" << std::flush;
+    EXPECT_THAT(host_.Take(1), ElementsAre("running"));
+
+    stream_.close();
+
+    EXPECT_THAT(host_.Take(2), ElementsAre("not running", "The connection to the connector host is lost"));
+}
+
+}  // namespace

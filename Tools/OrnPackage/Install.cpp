@@ -1,0 +1,116 @@
+#include "Install.h"
+
+#include <boost/filesystem/operations.hpp>
+#include <iostream>
+#include <optional>
+#include <string>
+
+#include "PackageContent.h"
+#include "PackageError.h"
+#include "PackageFiles.h"
+#include "PemFiles.h"
+#include "RegularFile.h"
+#include "Verify.h"
+
+namespace LocalDevice {
+
+namespace {
+
+namespace filesystem = boost::filesystem;
+namespace PackageFiles = Zandrel::PackageFiles;
+using boost::system::error_code;
+
+// On the device
+constexpr const char* AppDirectory = "opt/userdata/ornApp/1";
+constexpr const char* CaCertificate = "opt/ostra/etc/programmable/ca.crt";
+
+void Check(const error_code& error, const filesystem::path& path) {
+    if (error) {
+        throw Unexpected("cannot write " + path.string() + ": " + error.message());
+    }
+}
+
+/// The folder of the device that belongs to this program's own build.
+filesystem::path GetOwnRoot() {
+    return filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / "root";
+}
+
+std::string ReadCaCertificate(const filesystem::path& file) {
+    std::optional<std::string> pem =
+        Zandrel::ReadWholeFile(file, Zandrel::RegularFile::Links::Followed, PackageFiles::CertificateLimit);
+    if (!pem) {
+        throw Unexpected("cannot read " + file.string());
+    }
+    return *pem;
+}
+
+void CopyFile(const std::string& name, const filesystem::path& from, const filesystem::path& to) {
+    error_code error;
+    filesystem::create_directories((to / name).parent_path(), error);
+    Check(error, (to / name).parent_path());
+    filesystem::copy_file(from / name, to / name, error);
+    Check(error, to / name);
+}
+
+/// A fresh directory `to` with the files of the package.
+void CopyPackage(const filesystem::path& from, const filesystem::path& to) {
+    error_code error;
+    filesystem::remove_all(to, error);
+    Check(error, to);
+    filesystem::create_directories(to, error);
+    Check(error, to);
+    for (const std::string& name : CollectContent(from).names) {
+        CopyFile(name, from, to);
+    }
+    for (const char* const name : PackageFiles::All) {
+        CopyFile(name, from, to);
+    }
+}
+
+/// Lets `draft` take the place of `directory`, which is there as a whole, the old one or the new one.
+void Replace(const filesystem::path& directory, const filesystem::path& draft) {
+    const filesystem::path old = directory.string() + ".old";
+    error_code error;
+    filesystem::remove_all(old, error);
+    Check(error, old);
+    if (filesystem::symlink_status(directory, error).type() != filesystem::file_not_found) {
+        filesystem::rename(directory, old, error);
+        Check(error, directory);
+    }
+    filesystem::rename(draft, directory, error);
+    if (error) {
+        error_code ignored;  // the first error is the one to tell
+        filesystem::rename(old, directory, ignored);
+    }
+    Check(error, directory);
+    filesystem::remove_all(old, error);
+    Check(error, old);
+}
+
+}  // namespace
+
+Zandrel::VerificationResult RunInstall(const PackageOptions& options) {
+    const filesystem::path root = options.root.empty() ? GetOwnRoot() : options.root;
+    if (!filesystem::is_directory(root)) {
+        throw Unexpected(root.string() + " is no directory: --root names the root folder of a local device");
+    }
+    const Zandrel::VerificationResult result = RunVerify(options);
+    if (result != Zandrel::VerificationResult::SignatureOk) {
+        return result;
+    }
+    const std::string ca = ReadCaCertificate(options.ca);
+    const filesystem::path app = root / AppDirectory;
+    const filesystem::path draft = app.string() + ".new";
+    CopyPackage(options.directory, draft);
+    Replace(app, draft);
+
+    const filesystem::path trusted = root / CaCertificate;
+    error_code error;
+    filesystem::create_directories(trusted.parent_path(), error);
+    Check(error, trusted.parent_path());
+    ReplaceFile(trusted, ca);
+    std::cout << "installed in " << app.string() << '\n';
+    return result;
+}
+
+}  // namespace LocalDevice
