@@ -27,7 +27,8 @@ void CopyTree(const fs::path& from, const fs::path& to) {
 }  // namespace
 
 bool OwnAppFolder::IsPossible() {
-    std::vector<std::string> command = OwnAppFolder().GetRunner();
+    const OwnAppFolder folder;
+    std::vector<std::string> command = folder.GetRunner();
     const std::string program = command.front();
     command.erase(command.begin());
     command.emplace_back("/bin/true");

@@ -39,7 +39,8 @@ protected:
         std::vector<pid_t> found;
         for (const pid_t child : TestSupport::GetChildren(host_.GetProcess().GetPid())) {
             fs::ifstream file("/proc/" + std::to_string(child) + "/cmdline");
-            std::string line(std::istreambuf_iterator<char>(file), {});
+            std::string line;
+            std::getline(file, line);  // throws nothing where the process goes now
             if (line.find(text) != std::string::npos) {
                 found.push_back(child);
             }

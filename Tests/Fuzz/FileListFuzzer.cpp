@@ -1,6 +1,6 @@
 /// The file list of an app package: parsed or refused; what it names lies in the app directory, under one name only.
 
-#include <boost/filesystem/path.hpp>
+#include <boost/filesystem/operations.hpp>
 #include <map>
 
 #include "AdditionalFiles.h"
@@ -26,6 +26,7 @@ const std::map<std::string, std::string>& GetFiles() {
 struct AppDirectory {
     AppDirectory() {
         for (const auto& [name, content] : GetFiles()) {
+            boost::filesystem::create_directories((folder.GetPath() / name).parent_path());
             folder.Write(name, content);
         }
     }

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <boost/filesystem/fstream.hpp>
 #include <boost/filesystem/operations.hpp>
-#include <iterator>
 #include <sstream>
 #include <string>
 
@@ -22,7 +21,9 @@ struct Relations {
 /// the process is gone.
 Relations GetRelations(const fs::path& process) {
     fs::ifstream file(process / "stat");
-    const std::string text(std::istreambuf_iterator<char>(file), {});
+    std::string text;
+    std::getline(file, text,
+                 '\0');  // all of it; unlike a stream's iterator it throws nothing where the process goes now
     const auto nameEnd = text.rfind(')');
     Relations relations;
     if (nameEnd != std::string::npos) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <poll.h>
 
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/io_context.hpp>
@@ -27,8 +28,14 @@ public:
         acceptor_->listen(backlog);
     }
 
-    /// Everything that the next client sends before it closes the connection.
+    /// Everything that the next client sends before it closes the connection; a failure where none comes.
     std::string Receive() {
+        constexpr int PatienceMs = 30'000;
+        pollfd client{acceptor_->native_handle(), POLLIN, 0};
+        if (poll(&client, 1, PatienceMs) != 1) {
+            ADD_FAILURE() << "nobody connects";
+            return {};
+        }
         Protocol::socket socket(context_);
         acceptor_->accept(socket);
         std::string text;

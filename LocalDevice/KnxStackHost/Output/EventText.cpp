@@ -135,7 +135,7 @@ std::string FormatEvent(const HostEvent& event, bool isColoured) {
 std::string CompactLogText(int level, const std::string& line) {
     constexpr const char* Separator = " - ";
     const bool hasPrefix = !line.empty() && line.front() == '[';
-    const auto separator = line.find(Separator);
+    const auto separator = line.find(Separator, hasPrefix ? line.find("] ") : 0);
     if (separator == std::string::npos) {
         return line;
     }

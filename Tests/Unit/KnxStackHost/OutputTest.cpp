@@ -108,6 +108,8 @@ TEST(EventTextTest, ALogLineLosesPrefixFunctionAndCallStack) {
     constexpr int Info = log4cplus::INFO_LOG_LEVEL;
     constexpr int Error = log4cplus::ERROR_LOG_LEVEL;
     EXPECT_EQ(CompactLogText(Info, "[App] Init - text - with dash"), "text - with dash");
+    EXPECT_EQ(CompactLogText(Info, "[My - App] Init - text"), "text");
+    EXPECT_EQ(CompactLogText(Info, "[no end - text"), "[no end - text");
     EXPECT_EQ(CompactLogText(Info, "Init - text [kept]"), "text [kept]");
     EXPECT_EQ(CompactLogText(Error, "Init - text [frame1, frame2 [clone]]"), "text");
     EXPECT_EQ(CompactLogText(Error, "[App] Init - text [kept]"), "text [kept]");

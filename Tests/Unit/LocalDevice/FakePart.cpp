@@ -43,6 +43,9 @@ public:
         }
         const char* const deviceStack = std::getenv("ORN_DEVICE_STACK");
         line += deviceStack == nullptr ? "" : std::string(" at ") + deviceStack;
+        if (manner_ == "stubborn") {
+            std::signal(SIGTERM, SIG_IGN);
+        }
         Note(line);
         if (manner_ == "log-and-fail") {
             std::ofstream(Option("--log")) << "a line\n";
@@ -93,9 +96,6 @@ private:
                     AskForRestart();
                 }
             });
-        }
-        if (manner_ == "stubborn") {
-            std::signal(SIGTERM, SIG_IGN);
         }
         int result = 0;
         Protocol::socket launcher(io_);

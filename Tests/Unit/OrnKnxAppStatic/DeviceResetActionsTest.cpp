@@ -15,13 +15,13 @@ class DeviceResetActions : public testing::Test {
 protected:
     TestSupport::GlobalLogCapture log_;
     TestSupport::SupervisorSocket supervisor_;
+    const AppSideTools::EnvironmentVariable variable_{"ORN_SUPERVISOR", supervisor_.GetPath().c_str()};
     Zandrel::AppHostProcessControl processControl_{log_.GetLogger(), std::make_shared<Zandrel::Clock>()};
     const Zandrel::DeviceResetTimer::Actions sut_ = Zandrel::MakeDeviceResetActions(processControl_);
 };
 
 TEST_F(DeviceResetActions, RestartIsAskedOfTheSupervisorAndKeepsTheSettings) {
     supervisor_.Listen();
-    const AppSideTools::EnvironmentVariable variable("ORN_SUPERVISOR", supervisor_.GetPath().c_str());
 
     sut_.restart();
 
