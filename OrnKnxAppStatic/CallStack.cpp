@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <boost/core/demangle.hpp>
+#include <cstdint>
 #include <cstdlib>
 #include <memory>
 #include <string_view>
@@ -25,6 +26,13 @@ std::string FunctionOfFrame(std::string_view frame) {
     return boost::core::demangle(std::string(frame.substr(open + 1, plus - open - 1)).c_str());
 }
 
+/// Whether both are the address of one instruction. On ARM the lowest bit of a return address may mark Thumb code;
+/// backtrace() leaves that mark out.
+bool IsSameInstruction(const void* a, const void* b) {
+    constexpr std::uintptr_t Mark = 1;
+    return (reinterpret_cast<std::uintptr_t>(a) | Mark) == (reinterpret_cast<std::uintptr_t>(b) | Mark);
+}
+
 }  // namespace
 
 // Not inlined: its return address marks the frame of the one that captures, which a hidden function's name cannot.
@@ -35,8 +43,9 @@ std::string FunctionOfFrame(std::string_view frame) {
     if (frames == nullptr) {
         return {};
     }
-    const auto* const capturing = std::find(addresses.begin(), addresses.begin() + count,
-                                            __builtin_extract_return_addr(__builtin_return_address(0)));
+    const void* const own = __builtin_extract_return_addr(__builtin_return_address(0));
+    const auto* const capturing = std::find_if(addresses.begin(), addresses.begin() + count,
+                                               [own](const void* address) { return IsSameInstruction(address, own); });
     std::string callStack;
     for (auto i = capturing - addresses.begin() + 1; i < count; ++i) {
         const std::string function = FunctionOfFrame(frames.get()[i]);

@@ -3,12 +3,27 @@
 #include <boost/thread/exceptions.hpp>
 #include <boost/thread/lock_guard.hpp>
 #include <boost/thread/lock_types.hpp>
+#include <cstddef>
 #include <utility>
 
 #include "ContainExceptions.h"
 #include "Orn/Logging.h"
 
 namespace Zandrel {
+
+namespace {
+
+/// In bytes. A ticker needs little, and every object may have one: the usual 8 MB each would not fit into the addresses
+/// of a 32-bit processor.
+constexpr std::size_t StackSize = 256 * std::size_t{1024};
+
+boost::thread::attributes WithStackSize(std::size_t size) {
+    boost::thread::attributes attributes;
+    attributes.set_stack_size(size);
+    return attributes;
+}
+
+}  // namespace
 
 Clock::Duration GetTickPeriod(unsigned speed, unsigned wrapping, Clock::Duration timeBase) noexcept {
     const bool pages = wrapping == DisplayTextWrapping::Pages;
@@ -42,7 +57,8 @@ bool ThreadParameter::Run() {
         ShowLocked();
     }
     try {
-        thread_ = boost::thread([this] {
+        const boost::thread::attributes attributes = WithStackSize(StackSize);
+        thread_ = boost::thread(attributes, [this] {
             ContainExceptions(context_.logger, "Tick", [this] {
                 Tick();
                 return true;

@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <boost/filesystem/operations.hpp>
 #include <csignal>
 #include <fstream>
 #include <iterator>
+#include <string>
 
 #include "Children.h"
 #include "LocalDevice.h"
@@ -102,8 +102,9 @@ TEST(Supervision, SilentAppHostMakesTheSupervisorRestartTheDeviceOnce) {
 /// The child of a running launcher that runs `program`; 0 where there is none.
 pid_t FindPart(const ChildProcess& launcher, const std::string& program) {
     for (const pid_t part : TestSupport::GetChildren(launcher.GetPid())) {
-        boost::system::error_code gone;
-        if (boost::filesystem::read_symlink("/proc/" + std::to_string(part) + "/exe", gone) == program) {
+        std::ifstream file("/proc/" + std::to_string(part) + "/cmdline");
+        const std::string commandLine(std::istreambuf_iterator<char>(file), {});
+        if (commandLine.find(program) != std::string::npos) {
             return part;
         }
     }

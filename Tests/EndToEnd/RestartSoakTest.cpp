@@ -30,10 +30,13 @@ constexpr const char* ScrollingText = "1/0/4";
 /// After these the program has touched about all that it ever does.
 constexpr unsigned long WarmUpRestarts = 5;
 
-/// What the warm-up leaves to be touched, and fragmentation. A sanitizer remembers every thread that ever ran.
+/// What the warm-up leaves to be touched, and fragmentation. A sanitizer remembers every thread that ever ran, an
+/// emulator all code that it has translated.
 std::size_t GetAllowedGrowthKiB([[maybe_unused]] unsigned long restarts) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
     return 16384 + restarts * 16;
+#elif defined(ORN_EMULATED)
+    return 65536;
 #else
     return 4096;
 #endif

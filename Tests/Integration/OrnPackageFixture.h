@@ -21,6 +21,9 @@ using TestSupport::ReadFile;
 using TestSupport::WriteFile;
 using Words = std::vector<std::string>;
 
+/// An RSA key takes long under an emulator.
+constexpr ChildProcess::Milliseconds RunLimit{100000};
+
 /// The program in a temporary folder, with an app that is not signed yet.
 class OrnPackageTest : public testing::Test {
 protected:
@@ -45,7 +48,7 @@ protected:
 
     static Outcome Run(const Words& arguments) {
         ChildProcess program(ORN_PACKAGE_PROGRAM, arguments);
-        const auto status = program.WaitForExit();
+        const auto status = program.WaitForExit(RunLimit);
         return {status.value_or(ExitStatus()), program.GetOutputLines(), program.GetErrorLines()};
     }
     /// The output of a call that must succeed.

@@ -43,7 +43,7 @@ TEST_F(OrnPackageTest, FilesOfTheWorkingDirectoryAreTheDefault) {
         Words words{"-C", folder_.string(), ORN_PACKAGE_PROGRAM};
         words.insert(words.end(), arguments.begin(), arguments.end());
         ChildProcess program("/usr/bin/env", words);
-        EXPECT_EQ(program.WaitForExit().value_or(ExitStatus()), ExitStatus::Exited(0));
+        EXPECT_EQ(program.WaitForExit(RunLimit).value_or(ExitStatus()), ExitStatus::Exited(0));
         EXPECT_THAT(program.GetErrorLines(), IsEmpty());
         return program.GetOutputLines();
     };

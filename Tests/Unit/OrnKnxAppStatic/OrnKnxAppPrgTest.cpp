@@ -90,6 +90,8 @@ TEST_F(OrnKnxAppPrg, InitFailsWithoutADeviceStack) {
 }
 
 TEST_F(OrnKnxAppPrg, CycleOfAnUnloadedApplicationEndsWithoutTouchingTheDeviceStack) {
+    // No cycle comes to know the logical device: a restart would reset its configuration.
+    deviceStack_.Accept("GetDeviceConfig", R"({"deviceConfig":{"ipc":{"KnxSerialNumber1":"000000000000"}}})");
     EXPECT_EQ(sut_->Init(stack_), Started);
     stack_.Properties().WriteLoadEvent(4);
     ASSERT_EQ(sut_->OnDeviceRestart(), Started);
@@ -98,6 +100,7 @@ TEST_F(OrnKnxAppPrg, CycleOfAnUnloadedApplicationEndsWithoutTouchingTheDeviceSta
     EXPECT_TRUE(WaitForLine(
         "INFO", "operator() - Init thread aborted because app prg interface object is currently unloaded."));
     EXPECT_EQ(sut_->Exit(), Exited);
+    EXPECT_EQ(CountRequests("GetDeviceConfig"), 0);
     EXPECT_EQ(CountRequests("SetConfiguration"), 0);
 }
 

@@ -353,7 +353,7 @@ TEST(DataPointTypes, keepRandomTextsAndNumbers) {
         ASSERT_EQ(FateOf(Dpt(29, 10), BigEndian(number, 8)), Fate::Canonical) << number;
         ASSERT_EQ(FateOf(Dpt(27, 1), BigEndian(number, 4)), Fate::Canonical) << number;
         ASSERT_EQ(FateOf(Dpt(232, 600), BigEndian(number, 3)), Fate::Canonical) << number;
-        Bytes text(random() % 30);
+        Bytes text(static_cast<std::size_t>(random() % 30));
         for (auto& byte : text) {
             byte = static_cast<std::uint8_t>(random());
         }
@@ -376,7 +376,7 @@ TEST(DataPointTypes, surviveTextsOfAnyKind) {
                 if (random() % 2 == 0 && static_cast<std::size_t>(place) < text.size()) {
                     text.erase(text.begin() + place);
                 } else {
-                    text.insert(text.begin() + place, alphabet[random() % alphabet.size()]);
+                    text.insert(text.begin() + place, alphabet[static_cast<std::size_t>(random() % alphabet.size())]);
                 }
             }
             if (const auto bytes = Encode(Dpt(number, 1), Text(text))) {

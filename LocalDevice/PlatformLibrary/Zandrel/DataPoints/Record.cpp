@@ -51,7 +51,7 @@ std::string FractionText(const RecordField& field, std::uint64_t code) {
 }
 
 std::optional<std::string> WordText(const RecordField& field, std::uint64_t code) {
-    const char* const word = code < field.words.size() ? field.words.at(code) : nullptr;
+    const char* const word = code < field.words.size() ? field.words.at(static_cast<std::size_t>(code)) : nullptr;
     return word == nullptr ? std::nullopt : std::optional<std::string>(word);
 }
 

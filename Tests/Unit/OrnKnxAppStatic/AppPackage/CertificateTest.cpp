@@ -174,8 +174,16 @@ TEST_F(CertificateTest, DateIsTheLocalOne) {
     }
 }
 
+// Where the sizes of time_t differ between this code and libcrypto, another date arrives there.
+TEST_F(CertificateTest, DateArrivesInLibcryptoAsItIs) {
+    SetTimeZone("UTC0");
+    sut_.Seal();
+    ExpectOk();
+    EXPECT_EQ(OpenSslFaults::checkTime, 2051222400) << "1 January 2035, 00:00:00";
+}
+
 TEST_F(CertificateTest, ClockOfTheDevicePlaysNoPart) {
-    for (const std::time_t now : {std::time_t{1}, std::time_t{2524608000}}) {  // 1970 and 2050
+    for (const std::time_t now : {std::time_t{1}, std::time_t{2145916800}}) {  // 1970 and 2038
         OpenSslFaults::clock = now;
         ASSERT_EQ(std::time(nullptr), now);
         sut_.Seal();

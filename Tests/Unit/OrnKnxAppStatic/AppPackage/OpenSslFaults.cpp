@@ -37,6 +37,12 @@ int X509_STORE_CTX_init(X509_STORE_CTX* context, X509_STORE* store, X509* certif
     return OpenSslFaults::initContext.exchange(false) ? 0 : next(context, store, certificate, chain);
 }
 
+int X509_verify_cert(X509_STORE_CTX* context) {
+    static const auto next = Next<int(X509_STORE_CTX*)>("X509_verify_cert");
+    OpenSslFaults::checkTime = X509_VERIFY_PARAM_get_time(X509_STORE_CTX_get0_param(context));
+    return next(context);
+}
+
 EVP_MD* EVP_MD_fetch(OSSL_LIB_CTX* library, const char* algorithm, const char* properties) {
     static const auto next = Next<EVP_MD*(OSSL_LIB_CTX*, const char*, const char*)>("EVP_MD_fetch");
     return OpenSslFaults::fetchDigest.exchange(false) ? nullptr : next(library, algorithm, properties);

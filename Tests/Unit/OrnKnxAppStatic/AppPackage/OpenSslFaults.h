@@ -3,7 +3,7 @@
 #include <atomic>
 #include <ctime>
 
-/// Makes functions of OpenSSL fail, and the clock stand still, in the program that links it.
+/// Makes functions of OpenSSL fail, and the clock stand still, in the program that links it. Shows what arrives there.
 namespace OpenSslFaults {
 
 /// Each makes the next call fail, and is off again after it.
@@ -20,5 +20,8 @@ inline std::atomic<int> newDigestContext{0};
 
 /// What the clock shows; 0: the real time.
 inline std::atomic<std::time_t> clock{0};
+
+/// The time of the last chain check, as libcrypto has it.
+inline std::atomic<std::time_t> checkTime{0};
 
 }  // namespace OpenSslFaults
