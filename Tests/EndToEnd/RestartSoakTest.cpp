@@ -78,6 +78,13 @@ TestSupport::ChildProcess::Environment WithoutQuarantine() {
     return {{"ASAN_OPTIONS", (options == nullptr ? "" : options + std::string(":")) + "quarantine_size_mb=1"}};
 }
 
+/// LeakSanitizer looks at a program that ends from a process of its own, which outlives one that is killed meanwhile.
+#ifdef __SANITIZE_ADDRESS__
+constexpr Milliseconds TimeOfLeakCheck{10'000};
+#else
+constexpr Milliseconds TimeOfLeakCheck{0};
+#endif
+
 /// One device, from its start to its end, restarted at random points. What is random comes from the seed; a point is a
 /// share of the time that a cycle took at the beginning, whatever the speed of the machine.
 class RestartSoak : public testing::Test {
@@ -171,7 +178,9 @@ protected:
         EXPECT_EQ(host_.Ask({{"command", "exit"}}).at("result"), 1);
         EXPECT_EQ(host_.GetAppHosts(), std::vector<pid_t>{});
         EXPECT_TRUE(host_.Stop());
-        EXPECT_EQ(TestSupport::GetFollowers(host_.GetProcess().GetPid()), std::vector<pid_t>{});
+        EXPECT_TRUE(WaitUntil([this] { return TestSupport::GetFollowers(host_.GetProcess().GetPid()).empty(); },
+                              TimeOfLeakCheck))
+            << "an orphan was left behind";
         EXPECT_EQ(EndToEnd::FindSanitizerReports(host_.GetProcess()), std::vector<std::string>{});
         deviceStack_.GetProcess().Signal(SIGTERM);
         EXPECT_EQ(deviceStack_.GetProcess().WaitForExit(), TestSupport::ExitStatus::Exited(0));
