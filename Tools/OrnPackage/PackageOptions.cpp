@@ -24,8 +24,9 @@ program_options::options_description DescribeOptions() {
                           "sign: the developer's certificate (default: developer.crt)");
     options.add_options()("ca", program_options::value<std::string>(),
                           "sign, verify, install: the certificate of the CA that the device knows (default: ca.crt)");
-    options.add_options()("root", program_options::value<std::string>(),
-                          "install: the root folder of the device (default: of the local device of this build)");
+    options.add_options()(
+        "root", program_options::value<std::string>(),
+        "install: the root folder of the device (default: of the build that the program is of, or /)");
     options.add_options()("help", "show this text");
     return options;
 }
