@@ -92,7 +92,7 @@ TEST(EventLoop, leavesOutThePeriodsThatItWasTooBusyFor) {
         sut.Post([&] { sut.Post([&] { sut.Quit(); }); });
     });
     sut.Run();
-    EXPECT_LE(calls, 2);
+    EXPECT_LT(calls, 10) << "of 20 periods";
 }
 
 TEST(EventLoop, doesNotCallAStoppedTimer) {
