@@ -3,7 +3,11 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
 #include <boost/asio/read.hpp>
+#include <boost/thread/scoped_thread.hpp>
 #include <cstdlib>
+#include <functional>
+#include <stdexcept>
+#include <utility>
 
 #include "ProgramFixture.h"
 #include "SystemFaults.h"
@@ -106,6 +110,14 @@ protected:
             WaitUntil([this] { return isReleased_.load(); });
             return VerificationResult::SignatureOk;
         };
+    }
+
+    /// Sets `isReleased_` as soon as the calling thread waits for something, or `isPast` holds.
+    boost::scoped_thread<> ReleaseOnceThisThreadWaits(std::function<bool()> isPast = [] { return false; }) {
+        return boost::scoped_thread<>([this, thread = gettid(), isPast = std::move(isPast)] {
+            WaitUntil([&] { return isPast() || TestSupport::IsWaiting(thread); });
+            isReleased_ = true;
+        });
     }
 
     std::atomic<bool> isChecking_{false};
@@ -379,16 +391,25 @@ TEST_F(ProgramStaleRunState, ThatIsWrittenDuringTheRestartIsCorrected) {
     };
     EXPECT_TRUE(Send(AppDebug, Off));
     ASSERT_TRUE(WaitUntil([&isWriting] { return isWriting.load(); }));
-    // When the app host has been stopped, and its run state been looked at where that does not wait.
-    boost::thread release([this] {
-        WaitForLine("Stopping app host and connector app host took");
-        boost::this_thread::sleep_for(boost::chrono::milliseconds(20));
-        isReleased_ = true;
-    });
+    // The restart looks at what was written, and must not go past a write that is under way.
+    const auto release = ReleaseOnceThisThreadWaits([this] { return HasLine("Stopping all ticker threads."); });
 
     RestartAndExpectThatTheAppIsWaitedFor();
+}
 
-    release.join();
+TEST_F(ProgramStaleRunState, ThatCannotBeCorrectedDoesNotKeepTheDeviceFromRestarting) {
+    GivenDebugMode();
+    SwitchAndWait(Off);
+    client_.onSend = [](const std::string& json) {
+        if (json == SetValue(State, "3.1:0")) {
+            throw std::runtime_error("on fire");
+        }
+    };
+
+    EXPECT_EQ(sut_->OnDeviceRestart(), Started);
+
+    EXPECT_TRUE(HasWholeLine({"ERROR", "[App] StopInitThread - Unexpected failure: on fire"}));
+    EXPECT_TRUE(WaitForLine("[App] operator() - Thread finished."));
 }
 
 TEST_F(ProgramDebugMode, RestartInDebugModeLaunchesNothing) {
@@ -423,13 +444,10 @@ TEST_F(ProgramDebugMode, TaskOfADeletedProgramStartsNothing) {
     StartManaged();
     SwitchAndWait(On);
     Forget();
-    packageCheck_ = [this] {
-        isChecking_ = true;
-        boost::this_thread::sleep_for(boost::chrono::milliseconds(20));
-        return VerificationResult::SignatureOk;
-    };
+    HoldPackageCheck();
     EXPECT_TRUE(Send(AppDebug, Off));
     ASSERT_TRUE(WaitUntil([this] { return isChecking_.load(); }));
+    const auto release = ReleaseOnceThisThreadWaits();
 
     sut_.reset();
 
