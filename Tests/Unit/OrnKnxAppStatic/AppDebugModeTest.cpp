@@ -58,7 +58,7 @@ protected:
     TestSupport::ScriptedDeviceStack deviceStack_;
     Zandrel::DeviceStackConnection connection_{logger_, clock_, deviceStack_.GetFactory(), {}};
     Zandrel::AppControl appControl_{logger_, connection_, identity_, *sut_};
-    Zandrel::AppLauncher launcher_{logger_, identity_, *sut_, [this](const auto&, const auto&) {
+    Zandrel::AppLauncher launcher_{logger_, identity_, *sut_, [this](const auto&, const auto&, const auto&) {
                                        isChecking_ = true;
                                        Eventually([this] { return isReleased_.load(); });
                                        return VerificationResult::SignatureOk;

@@ -6,6 +6,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <boost/algorithm/string/case_conv.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <sstream>
@@ -264,6 +265,25 @@ TEST_F(VerifyAppPackageTest, ProgressIsTheBytesThatWereHashed) {
     EXPECT_EQ(Zandrel::VerifyAppPackage(sut_.FileList(), sut_.CaFile(), [&](std::uint64_t more) { bytes += more; }),
               VerificationResult::SignatureOk);
     EXPECT_EQ(bytes, std::string("the appGuten Taghelp").size());
+}
+
+TEST_F(VerifyAppPackageTest, ProgressIsReportedOftenAndForEachFile) {
+    const std::string large(std::size_t{1} << 20, 'a');
+    sut_.Write("large", large);
+    sut_.SealWith(TestSupport::FileElement("large", TestSupport::Sha256Of(large)));
+    std::vector<std::uint64_t> reports;
+    EXPECT_EQ(Zandrel::VerifyAppPackage(sut_.FileList(), sut_.CaFile(),
+                                        [&](std::uint64_t bytes) { reports.push_back(bytes); }),
+              VerificationResult::SignatureOk);
+    EXPECT_LE(*std::max_element(reports.begin(), reports.end()), std::uint64_t{64} << 10);
+    EXPECT_EQ(std::count(reports.begin(), reports.end(), 0), 5);
+}
+
+TEST_F(VerifyAppPackageTest, ListenerCanEndTheCheck) {
+    struct Enough {};
+    EXPECT_THROW(Zandrel::VerifyAppPackage(sut_.FileList(), sut_.CaFile(), [](std::uint64_t) { throw Enough(); }),
+                 Enough);
+    EXPECT_TRUE(TakeLines().empty());
 }
 
 TEST_F(VerifyAppPackageTest, ExceptionOfTheListenerIsContained) {

@@ -105,7 +105,7 @@ protected:
 
     /// Lets the check of a package wait until `isReleased_`.
     void HoldPackageCheck() {
-        packageCheck_ = [this] {
+        packageCheck_ = [this](const auto&) {
             isChecking_ = true;
             WaitUntil([this] { return isReleased_.load(); });
             return VerificationResult::SignatureOk;
@@ -195,7 +195,7 @@ TEST_F(ProgramDebugMode, FailedRelaunchSwitchesTheRunLedOff) {
     StartManaged();
     SwitchAndWait(On);
     Forget();
-    packageCheck_ = [] { return VerificationResult::Corrupt; };
+    packageCheck_ = [](const auto&) { return VerificationResult::Corrupt; };
 
     SwitchAndWait(Off);
 
@@ -210,7 +210,7 @@ TEST_F(ProgramDebugMode, RelaunchThatThrowsIsAFailedOne) {
     StartManaged();
     SwitchAndWait(On);
     Forget();
-    packageCheck_ = []() -> VerificationResult { throw std::runtime_error("on fire"); };
+    packageCheck_ = [](const auto&) -> VerificationResult { throw std::runtime_error("on fire"); };
 
     SwitchAndWait(Off);
 
@@ -223,12 +223,12 @@ TEST_F(ProgramDebugMode, FailedRelaunchDoesNotHinderTheNextOne) {
     StartManaged();
     SwitchAndWait(On);
     Forget();
-    packageCheck_ = [] { return VerificationResult::Corrupt; };
+    packageCheck_ = [](const auto&) { return VerificationResult::Corrupt; };
     SwitchAndWait(Off);
     Forget();
     SwitchAndWait(On);
     Forget();
-    packageCheck_ = [] { return VerificationResult::SignatureOk; };
+    packageCheck_ = [](const auto&) { return VerificationResult::SignatureOk; };
 
     SwitchAndWait(Off);
 
@@ -289,6 +289,24 @@ TEST_F(ProgramDebugMode, SwitchedOnDuringALaunchNoConnectorHostRuns) {
     EXPECT_EQ(GetChildren().size(), 1U);
 }
 
+TEST_F(ProgramDebugMode, PackageCheckUnderWayWhenTheProgramExitsIsInterrupted) {
+    packageCheck_ = [this](const Zandrel::ThreadControl& control) {
+        isChecking_ = true;
+        EXPECT_TRUE(WaitUntil([&control] { return !control.running; }));
+        return VerificationResult::Corrupt;
+    };
+    ASSERT_EQ(sut_->Init(stack_), Started);
+    ASSERT_TRUE(WaitUntil([this] { return isChecking_.load(); }));
+
+    EXPECT_EQ(sut_->Exit(), Exited);
+
+    EXPECT_TRUE(HasWholeLine({"INFO", "[App] LaunchManagedApp - Interruption signaled."}));
+    EXPECT_TRUE(HasWholeLine({"INFO", "[App] LaunchApp - Interruption signaled."}));
+    EXPECT_FALSE(HasLine("failed"));
+    EXPECT_FALSE(HasLine("Thread join timeout"));
+    EXPECT_TRUE(GetChildren().empty());
+}
+
 TEST_F(ProgramDebugMode, SwitchedOnDuringARestartNothingIsLaunched) {
     StartManaged();
     clock_->onJoin = [this] { EXPECT_TRUE(Send(AppDebug, On)); };
@@ -309,7 +327,7 @@ TEST_F(ProgramDebugMode, SwitchedOffDuringARestartTheNewCycleLaunches) {
     EXPECT_EQ(sut_->OnDeviceRestart(), Started);
 
     EXPECT_TRUE(WaitForLine("[App] operator() - Thread finished."));
-    EXPECT_TRUE(HasWholeLine({"INFO", "LaunchManagedApp - Interruption signaled."}));
+    EXPECT_TRUE(HasWholeLine({"INFO", "[App] LaunchManagedApp - Interruption signaled."}));
     EXPECT_EQ(GetChildren().size(), 2U);
 }
 
@@ -436,7 +454,7 @@ TEST_F(ProgramDebugMode, LaunchUnderWayWhenTheProgramExitsStartsNothing) {
     EXPECT_EQ(sut_->Exit(), Exited);
 
     EXPECT_TRUE(HasLine(Done));
-    EXPECT_TRUE(HasWholeLine({"INFO", "LaunchManagedApp - Interruption signaled."}));
+    EXPECT_TRUE(HasWholeLine({"INFO", "[App] LaunchManagedApp - Interruption signaled."}));
     EXPECT_TRUE(GetChildren().empty());
 }
 
