@@ -86,7 +86,10 @@ void AppDebugMode::StartTask(bool enable, std::shared_ptr<const void> owner) {
 void AppDebugMode::Run(bool enable, const ThreadControl& control) const {
     if (processControl_.GetConfiguration().SetAppConnectorHostStartupDisabled(enable) != enable) {
         if (enable) {
-            processControl_.StopManagedApp();
+            // The connector host of a cycle that has been stopped is gone: one that runs is the next cycle's.
+            if (control.running) {
+                processControl_.StopManagedApp();
+            }
             appControl_.SetAppHostRunstate(AppHostControlState::Stopped, control);
         } else {
             ORN_LOG_TASK(DEBUG, "Launch managed connector host");

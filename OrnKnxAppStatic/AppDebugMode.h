@@ -20,7 +20,7 @@ class AppLauncher;
 /// The app debug switch: while it is on, a developer starts the connector host of a managed app instead of the device.
 ///
 /// Thread-safe. Each change is a task on a thread of its own; the tasks run one after the other, each in the cycle in
-/// which its change came: a task of a cycle that has been stopped launches nothing and writes no run state.
+/// which its change came: a task of a cycle that has been stopped launches and stops nothing and writes no run state.
 class AppDebugMode {
 public:
     /// The others must outlive it. A task is waited for `taskWait` at most, in real time.

@@ -80,6 +80,21 @@ TEST_F(AppDebugModeTest, TaskThatHangsIsNotWaitedForForEver) {
     EXPECT_TRUE(GetChildren().empty()) << "it launches nothing any more";
 }
 
+TEST_F(AppDebugModeTest, TaskOfAnEndedCycleLeavesTheConnectorHostOfTheNextOneAlone) {
+    GivenAHangingTask();
+    debugMode_.SetAppDebugMode(true, owner_);
+    cycle_->running = false;
+    const auto next = std::make_shared<Zandrel::ThreadControl>();
+    debugMode_.Begin(next);
+    ASSERT_TRUE(sut_->LaunchManagedApp(*next, "host.exe", "pause", "MyApp"));
+
+    isReleased_ = true;
+
+    EXPECT_TRUE(Eventually([this] { return CountLines(Done) == 3; }));
+    EXPECT_EQ(GetChildren().size(), 1U);
+    EXPECT_TRUE(sut_->KillLeftOver());
+}
+
 TEST_F(AppDebugModeTest, TaskWhoseCycleEndsAfterTheLaunchWritesNoRunState) {
     identity_->SetLogicalDeviceId(AppSideTools::FirstDevice);
     ASSERT_TRUE(connection_.ConnectDeviceStack());
