@@ -49,15 +49,15 @@ void AppDebugMode::SetAppDebugMode(bool enable, std::shared_ptr<const void> owne
         ORN_LOG_GLOBAL(INFO, "Debug mode was already " << prefix << "abled");
         return;
     }
-    ORN_LOG_GLOBAL(INFO, "Debug mode " << prefix << "abled");
-    if (!identity_->IsManagedApp()) {
-        ORN_LOG_GLOBAL(INFO,
-                       "Debug mode is only enabled for orn knx programmable, otherwise this function did nothing!");
-        return;
-    }
     try {
+        ORN_LOG_GLOBAL(INFO, "Debug mode " << prefix << "abled");
+        if (!identity_->IsManagedApp()) {
+            ORN_LOG_GLOBAL(INFO,
+                           "Debug mode is only enabled for orn knx programmable, otherwise this function did nothing!");
+            return;
+        }
         StartTask(enable, std::move(owner));
-    } catch (const boost::thread_resource_error&) {
+    } catch (...) {
         configuration.ReplaceAppDebugMode(!enable);
         throw;
     }

@@ -36,8 +36,9 @@ public:
     void Close();
 
     /// Switches the debug mode and returns at once: the connector host of a managed app is stopped or started by the
-    /// task, which holds `owner`, the owner of this object, as long as it runs. Throws `boost::thread_resource_error`
-    /// when the task cannot be started; the mode is the earlier one then.
+    /// task, which holds `owner`, the owner of this object, as long as it runs. Throws when the task cannot be started:
+    /// `boost::thread_resource_error` without a thread, `std::bad_alloc` without memory. The mode is the earlier one
+    /// then.
     void SetAppDebugMode(bool enable, std::shared_ptr<const void> owner);
 
 private:

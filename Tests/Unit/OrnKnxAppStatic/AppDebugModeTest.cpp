@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <new>
 
+#include "AllocationFault.h"
 #include "AppControl.h"
 #include "AppHostProcessFixture.h"
 #include "AppLauncher.h"
@@ -116,6 +118,26 @@ TEST_F(AppDebugModeTest, TaskHoldsItsOwnerAsLongAsItRuns) {
     isReleased_ = true;
 
     EXPECT_TRUE(Eventually([this] { return owner_.use_count() == 1; }));
+}
+
+TEST_F(AppDebugModeTest, WithoutMemoryTheSwitchStaysAsItIs) {
+    const auto fails = [this](unsigned good) {
+        try {
+            const TestSupport::AllocationFault fault(good);
+            debugMode_.SetAppDebugMode(true, owner_);
+            return false;
+        } catch (const std::bad_alloc&) {
+            return true;
+        }
+    };
+    unsigned good = 0;
+    for (; fails(good); ++good) {
+        EXPECT_FALSE(sut_->GetConfiguration().IsInAppDebugMode()) << "after " << good << " allocations";
+    }
+
+    EXPECT_GT(good, 0U);
+    EXPECT_TRUE(sut_->GetConfiguration().IsInAppDebugMode());
+    EXPECT_TRUE(Eventually([this] { return CountLines(Done) == 1; }));
 }
 
 TEST_F(AppDebugModeTest, NothingHappensWithoutACycle) {
