@@ -21,6 +21,15 @@ using TestSupport::FileListOf;
 using TestSupport::Sha256Of;
 using TestSupport::ToPem;
 
+int MakeSocket(const filesystem::path& path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.string().copy(&address.sun_path[0], sizeof address.sun_path - 1);
+    const int descriptor = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    EXPECT_EQ(bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    return descriptor;
+}
+
 class VerifyAppPackageTest : public AppPackageFixture {
 protected:
     /// A listed file that is something else by now.
@@ -248,10 +257,12 @@ TEST_F(VerifyAppPackageTest, UnexpectedDirectoryIsReportedAndNotEntered) {
 
 TEST_F(VerifyAppPackageTest, OtherKindsOfFileAreReported) {
     ASSERT_EQ(mkfifo(sut_.File("data/pipe").c_str(), 0600), 0);
+    const int socket = MakeSocket(sut_.File("data/socket"));
     filesystem::create_symlink("MyApp.dll", sut_.File("link"));
     filesystem::create_symlink("data", sut_.File("lib/link"));
-    ExpectAdditional(
-        {"File has unexpected type data/pipe", "File has unexpected type link", "File has unexpected type lib/link"});
+    ExpectAdditional({"File has unexpected type data/pipe", "File has unexpected type data/socket",
+                      "File has unexpected type link", "File has unexpected type lib/link"});
+    close(socket);
 }
 
 TEST_F(VerifyAppPackageTest, ListedDirectoryThatIsALinkIsReported) {
