@@ -289,6 +289,48 @@ TEST_F(ProgramDebugMode, SwitchedOnDuringALaunchNoConnectorHostRuns) {
     EXPECT_EQ(GetChildren().size(), 1U);
 }
 
+TEST_F(ProgramDebugMode, SwitchedOnWhileTheAppIsWaitedForTheConnectorHostIsStoppedAndTheWaitGoesOn) {
+    clock_->onCycleSleep = [this, pending = true]() mutable {
+        if (!pending) {
+            Report(AppHostControlState::Running);
+        } else if (HasLine("Waiting for app host and connector app host to have started.")) {
+            pending = false;
+            EXPECT_EQ(GetChildren().size(), 2U);
+            SwitchAndWait(On);
+            Report(AppHostControlState::Stopped);
+            EXPECT_FALSE(HasLine("LaunchApp - Done"));
+        }
+    };
+
+    ASSERT_EQ(sut_->Init(stack_), Started);
+
+    EXPECT_TRUE(WaitForLine("[App] operator() - Thread finished."));
+    EXPECT_TRUE(HasWholeLine({"INFO", "StopManagedApp - Managed connector app host process exited with -1"}));
+    EXPECT_THAT(deviceStack_.GetRequests(), testing::Contains(SetValue(State, "3.1:0")));
+    EXPECT_TRUE(HasWholeLine({"INFO", "[App] LaunchApp - Done: app host and connector app host running."}));
+    EXPECT_EQ(stack_.GetRunStates(), std::vector<bool>{true});
+    EXPECT_EQ(GetChildren().size(), 1U);
+}
+
+TEST_F(ProgramDebugMode, SwitchedOffWhileACycleThatSawItIsUnderWayTheConnectorHostIsLaunched) {
+    StartManaged();
+    SwitchAndWait(On);
+    client_.Hold("\"id\":" + std::to_string(Event) + ",\"value\":\"3.1:2\"");
+    EXPECT_EQ(sut_->OnDeviceRestart(), Started);
+    ASSERT_TRUE(client_.WaitUntilHeld());
+    EXPECT_TRUE(HasWholeLine({"DEBUG", "[App] operator() - Debug mode set, did not launch app host!"}));
+    Forget();
+
+    SwitchAndWait(Off);
+
+    EXPECT_FALSE(HasLine("Thread finished."));
+    EXPECT_TRUE(HasLine("operator() - Launched managed app (pid: "));
+    EXPECT_EQ(deviceStack_.GetRequests(), Requests{SetValue(State, "3.1:2")});
+    client_.AnswerHeld();
+    EXPECT_TRUE(WaitForLine("[App] operator() - Thread finished."));
+    EXPECT_EQ(GetChildren().size(), 1U) << "the app host was not launched";
+}
+
 TEST_F(ProgramDebugMode, PackageCheckUnderWayWhenTheProgramExitsIsInterrupted) {
     packageCheck_ = [this](const Zandrel::ThreadControl& control) {
         isChecking_ = true;
