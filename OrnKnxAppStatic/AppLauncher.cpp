@@ -16,9 +16,6 @@ namespace Zandrel {
 
 namespace {
 
-/// The native app of every managed one.
-constexpr const char* ConnectorApp = "ConnectorApp";
-
 /// Ends the check of a package.
 struct CheckInterrupted {};
 
@@ -108,7 +105,7 @@ bool AppLauncher::LaunchNativeApp(const ThreadControl& control, LogicalDeviceId 
         ORN_LOG(log_, ERROR, "Failed to find app host.");
         return false;
     }
-    const std::string appName = identity_->IsManagedApp() ? ConnectorApp : identity_->GetAppId();
+    const std::string appName = identity_->IsManagedApp() ? AppHostProcessControl::ConnectorApp : identity_->GetAppId();
     const std::optional<boost::filesystem::path> library = locator_.GetNativeAppLib(appName);
     if (!library) {
         ORN_LOG(log_, ERROR, "Failed to find native app: " << appName);
