@@ -146,6 +146,20 @@ TEST_F(OrnPackageTest, KeysAreSecretAndNeverOverwritten) {
     EXPECT_FALSE(filesystem::exists(Path("ca.key")));
 }
 
+TEST_F(OrnPackageTest, KeysThatCannotAllBeWrittenLeaveNoFile) {
+    // In 512 bytes there is room for a key and for no certificate.
+    ChildProcess program("/bin/sh", {"-c", "ulimit -f 1 && trap '' XFSZ && exec \"$0\" \"$@\"", ORN_PACKAGE_PROGRAM,
+                                     "keygen", folder_.string(), "--type", "ecdsa"});
+    const Outcome outcome = WaitForOutcome(program);
+    EXPECT_EQ(outcome.status, ExitStatus::Exited(3));
+    EXPECT_THAT(outcome.output, IsEmpty());
+    EXPECT_THAT(outcome.error, testing::Contains("ornpackage: cannot write " + Path("ca.crt") + ": File too large"));
+    for (const char* const name : {"ca.key", "ca.crt", "developer.key", "developer.crt"}) {
+        EXPECT_FALSE(filesystem::exists(Path(name))) << name;
+    }
+    MakeKeys();
+}
+
 TEST_F(OrnPackageTest, CertificateThatTheDeviceRefusesSignsNothing) {
     MakeKeys();
     const TestSupport::Key key = TestSupport::MakeEcKey();

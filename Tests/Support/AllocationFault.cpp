@@ -6,6 +6,7 @@
 namespace {
 
 thread_local bool isDue = false;
+thread_local unsigned left = 0;  ///< before it
 
 }  // namespace
 
@@ -13,7 +14,7 @@ thread_local bool isDue = false;
 // NOLINTBEGIN(cppcoreguidelines-no-malloc,cppcoreguidelines-owning-memory): this is where memory comes from
 
 void* operator new(std::size_t size) {
-    if (isDue) {
+    if (isDue && left-- == 0) {
         isDue = false;
         throw std::bad_alloc();
     }
@@ -35,7 +36,8 @@ void operator delete(void* memory, std::size_t /*size*/) noexcept {
 
 namespace TestSupport {
 
-AllocationFault::AllocationFault() {
+AllocationFault::AllocationFault(unsigned good) {
+    left = good;
     isDue = true;
 }
 

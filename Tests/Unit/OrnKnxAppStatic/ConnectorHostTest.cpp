@@ -158,7 +158,15 @@ TEST_F(ConnectorHostLaunch, DestructorGivesUpAConnectorHostThatCannotBeKilled) {
     EXPECT_EQ(waitpid(pid, nullptr, 0), pid);
 }
 
-using ConnectorHostStop = AppHostProcessFixture;
+class ConnectorHostStop : public AppHostProcessFixture {
+protected:
+    /// The app host of a managed app; forgets the lines of its launch.
+    void GivenConnector() {
+        ASSERT_TRUE(sut_->LaunchNativeApp(control_, AppSideTools::FirstDevice, TEST_CHILD, "pause",
+                                          AppHostProcessControl::ConnectorApp));
+        log_.TakeLines();
+    }
+};
 
 TEST_F(ConnectorHostStop, StopKillsBothAndReapsTheConnectorHostFirst) {
     GivenConnectorHost();
@@ -180,6 +188,38 @@ TEST_F(ConnectorHostStop, WaitForTheAppNamesTheManagedOne) {
     sut_->Stop();
 
     EXPECT_EQ(log_.GetLines().at(1), (LogLine{"INFO", "Stop - Managed: Waiting for app to terminate"}));
+}
+
+TEST_F(ConnectorHostStop, WaitForTheAppNamesTheManagedOneWhoseConnectorHostIsADevelopers) {
+    shutDown_ = [] { return true; };
+    Report(*sut_, AppHostControlState::Stopped);
+    GivenConnectorHost();
+    GivenConnector();
+    sut_->StopManagedApp();
+    log_.TakeLines();
+
+    sut_->Stop();
+
+    EXPECT_EQ(log_.TakeLines().at(1), (LogLine{"INFO", "Stop - Managed: Waiting for app to terminate"}));
+    sut_->GetConfiguration().SetAppConnectorHostStartupDisabled(true);
+    ASSERT_TRUE(sut_->LaunchManagedApp(control_, "host.exe", "pause", "Next"));
+    GivenConnector();
+
+    sut_->Stop();
+
+    EXPECT_EQ(log_.GetLines().at(1), (LogLine{"INFO", "Stop - Next: Waiting for app to terminate"}));
+}
+
+TEST_F(ConnectorHostStop, WaitForTheAppNamesTheNativeOneAfterAManagedOne) {
+    shutDown_ = [] { return true; };
+    Report(*sut_, AppHostControlState::Stopped);
+    GivenConnectorHost();
+    sut_->Stop();
+    GivenAppHost();
+
+    sut_->Stop();
+
+    EXPECT_EQ(log_.GetLines().at(1), (LogLine{"INFO", "Stop - MyApp: Waiting for app to terminate"}));
 }
 
 TEST_F(ConnectorHostStop, ConnectorHostWithoutAnAppHostIsStopped) {

@@ -105,7 +105,7 @@ protected:
 
     /// Lets the check of a package wait until `isReleased_`.
     void HoldPackageCheck() {
-        packageCheck_ = [this] {
+        packageCheck_ = [this](const auto&) {
             isChecking_ = true;
             WaitUntil([this] { return isReleased_.load(); });
             return VerificationResult::SignatureOk;
@@ -195,7 +195,7 @@ TEST_F(ProgramDebugMode, FailedRelaunchSwitchesTheRunLedOff) {
     StartManaged();
     SwitchAndWait(On);
     Forget();
-    packageCheck_ = [] { return VerificationResult::Corrupt; };
+    packageCheck_ = [](const auto&) { return VerificationResult::Corrupt; };
 
     SwitchAndWait(Off);
 
@@ -210,7 +210,7 @@ TEST_F(ProgramDebugMode, RelaunchThatThrowsIsAFailedOne) {
     StartManaged();
     SwitchAndWait(On);
     Forget();
-    packageCheck_ = []() -> VerificationResult { throw std::runtime_error("on fire"); };
+    packageCheck_ = [](const auto&) -> VerificationResult { throw std::runtime_error("on fire"); };
 
     SwitchAndWait(Off);
 
@@ -223,12 +223,12 @@ TEST_F(ProgramDebugMode, FailedRelaunchDoesNotHinderTheNextOne) {
     StartManaged();
     SwitchAndWait(On);
     Forget();
-    packageCheck_ = [] { return VerificationResult::Corrupt; };
+    packageCheck_ = [](const auto&) { return VerificationResult::Corrupt; };
     SwitchAndWait(Off);
     Forget();
     SwitchAndWait(On);
     Forget();
-    packageCheck_ = [] { return VerificationResult::SignatureOk; };
+    packageCheck_ = [](const auto&) { return VerificationResult::SignatureOk; };
 
     SwitchAndWait(Off);
 
@@ -289,6 +289,66 @@ TEST_F(ProgramDebugMode, SwitchedOnDuringALaunchNoConnectorHostRuns) {
     EXPECT_EQ(GetChildren().size(), 1U);
 }
 
+TEST_F(ProgramDebugMode, SwitchedOnWhileTheAppIsWaitedForTheConnectorHostIsStoppedAndTheWaitGoesOn) {
+    clock_->onCycleSleep = [this, pending = true]() mutable {
+        if (!pending) {
+            Report(AppHostControlState::Running);
+        } else if (HasLine("Waiting for app host and connector app host to have started.")) {
+            pending = false;
+            EXPECT_EQ(GetChildren().size(), 2U);
+            SwitchAndWait(On);
+            Report(AppHostControlState::Stopped);
+            EXPECT_FALSE(HasLine("LaunchApp - Done"));
+        }
+    };
+
+    ASSERT_EQ(sut_->Init(stack_), Started);
+
+    EXPECT_TRUE(WaitForLine("[App] operator() - Thread finished."));
+    EXPECT_TRUE(HasWholeLine({"INFO", "StopManagedApp - Managed connector app host process exited with -1"}));
+    EXPECT_THAT(deviceStack_.GetRequests(), testing::Contains(SetValue(State, "3.1:0")));
+    EXPECT_TRUE(HasWholeLine({"INFO", "[App] LaunchApp - Done: app host and connector app host running."}));
+    EXPECT_EQ(stack_.GetRunStates(), std::vector<bool>{true});
+    EXPECT_EQ(GetChildren().size(), 1U);
+}
+
+TEST_F(ProgramDebugMode, SwitchedOffWhileACycleThatSawItIsUnderWayTheConnectorHostIsLaunched) {
+    StartManaged();
+    SwitchAndWait(On);
+    client_.Hold("\"id\":" + std::to_string(Event) + ",\"value\":\"3.1:2\"");
+    EXPECT_EQ(sut_->OnDeviceRestart(), Started);
+    ASSERT_TRUE(client_.WaitUntilHeld());
+    EXPECT_TRUE(HasWholeLine({"DEBUG", "[App] operator() - Debug mode set, did not launch app host!"}));
+    Forget();
+
+    SwitchAndWait(Off);
+
+    EXPECT_FALSE(HasLine("Thread finished."));
+    EXPECT_TRUE(HasLine("operator() - Launched managed app (pid: "));
+    EXPECT_EQ(deviceStack_.GetRequests(), Requests{SetValue(State, "3.1:2")});
+    client_.AnswerHeld();
+    EXPECT_TRUE(WaitForLine("[App] operator() - Thread finished."));
+    EXPECT_EQ(GetChildren().size(), 1U) << "the app host was not launched";
+}
+
+TEST_F(ProgramDebugMode, PackageCheckUnderWayWhenTheProgramExitsIsInterrupted) {
+    packageCheck_ = [this](const Zandrel::ThreadControl& control) {
+        isChecking_ = true;
+        EXPECT_TRUE(WaitUntil([&control] { return !control.running; }));
+        return VerificationResult::Corrupt;
+    };
+    ASSERT_EQ(sut_->Init(stack_), Started);
+    ASSERT_TRUE(WaitUntil([this] { return isChecking_.load(); }));
+
+    EXPECT_EQ(sut_->Exit(), Exited);
+
+    EXPECT_TRUE(HasWholeLine({"INFO", "[App] LaunchManagedApp - Interruption signaled."}));
+    EXPECT_TRUE(HasWholeLine({"INFO", "[App] LaunchApp - Interruption signaled."}));
+    EXPECT_FALSE(HasLine("failed"));
+    EXPECT_FALSE(HasLine("Thread join timeout"));
+    EXPECT_TRUE(GetChildren().empty());
+}
+
 TEST_F(ProgramDebugMode, SwitchedOnDuringARestartNothingIsLaunched) {
     StartManaged();
     clock_->onJoin = [this] { EXPECT_TRUE(Send(AppDebug, On)); };
@@ -309,7 +369,7 @@ TEST_F(ProgramDebugMode, SwitchedOffDuringARestartTheNewCycleLaunches) {
     EXPECT_EQ(sut_->OnDeviceRestart(), Started);
 
     EXPECT_TRUE(WaitForLine("[App] operator() - Thread finished."));
-    EXPECT_TRUE(HasWholeLine({"INFO", "LaunchManagedApp - Interruption signaled."}));
+    EXPECT_TRUE(HasWholeLine({"INFO", "[App] LaunchManagedApp - Interruption signaled."}));
     EXPECT_EQ(GetChildren().size(), 2U);
 }
 
@@ -436,7 +496,7 @@ TEST_F(ProgramDebugMode, LaunchUnderWayWhenTheProgramExitsStartsNothing) {
     EXPECT_EQ(sut_->Exit(), Exited);
 
     EXPECT_TRUE(HasLine(Done));
-    EXPECT_TRUE(HasWholeLine({"INFO", "LaunchManagedApp - Interruption signaled."}));
+    EXPECT_TRUE(HasWholeLine({"INFO", "[App] LaunchManagedApp - Interruption signaled."}));
     EXPECT_TRUE(GetChildren().empty());
 }
 
