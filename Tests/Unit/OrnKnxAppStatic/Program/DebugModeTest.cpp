@@ -1,26 +1,17 @@
-#include <atomic>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
 #include <boost/asio/read.hpp>
-#include <boost/thread/scoped_thread.hpp>
 #include <cstdlib>
-#include <functional>
 #include <stdexcept>
-#include <utility>
 
-#include "ProgramFixture.h"
-#include "SystemFaults.h"
+#include "DebugModeFixture.h"
 #include "ThreadShortage.h"
 
 namespace {
 
 using namespace Program;
 using Zandrel::VerificationResult;
-
-constexpr const char* On = "2.1:1";
-constexpr const char* Off = "2.1:0";
-constexpr const char* Done = "[App] operator() - Set app debug mode done.";
 
 Lines Switched(const std::string& value) {
     const std::string id = std::to_string(AppDebug);
@@ -72,56 +63,6 @@ private:
     const std::string socket_ = "supervisor";
     boost::asio::io_context context_;
     Protocol::acceptor acceptor_{context_, Protocol::endpoint(socket_)};
-};
-
-/// A program with a managed app.
-class ProgramDebugMode : public ProgramFixture {
-protected:
-    ProgramDebugMode() {
-        for (const char* file : {"device/opt/ostra/bin/OrnAppConnectorHost.exe", "device/opt/userdata/ornApp/1/App.dll",
-                                 "device/opt/ostra/lib/libornconnectorapp.so"}) {
-            AppSideTools::WorkingDirectory::MakeFile(file);
-        }
-        SystemFaults::mono = TEST_CHILD;
-        stack_.DownloadApplication("App", 1);
-    }
-    ~ProgramDebugMode() override { SystemFaults::mono = nullptr; }
-    void TearDown() override {
-        isReleased_ = true;
-        ProgramFixture::TearDown();
-    }
-
-    void StartManaged() {
-        ASSERT_EQ(sut_->Init(stack_), Started);
-        ASSERT_TRUE(WaitForLine("[App] operator() - Thread finished."));
-        ASSERT_EQ(GetChildren().size(), 2U);
-        Forget();
-    }
-    void SwitchAndWait(const std::string& value) {
-        EXPECT_TRUE(Send(AppDebug, value));
-        EXPECT_TRUE(WaitForLine(Done));
-    }
-    void ExpectLines(const Lines& lines) { EXPECT_EQ(AppSideTools::Comparable(log_.TakeLines()), lines); }
-
-    /// Lets the check of a package wait until `isReleased_`.
-    void HoldPackageCheck() {
-        packageCheck_ = [this](const auto&) {
-            isChecking_ = true;
-            WaitUntil([this] { return isReleased_.load(); });
-            return VerificationResult::SignatureOk;
-        };
-    }
-
-    /// Sets `isReleased_` as soon as the calling thread waits for something, or `isPast` holds.
-    boost::scoped_thread<> ReleaseOnceThisThreadWaits(std::function<bool()> isPast = [] { return false; }) {
-        return boost::scoped_thread<>([this, thread = gettid(), isPast = std::move(isPast)] {
-            WaitUntil([&] { return isPast() || TestSupport::IsWaiting(thread); });
-            isReleased_ = true;
-        });
-    }
-
-    std::atomic<bool> isChecking_{false};
-    std::atomic<bool> isReleased_{false};
 };
 
 TEST_F(ProgramDebugMode, SwitchedOnStopsTheConnectorHost) {
@@ -386,90 +327,6 @@ TEST_F(ProgramDebugMode, SwitchedOffAfterAFailedRestartLaunchesNothing) {
 
     EXPECT_TRUE(HasLine("LaunchManagedApp - Interruption signaled."));
     EXPECT_TRUE(GetChildren().empty());
-}
-
-/// The run states that the device stack takes are not reported before the next cycle is about to launch.
-class ProgramStaleRunState : public ProgramDebugMode {
-protected:
-    /// The debug mode is on, and is about to be switched off.
-    void GivenDebugMode() {
-        StartManaged();
-        SwitchAndWait(On);
-        Report(AppHostControlState::Stopped);
-        Forget();
-        client_.onSend = [this, pending = true](const std::string& json) mutable {
-            if (pending && json.find("configurationLoaded") != std::string::npos) {
-                pending = false;
-                for (const std::string& value : GetWrittenStates()) {
-                    Send(State, value);
-                }
-            }
-        };
-        clock_->onCycleSleep = [this] {
-            hasWaited_ = hasWaited_ || HasLine("Waiting for app host and connector app host to have started.");
-            Report(AppHostControlState::Running);
-        };
-    }
-    Requests GetWrittenStates() const {
-        Requests states;
-        for (const std::string& request : deviceStack_.GetRequests()) {
-            for (const char* const value : {"3.1:0", "3.1:2"}) {
-                if (request == SetValue(State, value)) {
-                    states.emplace_back(value);
-                }
-            }
-        }
-        return states;
-    }
-    void RestartAndExpectThatTheAppIsWaitedFor() {
-        EXPECT_EQ(sut_->OnDeviceRestart(), Started);
-        EXPECT_TRUE(WaitForLine("[App] operator() - Thread finished."));
-        EXPECT_EQ(GetWrittenStates(), (Requests{"3.1:2", "3.1:0"}));
-        EXPECT_TRUE(hasWaited_) << "the new cycle took the old run state for that of its app";
-        EXPECT_EQ(GetChildren().size(), 2U);
-    }
-
-    std::atomic<bool> hasWaited_{false};
-};
-
-TEST_F(ProgramStaleRunState, OfTheDebugSwitchIsCorrectedByARestart) {
-    GivenDebugMode();
-    SwitchAndWait(Off);
-
-    RestartAndExpectThatTheAppIsWaitedFor();
-}
-
-TEST_F(ProgramStaleRunState, ThatIsWrittenDuringTheRestartIsCorrected) {
-    GivenDebugMode();
-    std::atomic<bool> isWriting{false};
-    client_.onSend = [this, &isWriting, report = client_.onSend](const std::string& json) {
-        if (json.find(R"("value":"3.1:2")") != std::string::npos) {
-            isWriting = true;
-            WaitUntil([this] { return isReleased_.load(); });
-        }
-        report(json);
-    };
-    EXPECT_TRUE(Send(AppDebug, Off));
-    ASSERT_TRUE(WaitUntil([&isWriting] { return isWriting.load(); }));
-    // The restart looks at what was written, and must not go past a write that is under way.
-    const auto release = ReleaseOnceThisThreadWaits([this] { return HasLine("Stopping all ticker threads."); });
-
-    RestartAndExpectThatTheAppIsWaitedFor();
-}
-
-TEST_F(ProgramStaleRunState, ThatCannotBeCorrectedDoesNotKeepTheDeviceFromRestarting) {
-    GivenDebugMode();
-    SwitchAndWait(Off);
-    client_.onSend = [](const std::string& json) {
-        if (json == SetValue(State, "3.1:0")) {
-            throw std::runtime_error("on fire");
-        }
-    };
-
-    EXPECT_EQ(sut_->OnDeviceRestart(), Started);
-
-    EXPECT_TRUE(HasWholeLine({"ERROR", "[App] StopInitThread - Unexpected failure: on fire"}));
-    EXPECT_TRUE(WaitForLine("[App] operator() - Thread finished."));
 }
 
 TEST_F(ProgramDebugMode, RestartInDebugModeLaunchesNothing) {
