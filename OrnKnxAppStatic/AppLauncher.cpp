@@ -61,25 +61,21 @@ bool AppLauncher::LaunchApp(const ThreadControl& control) {
     const bool isManaged = identity_->IsManagedApp();
     const std::string what = isManaged ? "app host and connector app host" : "app host";
     const MeasureDuration duration("Starting " + what + " took ", log_.GetLogger());
-    // A launch that was interrupted has not failed: the flag is looked at before the results.
-    const bool connectorHostIsUp = !isManaged ||
-                                   processControl_.GetConfiguration().IsAppConnectorHostStartupDisabled() ||
-                                   LaunchManagedApp(control);
-    if (!control.running) {
-        ORN_LOG(log_, INFO, "Interruption signaled.");
-        return false;
-    }
-    if (!connectorHostIsUp) {
+    if (isManaged && !processControl_.GetConfiguration().IsAppConnectorHostStartupDisabled() &&
+        !LaunchManagedApp(control)) {
         ORN_LOG(log_, FATAL, "Starting managed connectorAppHost failed.");
         return false;
     }
-    const bool appHostIsUp = LaunchNativeApp(control, *id);
     if (!control.running) {
         ORN_LOG(log_, INFO, "Interruption signaled.");
         return false;
     }
-    if (!appHostIsUp) {
+    if (!LaunchNativeApp(control, *id)) {
         ORN_LOG(log_, FATAL, "Starting app host failed.");
+        return false;
+    }
+    if (!control.running) {
+        ORN_LOG(log_, INFO, "Interruption signaled.");
         return false;
     }
     ORN_LOG(log_, DEBUG, "Waiting for " << what << " to have started.");

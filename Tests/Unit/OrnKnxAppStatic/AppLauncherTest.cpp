@@ -146,7 +146,7 @@ TEST_F(AppLauncherTest, InterruptionBeforeTheStartStartsNothing) {
     ExpectLines({{"INFO", "[MyApp] GetAppHost - Try to find app host device/opt/ostra/bin/ornapphost"},
                  {"DEBUG", "[MyApp] GetNativeAppLib - Found app at: device/opt/userdata/orn/libornmyapp.so"},
                  {"INFO", "LaunchNativeApp - Interruption signaled."},
-                 {"INFO", "[MyApp] LaunchApp - Interruption signaled."},
+                 {"FATAL", "[MyApp] LaunchApp - Starting app host failed."},
                  {"DEBUG", "~MeasureDuration - Starting app host took"}});
     EXPECT_TRUE(GetChildren().empty());
 }

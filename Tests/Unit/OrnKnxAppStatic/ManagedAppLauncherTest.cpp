@@ -41,9 +41,8 @@ const Lines AppHostLaunched{
      "device/opt/ostra/lib/libornconnectorapp.so 2)."},
     {"INFO", "operator() - Launched native app (pid: N)"},
     {"DEBUG", "[MyApp] LaunchApp - Waiting for app host and connector app host to have started."}};
-const Lines CheckInterrupted{{"INFO", "[MyApp] LaunchManagedApp - Interruption signaled."},
-                             {"INFO", "[MyApp] LaunchApp - Interruption signaled."}};
 const Lines ConnectorHostFailed{{"FATAL", "[MyApp] LaunchApp - Starting managed connectorAppHost failed."}};
+const Lines CheckInterrupted{{"INFO", "[MyApp] LaunchManagedApp - Interruption signaled."}};
 const Lines Duration{{"DEBUG", "~MeasureDuration - Starting app host and connector app host took"}};
 
 Lines operator+(Lines lines, const Lines& more) {
@@ -214,7 +213,7 @@ TEST_F(ManagedAppLauncher, InterruptionDuringTheCheckStartsNothing) {
 
     EXPECT_FALSE(LaunchApp());
 
-    ExpectLines(Found + CheckInterrupted + Duration);
+    ExpectLines(Found + CheckInterrupted + ConnectorHostFailed + Duration);
     EXPECT_TRUE(GetChildren().empty());
 }
 
@@ -231,7 +230,7 @@ TEST_F(ManagedAppLauncher, InterruptionEndsTheCheckOfALargePackage) {
 
     EXPECT_FALSE(sut.LaunchApp(control_));
 
-    ExpectLines(Found + CheckInterrupted + Duration);
+    ExpectLines(Found + CheckInterrupted + ConnectorHostFailed + Duration);
     EXPECT_TRUE(GetChildren().empty());
 }
 

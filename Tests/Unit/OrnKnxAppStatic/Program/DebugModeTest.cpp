@@ -284,8 +284,7 @@ TEST_F(ProgramDebugMode, PackageCheckUnderWayWhenTheProgramExitsIsInterrupted) {
     EXPECT_EQ(sut_->Exit(), Exited);
 
     EXPECT_TRUE(HasWholeLine({"INFO", "[App] LaunchManagedApp - Interruption signaled."}));
-    EXPECT_TRUE(HasWholeLine({"INFO", "[App] LaunchApp - Interruption signaled."}));
-    EXPECT_FALSE(HasLine("failed"));
+    EXPECT_TRUE(HasWholeLine({"FATAL", "[App] LaunchApp - Starting managed connectorAppHost failed."}));
     EXPECT_FALSE(HasLine("Thread join timeout"));
     EXPECT_TRUE(GetChildren().empty());
 }
