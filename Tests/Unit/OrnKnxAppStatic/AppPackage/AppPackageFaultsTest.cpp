@@ -110,7 +110,7 @@ TEST_F(AppPackageFaultsTest, MissingMemoryForADigestIsNoCorruption) {
 
 TEST_F(AppPackageFaultsTest, LimitsThemselvesAreAllowed) {
     const filesystem::path file = sut_.File("MyApp.dll");
-    const std::uint64_t size = filesystem::file_size(file);
+    const auto size = static_cast<std::size_t>(filesystem::file_size(file));
     EXPECT_TRUE(std::holds_alternative<Zandrel::Sha256Digest>(FileHasher({}, size).Hash(file)));
     EXPECT_EQ(std::get<FileHasher::Failure>(FileHasher({}, size - 1).Hash(file)), FileHasher::Failure::TooLarge);
     EXPECT_TRUE(Zandrel::ReadWholeFile(file, RegularFile::Links::Refused, size));
