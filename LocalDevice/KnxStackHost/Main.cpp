@@ -5,7 +5,6 @@
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/thread/thread.hpp>
-#include <chrono>
 #include <csignal>
 #include <iostream>
 #include <memory>
@@ -19,6 +18,7 @@
 #include "HostOptions.h"
 #include "KnxAddress.h"
 #include "KnxStackHost.h"
+#include "LongestHostEnd.h"
 #include "Output/LifePrinter.h"
 #include "Output/PluginLog.h"
 #include "Support/StopSignal.h"
@@ -26,9 +26,6 @@
 namespace LocalDevice {
 
 namespace {
-
-/// Longer than the plug-in may take for one call with a device stack that is dead.
-constexpr std::chrono::seconds LongestEnd{240};
 
 /// A handler, unlike SIG_IGN, is not passed on to the programs that the plug-in starts.
 void IgnoreBrokenPipes() {
@@ -111,7 +108,7 @@ private:
             EndHard("ended hard by a second signal");
         }
         stop_.Stop();
-        limit_.expires_after(LongestEnd);
+        limit_.expires_after(LongestHostEnd);
         limit_.async_wait([](const boost::system::error_code& error) {
             if (!error) {
                 EndHard("the application program does not end; ended hard");
