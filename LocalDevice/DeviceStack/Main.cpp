@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "DeviceStackServer.h"
+#include "LostLogReport.h"
 #include "ServiceOptions.h"
 
 namespace LocalDevice {
@@ -51,6 +52,7 @@ log4cplus::Logger OpenLog(const std::string& file) {
     }
     log4cplus::SharedAppenderPtr appender(new log4cplus::RollingFileAppender(file, MaximumSize, Backups));
     appender->setLayout(std::make_unique<log4cplus::PatternLayout>("%D{%Y-%m-%d %H:%M:%S.%q} %-5p %m%n"));
+    appender->setErrorHandler(std::make_unique<LostLogReport>(file));
     logger.addAppender(appender);
     logger.setLogLevel(log4cplus::INFO_LOG_LEVEL);
     return logger;

@@ -147,6 +147,15 @@ TEST_F(DeviceStackTest, AWrongOptionIsOneClearLine) {
                             ": expected a file that can be written (No such file or directory)"));
 }
 
+TEST_F(DeviceStackTest, AFullDiskIsToldAndTheServiceGoesOn) {
+    ChildProcess other(ORN_DEVICESTACK_PROGRAM, {"--port", "0", "--log", "/dev/full"});
+    ASSERT_TRUE(other.WaitForLine("device stack listening on "));
+    other.Signal(SIGTERM);  // logs a second line
+    EXPECT_THAT(other.WaitForExit(), Optional(ExitStatus::Exited(0)));
+    EXPECT_THAT(other.GetErrorLines(),
+                ElementsAre("warning: /dev/full: the log cannot be written; lines of it are lost"));
+}
+
 TEST_F(DeviceStackTest, LogsWhoRegistersAndWhatIsRefused) {
     WebSocketClient client(GetPort());
     Register(client, "somebody");
