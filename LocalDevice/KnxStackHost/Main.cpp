@@ -10,6 +10,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <utility>
 
 #include "Bus/KnxdConnection.h"
 #include "Control/ControlCommands.h"
@@ -68,6 +69,8 @@ public:
     Program& operator=(const Program&) = delete;
 
     void Start() { host_->GetApplication().Start(); }
+    /// While `Start` runs or after it.
+    void StopTrying() { host_->GetApplication().StopTrying(); }
 
 private:
     HostEvents events_;
@@ -83,11 +86,12 @@ private:
 class SignalLoop {
 public:
     void Run(std::unique_ptr<Program> program) {
+        program_ = std::move(program);
         WaitForSignal();
-        boost::thread worker([this, &program] {
-            program->Start();
+        boost::thread worker([this] {
+            program_->Start();
             stop_.Wait();
-            program.reset();
+            program_.reset();
             boost::asio::post(io_, [this] { io_.stop(); });
         });
         io_.run();
@@ -107,6 +111,7 @@ private:
         if (stop_.IsStopped()) {
             EndHard("ended hard by a second signal");
         }
+        program_->StopTrying();  // it is there: its end waits for the next line
         stop_.Stop();
         limit_.expires_after(LongestHostEnd);
         limit_.async_wait([](const boost::system::error_code& error) {
@@ -126,6 +131,7 @@ private:
     boost::asio::signal_set signals_{io_, SIGTERM, SIGINT};
     boost::asio::steady_timer limit_{io_};
     StopSignal stop_;
+    std::unique_ptr<Program> program_;
 };
 
 int Fail(int code, const std::exception& error) {

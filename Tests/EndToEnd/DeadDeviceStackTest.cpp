@@ -10,6 +10,7 @@
 
 namespace {
 
+using EndToEnd::ChildProcess;
 using EndToEnd::DeviceStack;
 using EndToEnd::Host;
 using EndToEnd::json;
@@ -17,6 +18,7 @@ using EndToEnd::LogFollower;
 using EndToEnd::Milliseconds;
 using EndToEnd::TelegramMonitor;
 using EndToEnd::WaitUntil;
+using TestSupport::ExitStatus;
 
 constexpr const char* SerialNumber = "000000010001";
 
@@ -133,6 +135,25 @@ INSTANTIATE_TEST_SUITE_P(At, DeadDeviceStack,
                                          Moment{"CommunicationOn", "Signal KNX communication 'on'.", true},
                                          Moment{"EndOfTheCycle", "Thread finished.", true}),
                          [](const auto& test) { return test.param.name; });
+
+/// The first attempt to start takes two seconds: nobody listens.
+TEST(MissingDeviceStack, IsNotPromisedAnotherTryByAHostThatEnds) {
+    ChildProcess host(ORN_KNXSTACKHOST_PROGRAM,
+                      {"--device", EndToEnd::SampleDevice("stairlight"), "--library", ORN_PLUGIN_LIBRARY},
+                      {{"ORN_DEVICE_STACK", "127.0.0.1:1"}});
+    ASSERT_TRUE(host.WaitForLine("Retrying"));
+
+    host.Signal(SIGTERM);
+
+    EXPECT_EQ(host.WaitForExit(), ExitStatus::Exited(0));
+    const auto lines = host.GetOutputLines();
+    const auto has = [&lines](const char* part) {
+        return std::any_of(lines.begin(), lines.end(),
+                           [part](const std::string& line) { return line.find(part) != std::string::npos; });
+    };
+    EXPECT_TRUE(has("Init returned 0"));
+    EXPECT_FALSE(has("trying again"));
+}
 
 /// The plug-in's "Stopped" of the app that is killed meets a device stack without a data point for it.
 TEST(ReplacedDeviceStack, IsAskedForTheRunStateOfTheNextAppAndNotOfTheOneBefore) {
