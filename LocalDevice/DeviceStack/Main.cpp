@@ -81,6 +81,7 @@ void Serve(const ServiceOptions& options) {
 
 int Run(const std::vector<std::string>& arguments) {
     try {
+        const log4cplus::Initializer logging;
         const ServiceOptions options = ParseOptions(arguments);
         if (options.isHelpWanted) {
             std::cout << GetHelp();
@@ -108,6 +109,5 @@ int Run(const std::vector<std::string>& arguments) {
 }  // namespace LocalDevice
 
 int main(int argc, char** argv) {
-    const log4cplus::Initializer logging;
     return LocalDevice::Run({argv + 1, argv + argc});
 }

@@ -156,6 +156,13 @@ TEST_F(DeviceStackTest, AFullDiskIsToldAndTheServiceGoesOn) {
                 ElementsAre("warning: /dev/full: the log cannot be written; lines of it are lost"));
 }
 
+TEST(ProgramsWithoutThreads, EndWithOneLine) {
+    ChildProcess sut(ORN_DEVICESTACK_WITHOUT_THREADS, {"--port", "0"});
+    EXPECT_THAT(sut.WaitForExit(), Optional(ExitStatus::Exited(1)));
+    EXPECT_THAT(sut.GetErrorLines(), ElementsAre("devicestack-without-threads: no thread can be started: Resource "
+                                                 "temporarily unavailable"));
+}
+
 TEST_F(DeviceStackTest, LogsWhoRegistersAndWhatIsRefused) {
     WebSocketClient client(GetPort());
     Register(client, "somebody");
