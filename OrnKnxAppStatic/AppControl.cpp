@@ -55,6 +55,22 @@ void AppControl::CorrectRunStateOfEndedCycle(bool appWasKilled) {
     }
 }
 
+void AppControl::EndRunStateOfEarlierApp(const ThreadControl& control) {
+    if (processControl_.GetRunState().value_or(AppHostControlState::Stopped) == AppHostControlState::Stopped) {
+        return;
+    }
+    // The object model that was just published says "Stopped", and a value that is no change is not reported.
+    SetAppHostRunstate(AppHostControlState::Stopping, control);
+    SetAppHostRunstate(AppHostControlState::Stopped, control);
+    if (!processControl_.WaitForRunState(AppHostControlState::Stopped, Durations::RunStateReportWait,
+                                         control.running) &&
+        control.running) {
+        ORN_LOG(log_, WARN,
+                "The device stack does not report that the app before has stopped. Current run state: "
+                    << processControl_.GetRunState());
+    }
+}
+
 void AppControl::Write(const boost::lock_guard<boost::mutex>& /*lock*/, AppHostControlState state) {
     static constexpr const char* Caller = "SetAppHostRunstate";
     const std::optional<LogicalDeviceId> id = identity_->GetLogicalDeviceId();

@@ -39,6 +39,11 @@ public:
     /// cycle is cleared before. `appWasKilled`: there was one, and what it has reported may be on its way.
     void CorrectRunStateOfEndedCycle(bool appWasKilled);
 
+    /// Before an app is launched: has the device stack report "Stopped" where an earlier app's run state is still
+    /// known, which would count as the new one's. Waits for the report, 1 s at most and only while the run flag of
+    /// `control` is set; one that does not come is a line in the log.
+    void EndRunStateOfEarlierApp(const ThreadControl& control);
+
     /// Tells the app whether group values reach the bus. True when the device stack took the event.
     bool SignalAppHostKnxCommunicationState(LogicalDeviceId id, bool on);
 

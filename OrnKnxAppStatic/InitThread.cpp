@@ -123,6 +123,7 @@ bool InitThread::Launch() const {
         ORN_LOG_CYCLE(DEBUG, "Debug mode set, did not launch app host!");
         return true;
     }
+    core_->appControl.EndRunStateOfEarlierApp(*control_);
     if (!control_->running) {
         ORN_LOG_CYCLE(INFO,
                       "Init thread canceled because app prg interface object is currently unloaded, did not start "

@@ -23,6 +23,7 @@ constexpr milliseconds HandlerMutexPoll{50};
 constexpr seconds RunningWait{90};
 constexpr seconds RunningBeforeStopWait{5};
 constexpr seconds StoppedWait{10};
+constexpr seconds RunStateReportWait{1};
 constexpr milliseconds RunStatePoll{50};
 constexpr seconds StartReportWait{5};
 constexpr seconds ReapWait{5};

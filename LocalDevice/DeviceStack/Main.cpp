@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "DeviceStackServer.h"
+#include "LostLogReport.h"
 #include "ServiceOptions.h"
 
 namespace LocalDevice {
@@ -51,6 +52,7 @@ log4cplus::Logger OpenLog(const std::string& file) {
     }
     log4cplus::SharedAppenderPtr appender(new log4cplus::RollingFileAppender(file, MaximumSize, Backups));
     appender->setLayout(std::make_unique<log4cplus::PatternLayout>("%D{%Y-%m-%d %H:%M:%S.%q} %-5p %m%n"));
+    appender->setErrorHandler(std::make_unique<LostLogReport>(file));
     logger.addAppender(appender);
     logger.setLogLevel(log4cplus::INFO_LOG_LEVEL);
     return logger;
@@ -79,6 +81,7 @@ void Serve(const ServiceOptions& options) {
 
 int Run(const std::vector<std::string>& arguments) {
     try {
+        const log4cplus::Initializer logging;
         const ServiceOptions options = ParseOptions(arguments);
         if (options.isHelpWanted) {
             std::cout << GetHelp();
@@ -106,6 +109,5 @@ int Run(const std::vector<std::string>& arguments) {
 }  // namespace LocalDevice
 
 int main(int argc, char** argv) {
-    const log4cplus::Initializer logging;
     return LocalDevice::Run({argv + 1, argv + argc});
 }

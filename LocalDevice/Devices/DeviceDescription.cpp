@@ -48,7 +48,11 @@ std::array<std::uint8_t, 6> ReadSixBytes(const JsonValue& value) {
 }
 
 std::uint16_t ReadIndividualAddress(const JsonValue& value) {
-    return Parsed(value, ParseIndividualAddress, "an individual address, such as \"1.1.10\"");
+    const std::uint16_t address = Parsed(value, ParseIndividualAddress, "an individual address, such as \"1.1.10\"");
+    if (address == 0) {
+        value.FailExpecting("another individual address than 0.0.0, which belongs to no device");
+    }
+    return address;
 }
 
 std::vector<std::uint16_t> ReadAdditionalAddresses(const JsonValue& list, std::uint16_t ownAddress) {

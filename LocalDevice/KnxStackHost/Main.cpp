@@ -5,12 +5,12 @@
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/thread/thread.hpp>
-#include <chrono>
 #include <csignal>
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <utility>
 
 #include "Bus/KnxdConnection.h"
 #include "Control/ControlCommands.h"
@@ -19,6 +19,7 @@
 #include "HostOptions.h"
 #include "KnxAddress.h"
 #include "KnxStackHost.h"
+#include "LongestHostEnd.h"
 #include "Output/LifePrinter.h"
 #include "Output/PluginLog.h"
 #include "Support/StopSignal.h"
@@ -26,9 +27,6 @@
 namespace LocalDevice {
 
 namespace {
-
-/// Longer than the plug-in may take for one call with a device stack that is dead.
-constexpr std::chrono::seconds LongestEnd{240};
 
 /// A handler, unlike SIG_IGN, is not passed on to the programs that the plug-in starts.
 void IgnoreBrokenPipes() {
@@ -71,6 +69,8 @@ public:
     Program& operator=(const Program&) = delete;
 
     void Start() { host_->GetApplication().Start(); }
+    /// While `Start` runs or after it.
+    void StopTrying() { host_->GetApplication().StopTrying(); }
 
 private:
     HostEvents events_;
@@ -86,11 +86,12 @@ private:
 class SignalLoop {
 public:
     void Run(std::unique_ptr<Program> program) {
+        program_ = std::move(program);
         WaitForSignal();
-        boost::thread worker([this, &program] {
-            program->Start();
+        boost::thread worker([this] {
+            program_->Start();
             stop_.Wait();
-            program.reset();
+            program_.reset();
             boost::asio::post(io_, [this] { io_.stop(); });
         });
         io_.run();
@@ -110,8 +111,9 @@ private:
         if (stop_.IsStopped()) {
             EndHard("ended hard by a second signal");
         }
+        program_->StopTrying();  // it is there: its end waits for the next line
         stop_.Stop();
-        limit_.expires_after(LongestEnd);
+        limit_.expires_after(LongestHostEnd);
         limit_.async_wait([](const boost::system::error_code& error) {
             if (!error) {
                 EndHard("the application program does not end; ended hard");
@@ -129,6 +131,7 @@ private:
     boost::asio::signal_set signals_{io_, SIGTERM, SIGINT};
     boost::asio::steady_timer limit_{io_};
     StopSignal stop_;
+    std::unique_ptr<Program> program_;
 };
 
 int Fail(int code, const std::exception& error) {

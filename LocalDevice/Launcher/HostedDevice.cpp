@@ -2,7 +2,6 @@
 
 #include <array>
 #include <boost/algorithm/string/join.hpp>
-#include <chrono>
 #include <nlohmann/json.hpp>
 #include <utility>
 
@@ -10,8 +9,6 @@ namespace LocalDevice {
 
 namespace {
 
-/// The application program may have to wait for an app that does not end.
-constexpr std::chrono::seconds HostGrace{30};
 bool IsAboutFailure(const nlohmann::json& message) {
     const std::string event = TextOf(message, "event");
     const std::string level = TextOf(message, "level");
@@ -39,11 +36,11 @@ void HostedDevice::PowerOn() {
     Connect();
 }
 
-void HostedDevice::PowerOff() {
+void HostedDevice::PowerOff(std::chrono::steady_clock::duration grace) {
     demo_.reset();
     control_.reset();
     isConnected_ = false;
-    host_.Stop(HostGrace);
+    host_.Stop(grace);
 }
 
 void HostedDevice::SetAppControl(AppControlWatcher::Point point, std::optional<int> value) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <boost/asio/io_context.hpp>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -46,8 +47,8 @@ public:
 
     /// Starts the host, and connects to it when it is up.
     void PowerOn();
-    /// Asks the host to end.
-    void PowerOff();
+    /// Asks the host to end, and kills it when it has not ended after `grace`.
+    void PowerOff(std::chrono::steady_clock::duration grace);
 
     void SetAppControl(AppControlWatcher::Point point, std::optional<int> value);
     /// Host and app are up, and the app takes part in KNX communication.

@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <sstream>
 #include <string_view>
 #include <utility>
 
@@ -202,8 +203,11 @@ void LaunchedProcess::Stop(std::chrono::steady_clock::duration grace) {
     isStopping_ = true;
     kill(pid_, SIGTERM);
     grace_.expires_after(grace);
-    grace_.async_wait([self = shared_from_this()](const boost::system::error_code& error) {
+    grace_.async_wait([self = shared_from_this(), grace](const boost::system::error_code& error) {
         if (!error) {
+            std::ostringstream reason;
+            reason << ", for it did not end within " << std::chrono::duration<double>(grace).count() << " s";
+            self->overdue_ = reason.str();
             self->Kill();
         }
     });
@@ -250,7 +254,15 @@ void LaunchedProcess::WaitForExit() {
         handlers_.onOutput(std::exchange(pending_, {}));
     }
     const Handlers handlers = std::exchange(handlers_, {});
-    handlers.onExit(Describe(status));
+    handlers.onExit(DescribeEnd(status));
+}
+
+ProcessEnd LaunchedProcess::DescribeEnd(int status) const {
+    if (!WIFSIGNALED(status)) {
+        return {Describe(status), WEXITSTATUS(status) == 0};
+    }
+    const int signal = WTERMSIG(status);
+    return {Describe(status) + (signal == SIGKILL ? overdue_ : ""), isStopping_ && signal == SIGTERM};
 }
 
 void LaunchedProcess::DrainOutput() {

@@ -21,6 +21,15 @@ struct LaunchCommand {
     std::vector<std::string> environment;  ///< "NAME=VALUE", in place of and beside the launcher's own variables
 };
 
+/// How a process ended.
+struct ProcessEnd {
+    /// "exit code 1" or "signal 11 (Segmentation fault)"; one that was killed when its grace was over:
+    /// "signal 9 (Killed), for it did not end within 5 s".
+    std::string how;
+    /// With exit code 0, or by the SIGTERM that asked it to.
+    bool isInOrder;
+};
+
 /// A child process in a process group of its own, so that a Ctrl-C reaches the launcher alone. Its output comes line by
 /// line. When the launcher dies, it gets SIGTERM. When it ends, whatever is left of its process group is killed.
 ///
@@ -30,8 +39,8 @@ class LaunchedProcess : public std::enable_shared_from_this<LaunchedProcess> {
 public:
     struct Handlers {
         std::function<void(const std::string& line)> onOutput;
-        /// Called once, after all output. `how` says how it ended: "exit code 1" or "signal 11 (Segmentation fault)".
-        std::function<void(const std::string& how)> onExit;
+        /// Called once, after all output.
+        std::function<void(const ProcessEnd& end)> onExit;
     };
 
     /// Throws `boost::system::system_error` where the program cannot be started.
@@ -55,6 +64,7 @@ private:
     void WaitForExit();
     void DrainOutput();
     void DeliverLines();
+    ProcessEnd DescribeEnd(int status) const;
 
     Handlers handlers_;
     boost::asio::signal_set childSignal_;
@@ -62,6 +72,7 @@ private:
     boost::asio::steady_timer grace_;
     pid_t pid_ = -1;
     bool isStopping_ = false;
+    std::string overdue_;  ///< why it was killed; empty while its grace is not over
     std::string pending_;  ///< output that no line feed has ended yet
 };
 

@@ -18,7 +18,6 @@ namespace LocalDevice {
 
 namespace {
 
-constexpr std::chrono::seconds DeviceStackGrace{5};
 constexpr std::chrono::seconds RunningTimeout{60};
 constexpr std::uint8_t ManagedApp = 1;  ///< as a description has it
 
@@ -41,10 +40,12 @@ std::string SerialText(const DeviceDescription& description) {
 
 }  // namespace
 
-Launcher::Launcher(const Options& options, const Installation& installation, Console& console)
+Launcher::Launcher(const Options& options, const Installation& installation, Console& console,
+                   const LauncherGraces& graces)
     : options_(options),
       installation_(installation),
       console_(console),
+      graces_(graces),
       directory_(options.directory),
       signals_(io_, SIGINT, SIGTERM),
       demoDeadline_(io_),
@@ -62,7 +63,7 @@ Launcher::Launcher(const Options& options, const Installation& installation, Con
             io_, "device stack",
             SupervisedProcess::Handlers{[this] { return DeviceStackCommand(); },
                                         [this](const std::string& line) { OnDeviceStackOutput(line); },
-                                        [this](const std::string& how) { OnEnded(*deviceStack_, how); }});
+                                        [this](const ProcessEnd& end) { OnEnded(*deviceStack_, end); }});
     }
     // A reader that goes away, as in "localdevice | head", ends the local device in order.
     signals_.add(SIGHUP);
@@ -79,7 +80,7 @@ void Launcher::AddDevice(const std::string& file) {
             console_.Print(devices_.size() > 1 ? "[" + std::to_string(index + 1) + "] " + line : line);
         }
     };
-    handlers.process.onEnded = [this, index](const std::string& how) { OnEnded(devices_[index]->GetHost(), how); };
+    handlers.process.onEnded = [this, index](const ProcessEnd& end) { OnEnded(devices_[index]->GetHost(), end); };
     handlers.onConnected = [this] { PlayDemos(); };
     handlers.onError = [this, index] { OnError(*devices_[index]); };
     handlers.onDemoEnded = [this](const std::string& failure) { OnDemoEnded(failure); };
@@ -200,12 +201,15 @@ void Launcher::OnDeviceStackOutput(const std::string& line) {
     StartHosts();
 }
 
-void Launcher::OnEnded(SupervisedProcess& process, const std::string& how) {
+void Launcher::OnEnded(SupervisedProcess& process, const ProcessEnd& end) {
     if (goal_ != Goal::Run) {
+        if (!end.isInOrder) {
+            OnEndedWithoutOrder(process, end.how);
+        }
         ContinuePowerOff();
         return;
     }
-    const std::string what = process.GetName() + " " + how;
+    const std::string what = process.GetName() + " " + end.how;
     if (!process.WasUp() || options_.once) {
         Fail(what);
         return;
@@ -217,13 +221,25 @@ void Launcher::OnEnded(SupervisedProcess& process, const std::string& how) {
     }
     if (&process == deviceStack_.get()) {
         // The object model went with it, and only a device that starts publishes one.
-        console_.Tell(process.GetName(), how + "; the whole device restarts");
+        console_.Tell(process.GetName(), end.how + "; the whole device restarts");
         PowerOff(Goal::Restart);
         return;
     }
     const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(*pause).count();
-    console_.Tell(process.GetName(), how + "; starts again in " + std::to_string(milliseconds) + " ms");
+    console_.Tell(process.GetName(), end.how + "; starts again in " + std::to_string(milliseconds) + " ms");
     process.StartAfter(*pause);
+}
+
+/// A part did not end as it was asked to: it was killed, or has failed.
+void Launcher::OnEndedWithoutOrder(const SupervisedProcess& process, const std::string& how) {
+    if (isKilled_) {
+        return;
+    }
+    if (goal_ == Goal::Exit && failure_.empty()) {
+        NoteFailure(process.GetName() + " " + how);
+    } else {
+        console_.Tell(process.GetName(), how);
+    }
 }
 
 void Launcher::SetRunLed(bool on) {
@@ -272,7 +288,7 @@ void Launcher::PowerOff(Goal goal) {
     watcher_.reset();
     SetRunLed(false);
     for (const auto& device : devices_) {
-        device->PowerOff();
+        device->PowerOff(graces_.host);
     }
     ContinuePowerOff();
 }
@@ -284,7 +300,7 @@ void Launcher::ContinuePowerOff() {
         }
     }
     if (deviceStack_) {
-        deviceStack_->Stop(DeviceStackGrace);
+        deviceStack_->Stop(graces_.deviceStack);
         if (deviceStack_->IsRunning()) {
             return;
         }
@@ -299,11 +315,15 @@ void Launcher::ContinuePowerOff() {
 }
 
 void Launcher::Fail(const std::string& problem) {
+    NoteFailure(problem);
+    PowerOff(Goal::Exit);
+}
+
+void Launcher::NoteFailure(const std::string& problem) {
     failure_ = problem;
     if (directory_.KeepLogs()) {
         failure_ += "; the logs stay in " + directory_.GetPath().string();
     }
-    PowerOff(Goal::Exit);
 }
 
 void Launcher::PlayDemos() {

@@ -15,6 +15,7 @@
 #include "DeviceDescription.h"
 #include "HostedDevice.h"
 #include "Installation.h"
+#include "LauncherGraces.h"
 #include "Options.h"
 #include "RunDirectory.h"
 #include "SupervisedProcess.h"
@@ -31,7 +32,8 @@ class Launcher {
 public:
     /// `options` names the files of the descriptions. Reads them and the demos, and makes the folder. Throws
     /// `std::runtime_error`, one line, for bad input.
-    Launcher(const Options& options, const Installation& installation, Console& console);
+    Launcher(const Options& options, const Installation& installation, Console& console,
+             const LauncherGraces& graces = {});
     Launcher(const Launcher&) = delete;
     Launcher& operator=(const Launcher&) = delete;
 
@@ -47,7 +49,8 @@ private:
     void TellDebugCommands(const HostedDevice& device);
     void OnAppControl(int logicalDevice, AppControlWatcher::Point point, std::optional<int> value);
     void OnDeviceStackOutput(const std::string& line);
-    void OnEnded(SupervisedProcess& process, const std::string& how);
+    void OnEnded(SupervisedProcess& process, const ProcessEnd& end);
+    void OnEndedWithoutOrder(const SupervisedProcess& process, const std::string& how);
     void SetRunLed(bool on);
 
     void PowerOn();
@@ -55,6 +58,7 @@ private:
     void ContinuePowerOff();
     void StartHosts();
     void Fail(const std::string& problem);
+    void NoteFailure(const std::string& problem);
 
     void AddDevice(const std::string& file);
     void PlayDemos();
@@ -71,6 +75,7 @@ private:
     const Options options_;
     const Installation& installation_;
     Console& console_;
+    const LauncherGraces graces_;
     RunDirectory directory_;
 
     boost::asio::io_context io_{1};

@@ -27,7 +27,8 @@ int Complain(int exitCode, const std::string& problem) {
 
 }  // namespace
 
-int RunLocalDevice(const boost::filesystem::path& programDirectory, const std::vector<std::string>& arguments) {
+int RunLocalDevice(const boost::filesystem::path& programDirectory, const std::vector<std::string>& arguments,
+                   const LauncherGraces& graces) {
     try {
         const log4cplus::Initializer logging;
         // What the device-stack client would log, the launcher says itself.
@@ -42,7 +43,7 @@ int RunLocalDevice(const boost::filesystem::path& programDirectory, const std::v
             device = installation.FindDescription(device);
         }
         Console console(std::cout);
-        Launcher launcher(*options, installation, console);
+        Launcher launcher(*options, installation, console, graces);
         const std::string failure = launcher.Run();
         if (!failure.empty()) {
             return Complain(ExitFailure, failure);

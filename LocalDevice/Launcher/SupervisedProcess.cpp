@@ -12,7 +12,7 @@ void SupervisedProcess::Start() {
     complaintBegin_ = boost::filesystem::path(command.program).filename().string() + ": ";
     complaint_.clear();
     const auto onOutput = [this](const std::string& line) { OnOutput(line); };
-    const auto onExit = [this](const std::string& how) { OnExit(how); };
+    const auto onExit = [this](const ProcessEnd& end) { OnExit(end); };
     try {
         process_ = LaunchedProcess::Start(io_, command, {onOutput, onExit});
     } catch (const boost::system::system_error& error) {
@@ -20,7 +20,7 @@ void SupervisedProcess::Start() {
         boost::asio::post(io_,
                           [this, number = ++startNumber_, how = std::string("cannot be started: ") + error.what()] {
                               if (number == startNumber_) {
-                                  handlers_.onEnded(how);
+                                  handlers_.onEnded({how, false});
                               }
                           });
     }
@@ -57,9 +57,9 @@ void SupervisedProcess::OnOutput(const std::string& line) {
     }
 }
 
-void SupervisedProcess::OnExit(const std::string& how) {
+void SupervisedProcess::OnExit(const ProcessEnd& end) {
     process_ = nullptr;
-    handlers_.onEnded("ended with " + how + (complaint_.empty() ? "" : ": " + complaint_));
+    handlers_.onEnded({"ended with " + end.how + (complaint_.empty() ? "" : ": " + complaint_), end.isInOrder});
 }
 
 }  // namespace LocalDevice

@@ -20,8 +20,9 @@ public:
         std::function<LaunchCommand()> command;  ///< what to start, asked at each start
         /// What it prints, but for its complaints: "PROGRAM: " and why it ends.
         std::function<void(const std::string& line)> onOutput;
-        /// The process has ended, or could not be started: one line without the process's name, with its complaint.
-        std::function<void(const std::string& how)> onEnded;
+        /// The process has ended, or could not be started: `how` is one line without the process's name, with its
+        /// complaint.
+        std::function<void(const ProcessEnd& end)> onEnded;
     };
 
     SupervisedProcess(boost::asio::io_context& io, std::string name, Handlers handlers)
@@ -47,7 +48,7 @@ public:
 
 private:
     void OnOutput(const std::string& line);
-    void OnExit(const std::string& how);
+    void OnExit(const ProcessEnd& end);
 
     boost::asio::io_context& io_;
     const std::string name_;

@@ -1,13 +1,16 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <algorithm>
 #include <future>
 
 #include "LocalDevice.h"
 #include "LogFollower.h"
+#include "Zandrel/KnxOdsMapping.h"
 
 namespace {
 
+using EndToEnd::ChildProcess;
 using EndToEnd::DeviceStack;
 using EndToEnd::Host;
 using EndToEnd::json;
@@ -15,6 +18,7 @@ using EndToEnd::LogFollower;
 using EndToEnd::Milliseconds;
 using EndToEnd::TelegramMonitor;
 using EndToEnd::WaitUntil;
+using TestSupport::ExitStatus;
 
 constexpr const char* SerialNumber = "000000010001";
 
@@ -131,5 +135,51 @@ INSTANTIATE_TEST_SUITE_P(At, DeadDeviceStack,
                                          Moment{"CommunicationOn", "Signal KNX communication 'on'.", true},
                                          Moment{"EndOfTheCycle", "Thread finished.", true}),
                          [](const auto& test) { return test.param.name; });
+
+/// The first attempt to start takes two seconds: nobody listens.
+TEST(MissingDeviceStack, IsNotPromisedAnotherTryByAHostThatEnds) {
+    ChildProcess host(ORN_KNXSTACKHOST_PROGRAM,
+                      {"--device", EndToEnd::SampleDevice("stairlight"), "--library", ORN_PLUGIN_LIBRARY},
+                      {{"ORN_DEVICE_STACK", "127.0.0.1:1"}});
+    ASSERT_TRUE(host.WaitForLine("Retrying"));
+
+    host.Signal(SIGTERM);
+
+    EXPECT_EQ(host.WaitForExit(), ExitStatus::Exited(0));
+    const auto lines = host.GetOutputLines();
+    const auto has = [&lines](const char* part) {
+        return std::any_of(lines.begin(), lines.end(),
+                           [part](const std::string& line) { return line.find(part) != std::string::npos; });
+    };
+    EXPECT_TRUE(has("Init returned 0"));
+    EXPECT_FALSE(has("trying again"));
+}
+
+/// The plug-in's "Stopped" of the app that is killed meets a device stack without a data point for it.
+TEST(ReplacedDeviceStack, IsAskedForTheRunStateOfTheNextAppAndNotOfTheOneBefore) {
+    auto deviceStack = std::make_unique<DeviceStack>(std::vector<std::string>{SerialNumber});
+    Host host({EndToEnd::SampleDevice("stairlight"), deviceStack->GetAddress()});
+    LogFollower log(host.GetLogPath());
+    ASSERT_TRUE(host.WaitForRunState("running"));
+    deviceStack->GetProcess().Signal(SIGKILL);
+    ASSERT_TRUE(deviceStack->GetProcess().WaitForExit().has_value());
+    deviceStack = std::make_unique<DeviceStack>(std::vector<std::string>{SerialNumber}, deviceStack->GetPort());
+    ASSERT_TRUE(log.WaitFor("Connected to device stack again."));
+
+    ASSERT_EQ(host.Ask({{"command", "restart"}}).at("result"), 2);
+    ASSERT_TRUE(log.WaitFor("Launched native app") && log.WaitFor("Thread finished."));
+
+    const auto lines = host.GetLog();
+    const auto contains = [](const std::string& part) {
+        return [part](const std::string& line) { return line.find(part) != std::string::npos; };
+    };
+    const std::string state = std::to_string(Zandrel::KnxOdsMapping::GetAppHostAppControlStateObjModelId(1));
+    const auto launched = std::find_if(lines.rbegin(), lines.rend(), contains("Launched native app")).base();
+    const auto done = std::find_if(launched, lines.end(), contains("Done: app host running."));
+    EXPECT_NE(done, lines.end());
+    EXPECT_TRUE(std::any_of(launched, done, contains("OnValueChanged - " + state + ": valueChanged, 3.1:2")))
+        << "the run state of the app before counted as that of the next one";
+    EXPECT_TRUE(host.Stop());
+}
 
 }  // namespace

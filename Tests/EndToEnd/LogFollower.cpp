@@ -1,5 +1,9 @@
 #include "LogFollower.h"
 
+#include <sys/stat.h>
+
+#include <utility>
+
 namespace EndToEnd {
 
 std::vector<std::string> LogFollower::TakeNew() {
@@ -24,18 +28,35 @@ bool LogFollower::WaitFor(const std::string& part, Milliseconds limit) {
 }
 
 bool LogFollower::NextLine(std::string& line) {
-    if (!file_.is_open()) {
-        file_.open(path_);
+    // First: once the file has another name, nothing more is written to it.
+    const bool hasRolled = HasRolled();
+    if (file_ && ReadLine(line)) {
+        return true;
     }
-    file_.clear();  // the end of the file is one only for now
-    std::getline(file_, line);
-    line.insert(0, rest_);
-    if (file_.eof() || !file_) {
-        rest_ = line;
+    if (file_ && !hasRolled) {
         return false;
     }
-    rest_.clear();
-    return true;
+    file_.reset(std::fopen(path_.c_str(), "re"));
+    return file_ && ReadLine(line);
+}
+
+bool LogFollower::ReadLine(std::string& line) {
+    std::clearerr(file_.get());  // the end of the file is one only for now
+    for (int character = std::getc(file_.get()); character != EOF; character = std::getc(file_.get())) {
+        if (character == '\n') {
+            line = std::exchange(rest_, {});
+            return true;
+        }
+        rest_ += static_cast<char>(character);
+    }
+    return false;
+}
+
+bool LogFollower::HasRolled() const {
+    struct stat followed {};
+    struct stat current {};
+    return file_ && ::fstat(::fileno(file_.get()), &followed) == 0 && ::stat(path_.c_str(), &current) == 0 &&
+           followed.st_ino != current.st_ino;
 }
 
 }  // namespace EndToEnd

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <fstream>
+#include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -8,7 +9,8 @@
 
 namespace EndToEnd {
 
-/// Reads a log while it is written. Used by one thread.
+/// Reads a log while it is written, also where it rolls: the file gets another name, and a new one takes its place. One
+/// that rolls twice between two looks loses what lies between. Used by one thread.
 class LogFollower {
 public:
     /// Begins at the first line of the file at `path`, which may not be there yet.
@@ -20,11 +22,17 @@ public:
     bool WaitFor(const std::string& part, Milliseconds limit = Limit);
 
 private:
+    struct Closer {
+        void operator()(std::FILE* file) const { std::fclose(file); }
+    };
+
     bool NextLine(std::string& line);
+    bool ReadLine(std::string& line);
+    bool HasRolled() const;
 
     const std::string path_;
 
-    std::ifstream file_;
+    std::unique_ptr<std::FILE, Closer> file_;
     std::string rest_;  ///< of a line that has not ended yet
 };
 

@@ -147,6 +147,22 @@ TEST_F(DeviceStackTest, AWrongOptionIsOneClearLine) {
                             ": expected a file that can be written (No such file or directory)"));
 }
 
+TEST_F(DeviceStackTest, AFullDiskIsToldAndTheServiceGoesOn) {
+    ChildProcess other(ORN_DEVICESTACK_PROGRAM, {"--port", "0", "--log", "/dev/full"});
+    ASSERT_TRUE(other.WaitForLine("device stack listening on "));
+    other.Signal(SIGTERM);  // logs a second line
+    EXPECT_THAT(other.WaitForExit(), Optional(ExitStatus::Exited(0)));
+    EXPECT_THAT(other.GetErrorLines(),
+                ElementsAre("warning: /dev/full: the log cannot be written; lines of it are lost"));
+}
+
+TEST(ProgramsWithoutThreads, EndWithOneLine) {
+    ChildProcess sut(ORN_DEVICESTACK_WITHOUT_THREADS, {"--port", "0"});
+    EXPECT_THAT(sut.WaitForExit(), Optional(ExitStatus::Exited(1)));
+    EXPECT_THAT(sut.GetErrorLines(), ElementsAre("devicestack-without-threads: no thread can be started: Resource "
+                                                 "temporarily unavailable"));
+}
+
 TEST_F(DeviceStackTest, LogsWhoRegistersAndWhatIsRefused) {
     WebSocketClient client(GetPort());
     Register(client, "somebody");

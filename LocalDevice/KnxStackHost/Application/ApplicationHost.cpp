@@ -109,7 +109,7 @@ CallResult ApplicationHost::StartNow() {
     initTimer_.cancel();
     hub_.ForgetRunState();
     const CallResult result = Initialise();
-    if (program_) {
+    if (program_ || !mayTryAgain_) {
         return result;
     }
     const auto pause = initPause_.Next();

@@ -55,6 +55,10 @@ public:
     /// `Exit` and the deletion of the application program, or the end of the attempts to start it.
     CallResult Exit();
 
+    /// The host is about to end: from now on a start that fails is the last one. Returns at once, whatever is under
+    /// way.
+    void StopTrying() { mayTryAgain_ = false; }
+
     /// The application's object is about to leave "loaded", and has left it. The restart follows the second, or the
     /// first where the second is late: the application program may hold up the load event until it is stopped. It is
     /// repeated until a cycle has looked at the load state: one that is past that would start the app all the same.
@@ -97,6 +101,7 @@ private:
 
     std::atomic<bool> isStarted_{false};
     std::atomic<std::uint64_t> restarts_{0};
+    std::atomic<bool> mayTryAgain_{true};
 
     boost::asio::io_context io_{1};
     boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_{io_.get_executor()};

@@ -8,6 +8,8 @@
 #include <memory>
 #include <stdexcept>
 
+#include "LostLogReport.h"
+
 namespace LocalDevice {
 
 namespace {
@@ -22,6 +24,7 @@ log4cplus::SharedAppenderPtr MakeFileAppender(const std::string& file, long limi
     }
     log4cplus::SharedAppenderPtr appender(new log4cplus::RollingFileAppender(file, limit, OldFiles));
     appender->setLayout(std::make_unique<log4cplus::PatternLayout>(FilePattern));
+    appender->setErrorHandler(std::make_unique<LostLogReport>(file));
     return appender;
 }
 

@@ -1,5 +1,7 @@
 #include <log4cplus/loggingmacros.h>
 
+#include <boost/asio/error.hpp>
+#include <boost/beast/core/error.hpp>
 #include <boost/chrono/system_clocks.hpp>
 #include <chrono>
 #include <cstdint>
@@ -20,6 +22,12 @@ namespace {
 constexpr std::uint16_t DefaultPort = 7580;
 constexpr boost::chrono::seconds ConnectTimeout{1};
 
+/// A device stack that starts late is no news. What keeps the client from looking for it is.
+bool IsNobodyThere(const boost::system::error_code& error) {
+    return error == boost::asio::error::connection_refused || error == boost::asio::error::timed_out ||
+           error == boost::beast::error::timeout;
+}
+
 IDeviceStackClient* Connect(const DeviceStackAddress& address) try {
     const auto deadline = boost::chrono::steady_clock::now() + ConnectTimeout;
     boost::system::error_code error;
@@ -32,8 +40,9 @@ IDeviceStackClient* Connect(const DeviceStackAddress& address) try {
             return client.release();
         }
     }
-    LOG4CPLUS_DEBUG(Zandrel::GetGlobalDefaultLogger(),
-                    "No device stack at " << address.host << ':' << address.port << ": " << error.message());
+    const log4cplus::LogLevel level = IsNobodyThere(error) ? log4cplus::DEBUG_LOG_LEVEL : log4cplus::WARN_LOG_LEVEL;
+    Zandrel::GetGlobalDefaultLogger().log(
+        level, "No device stack at " + address.host + ':' + std::to_string(address.port) + ": " + error.message());
     return nullptr;
 } catch (const std::exception& error) {
     LOG4CPLUS_ERROR(Zandrel::GetGlobalDefaultLogger(), "No client for the device stack: " << error.what());

@@ -111,6 +111,16 @@ TEST_F(ApplicationHostTest, ExitEndsTheAttemptsToStart) {
     EXPECT_EQ(script.CountCalls("init"), 1);
 }
 
+TEST_F(ApplicationHostTest, StartThatFailsWhileTheHostEndsIsTheLastAndNoOtherIsPromised) {
+    Make();
+    script.onInit = [this](int) {
+        sut->StopTrying();
+        return 0;
+    };
+    EXPECT_EQ(sut->Start().result, 0);
+    EXPECT_THAT(GetMessages(), ElementsAre(StartsWith("Init returned 0 after ")));
+}
+
 TEST_F(ApplicationHostTest, StartingAgainDoesNotWaitForTheNextAttempt) {
     script.onInit = [](int count) { return count < 2 ? 0 : 2; };
     EXPECT_EQ(Make().Start().result, 0);

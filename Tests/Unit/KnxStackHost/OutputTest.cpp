@@ -6,6 +6,7 @@
 #include <boost/filesystem/directory.hpp>
 #include <boost/filesystem/fstream.hpp>
 #include <boost/filesystem/operations.hpp>
+#include <iostream>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -242,6 +243,20 @@ TEST(PluginLogTest, AFileThatHasGrownMakesRoomForAnother) {
     boost::filesystem::ifstream in(folder.GetPath() / "log");
     const std::string newest(std::istreambuf_iterator<char>(in), {});
     EXPECT_THAT(newest, EndsWith("the last one\n"));
+}
+
+TEST(PluginLogTest, AFullDiskIsToldOnceAndTheHostGoesOn) {
+    std::ostringstream errors;
+    std::streambuf* const previous = std::cerr.rdbuf(errors.rdbuf());
+    HostEvents events;
+    {
+        const PluginLog sut(events, "/dev/full");
+        for (int count = 0; count < 10; ++count) {
+            LOG4CPLUS_INFO(log4cplus::Logger::getInstance("Other"), count);
+        }
+    }
+    std::cerr.rdbuf(previous);
+    EXPECT_EQ(errors.str(), "warning: /dev/full: the log cannot be written; lines of it are lost\n");
 }
 
 TEST(PluginLogTest, AFileThatCannotBeWrittenIsNamed) {

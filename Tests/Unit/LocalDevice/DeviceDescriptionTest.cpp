@@ -38,7 +38,7 @@ constexpr auto Text = R"({
 })";
 
 constexpr auto SmallestText =
-    R"({"name": "", "serialNumber": "000000000000", "individualAddress": "0.0.0", "appId": "a",
+    R"({"name": "", "serialNumber": "000000000000", "individualAddress": "0.0.1", "appId": "a",
 "communicationObjects": []})";
 
 std::string Replaced(std::string text, const std::string& from, const std::string& to) {
@@ -257,6 +257,12 @@ INSTANTIATE_TEST_SUITE_P(
                   ":5: /friendlyName: expected a text of at most 30 characters, got 31 characters"},
         BadChange{"1.1.10", "1.16.10",
                   ":6: /individualAddress: expected an individual address, such as \"1.1.10\", got \"1.16.10\""},
+        BadChange{"1.1.10", "0.0.0",
+                  ":6: /individualAddress: expected another individual address than 0.0.0, which belongs to no device, "
+                  "got \"0.0.0\""},
+        BadChange{"1.1.12", "0.0.0",
+                  ":7: /additionalIndividualAddresses/1: expected another individual address than 0.0.0, which belongs "
+                  "to no device, got \"0.0.0\""},
         BadChange{"1.1.12", "1.1",
                   ":7: /additionalIndividualAddresses/1: expected an individual address, such as \"1.1.10\", got "
                   "\"1.1\""},

@@ -58,6 +58,10 @@ public:
         signals.async_wait([this](const boost::system::error_code&, int) { io_.stop(); });
         const int result = name_ == "devicestack" ? RunDeviceStack() : RunHost();
         Note(name_ + " end");
+        if (manner_ == "fail-at-end") {
+            std::cerr << name_ << ": does not like to end\n";
+            return 1;
+        }
         return result;
     }
 

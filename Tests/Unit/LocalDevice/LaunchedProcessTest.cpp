@@ -11,10 +11,12 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <optional>
 
 namespace {
 
 using LocalDevice::LaunchedProcess;
+using LocalDevice::ProcessEnd;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -27,7 +29,10 @@ protected:
         io_.restart();
         return LaunchedProcess::Start(io_, {LAUNCHED_CHILD, std::move(arguments), std::move(environment)},
                                       {[this](const std::string& line) { lines_.push_back(line); },
-                                       [this](const std::string& how) { ends_.push_back(how); }});
+                                       [this](const ProcessEnd& end) {
+                                           ends_.push_back(end.how);
+                                           wasInOrder_ = end.isInOrder;
+                                       }});
     }
 
     void AwaitEnd() {
@@ -42,18 +47,21 @@ protected:
     boost::asio::io_context io_;
     std::vector<std::string> lines_;
     std::vector<std::string> ends_;
+    std::optional<bool> wasInOrder_;  ///< the last end
 };
 
 TEST_F(LaunchedProcessTest, ExitCodeIsTold) {
     const auto sut = Start({"exit", "3"});
     AwaitEnd();
     EXPECT_THAT(ends_, ElementsAre("exit code 3"));
+    EXPECT_EQ(wasInOrder_, false);
 }
 
 TEST_F(LaunchedProcessTest, SignalIsTold) {
     const auto sut = Start({"abort"});
     AwaitEnd();
     EXPECT_THAT(ends_, ElementsAre("signal 6 (Aborted)"));
+    EXPECT_EQ(wasInOrder_, false);
 }
 
 TEST_F(LaunchedProcessTest, EndIsNeverToldWithinStart) {
@@ -130,6 +138,16 @@ TEST_F(LaunchedProcessTest, StopAsksItToEnd) {
     EXPECT_TRUE(sut->IsStopping());
     AwaitEnd();
     EXPECT_THAT(ends_, ElementsAre("signal 15 (Terminated)"));
+    EXPECT_EQ(wasInOrder_, true);
+}
+
+TEST_F(LaunchedProcessTest, SigtermOfSomebodyElseIsNoOrderlyEnd) {
+    const auto sut = Start({"wait"});
+    AwaitLine();
+    kill(sut->GetPid(), SIGTERM);
+    AwaitEnd();
+    EXPECT_THAT(ends_, ElementsAre("signal 15 (Terminated)"));
+    EXPECT_EQ(wasInOrder_, false);
 }
 
 TEST_F(LaunchedProcessTest, ChildThatDoesNotEndInTimeIsKilled) {
@@ -137,7 +155,8 @@ TEST_F(LaunchedProcessTest, ChildThatDoesNotEndInTimeIsKilled) {
     AwaitLine();
     sut->Stop(std::chrono::milliseconds(50));
     AwaitEnd();
-    EXPECT_THAT(ends_, ElementsAre("signal 9 (Killed)"));
+    EXPECT_THAT(ends_, ElementsAre("signal 9 (Killed), for it did not end within 0.05 s"));
+    EXPECT_EQ(wasInOrder_, false);
 }
 
 TEST_F(LaunchedProcessTest, KillDoesNotAsk) {
@@ -170,6 +189,7 @@ TEST_F(LaunchedProcessTest, KillAfterTheEndHitsNobody) {
     AwaitEnd();
     sut->Kill();
     EXPECT_THAT(ends_, ElementsAre("exit code 0"));
+    EXPECT_EQ(wasInOrder_, true);
 }
 
 TEST_F(LaunchedProcessTest, MissingProgramCannotBeStarted) {

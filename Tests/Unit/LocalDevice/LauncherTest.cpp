@@ -17,6 +17,8 @@
 
 #include "ChildProcess.h"
 #include "Journal.h"
+#include "LauncherGraces.h"
+#include "Orn/Durations.h"
 #include "TemporaryFolder.h"
 #include "Zandrel/OrnIpcClientImpl.h"
 
@@ -52,12 +54,13 @@ protected:
 
     void SetManner(const std::string& part, const std::string& manner) { directory_.Write("manner/" + part, manner); }
 
-    void Launch(std::vector<std::string> arguments = {"--device", "first"}) {
+    void Launch(std::vector<std::string> arguments = {"--device", "first"},
+                const ChildProcess::Environment& environment = {}) {
         arguments.insert(arguments.begin(), directory_.At("bin"));
         if (std::find(arguments.begin(), arguments.end(), "--directory") == arguments.end()) {
             arguments.insert(arguments.end(), {"--directory", directory_.At("run")});
         }
-        sut_.emplace(LOCAL_DEVICE_AT, arguments);
+        sut_.emplace(LOCAL_DEVICE_AT, arguments, environment);
     }
 
     /// Waits until the launcher has connected to the host, so that host and launcher know of each other.
@@ -134,6 +137,51 @@ TEST_F(LauncherTest, SecondCtrlCKillsAtOnce) {
     EXPECT_THAT(sut_->GetErrorLines(), ElementsAre("localdevice: ended hard by a second signal"));
     EXPECT_EQ(kill(journal_.PidOf("knxstackhost"), 0), -1);
     EXPECT_EQ(errno, ESRCH);
+}
+
+TEST_F(LauncherTest, HostThatDoesNotEndIsKilledAndThatIsAFailure) {
+    SetManner("knxstackhost", "stubborn");
+    Launch({"--device", "first"}, {{"HOST_GRACE", "200"}});
+    ASSERT_TRUE(AwaitUp());
+    sut_->Signal(SIGINT);
+    EXPECT_EQ(AwaitExit(), ExitStatus::Exited(1));
+    EXPECT_THAT(sut_->GetErrorLines(), ElementsAre("localdevice: host 1 ended with signal 9 (Killed), for it did not "
+                                                   "end within 0.2 s"));
+    EXPECT_THAT(LinesAbout("host 1"), IsEmpty());
+    EXPECT_EQ(journal_.Lines().back(), "devicestack end");
+}
+
+TEST_F(LauncherTest, HostThatDoesNotEndForARestartIsKilledAndTheRestartGoesOn) {
+    SetManner("knxstackhost", "stubborn");
+    Launch({"--device", "first"}, {{"HOST_GRACE", "200"}});
+    ASSERT_TRUE(AwaitUp());
+    SetManner("knxstackhost", "");
+    SendToSupervisor("{\"request\":\"restart\",\"factoryReset\":false,\"from\":13,\"to\":2}\n");
+    ASSERT_TRUE(journal_.Await("knxstackhost start", 2));
+    EXPECT_THAT(LinesAbout("host 1"), ElementsAre("ended with signal 9 (Killed), for it did not end within 0.2 s"));
+    sut_->Signal(SIGINT);
+    EXPECT_EQ(AwaitExit(), ExitStatus::Exited(0));
+}
+
+TEST_F(LauncherTest, HostThatFailsWhileItEndsIsAFailure) {
+    SetManner("knxstackhost", "fail-at-end");
+    Launch();
+    ASSERT_TRUE(AwaitUp());
+    sut_->Signal(SIGINT);
+    EXPECT_EQ(AwaitExit(), ExitStatus::Exited(1));
+    EXPECT_THAT(sut_->GetErrorLines(),
+                ElementsAre("localdevice: host 1 ended with exit code 1: knxstackhost: does not like to end"));
+}
+
+/// Whatever the application program waits for, each time for as long as it may.
+TEST(LauncherGraces, LetTheHostFinishARestartAndTheExitBehindIt) {
+    namespace Durations = Zandrel::Durations;
+    constexpr auto Call = 4 * Durations::RequestTimeout + Durations::RunningBeforeStopWait + Durations::StoppedWait +
+                          4 * Durations::ReapWait + Durations::InitThreadJoin + 2 * Durations::DebugTaskWait;
+    constexpr auto Deletion = 2 * Durations::ReapWait + Durations::DebugTaskWait;
+
+    EXPECT_GT(LocalDevice::LongestHostEnd.count(), (2 * Call + Deletion).count());
+    EXPECT_GT(LocalDevice::LauncherGraces().host, LocalDevice::LongestHostEnd);
 }
 
 TEST_F(LauncherTest, ProcessesEndWhenTheLauncherIsKilled) {

@@ -175,6 +175,40 @@ TEST_F(AppControlTest, RunStateOfAnEndedCycleIsOverwrittenOnce) {
     ExpectRequests({SetState(0)});
 }
 
+TEST_F(AppControlTest, RunStateOfAnEarlierAppIsChangedToStoppedSoThatItIsReported) {
+    ConnectAndIdentify();
+    const Zandrel::ThreadControl control;
+    for (const auto state :
+         {AppHostControlState::Starting, AppHostControlState::Running, AppHostControlState::Stopping}) {
+        Report(processControl_, state);
+        clock_->onSleep = [this] {
+            ExpectRequests({SetState(3), SetState(0)});
+            Report(processControl_, AppHostControlState::Stopped);
+        };
+
+        sut_.EndRunStateOfEarlierApp(control);
+    }
+
+    EXPECT_EQ(clock_->sleeps.size(), 3U);
+    ExpectLines({});
+}
+
+TEST_F(AppControlTest, WhereNoEarlierAppIsShownNothingIsWrittenOrWaitedFor) {
+    ConnectAndIdentify();
+    Zandrel::ThreadControl control;
+
+    sut_.EndRunStateOfEarlierApp(control);
+    Report(processControl_, AppHostControlState::Stopped);
+    sut_.EndRunStateOfEarlierApp(control);
+    Report(processControl_, AppHostControlState::Running);
+    control.running = false;
+    sut_.EndRunStateOfEarlierApp(control);
+
+    ExpectRequests({});
+    EXPECT_TRUE(clock_->sleeps.empty());
+    ExpectLines({});
+}
+
 TEST_F(AppControlTest, KnxCommunicationIsSignalled) {
     Connect();
 

@@ -2,8 +2,11 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/filesystem/operations.hpp>
@@ -47,6 +50,24 @@ public:
 private:
     boost::asio::io_context context_;
     boost::asio::ip::tcp::socket socket_;
+};
+
+/// Leaves the process only so many descriptors above the lowest free one, for as long as it lives.
+class DescriptorLimit {
+public:
+    explicit DescriptorLimit(rlim_t spare) {
+        const int lowestFree = dup(STDERR_FILENO);
+        close(lowestFree);
+        getrlimit(RLIMIT_NOFILE, &previous_);
+        const rlimit limit{static_cast<rlim_t>(lowestFree) + spare, previous_.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+    ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &previous_); }
+    DescriptorLimit(const DescriptorLimit&) = delete;
+    DescriptorLimit& operator=(const DescriptorLimit&) = delete;
+
+private:
+    rlimit previous_{};
 };
 
 /// All of this process, with the one that lists them.
@@ -116,6 +137,25 @@ TEST_F(ClientFactory, IsRefusedAtOnceWhereNobodyListens) {
     EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(900));
     EXPECT_EQ(log.TakeLines(),
               (std::vector<LogLine>{{"DEBUG", "No device stack at " + port.GetAddress() + ": Connection refused"}}));
+}
+
+TEST_F(ClientFactory, TellsWhatItLacks) {
+    const DeafPort port;
+    const std::string refused = "No device stack at " + port.GetAddress() + ": Connection refused";
+    const LogLine noSocket{"WARN", "No device stack at " + port.GetAddress() + ": Too many open files"};
+    std::vector<LogLine> lines;
+    for (rlim_t spare = 0; lines.empty() || lines.back().text != refused; ++spare) {
+        ASSERT_LT(spare, 100U);
+        const DescriptorLimit limit(spare);
+        EXPECT_EQ(CreateDeviceStackClient(port.GetAddress()), nullptr);
+        const auto told = log.TakeLines();
+        ASSERT_EQ(told.size(), 1U) << spare;
+        lines.push_back(told.front());
+    }
+    EXPECT_TRUE(std::count(lines.begin(), lines.end(), noSocket) > 0);
+    EXPECT_TRUE(std::all_of(lines.begin(), lines.end() - 1, [](const LogLine& line) {
+        return line.level != "DEBUG" && line.text.find("Too many open files") != std::string::npos;
+    }));
 }
 
 TEST_F(ClientFactory, GivesUpASilentPeerAfterASecond) {
