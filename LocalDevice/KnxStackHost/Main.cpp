@@ -4,6 +4,7 @@
 #include <boost/asio/post.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <boost/system/system_error.hpp>
 #include <boost/thread/thread.hpp>
 #include <chrono>
 #include <csignal>
@@ -131,9 +132,20 @@ private:
     StopSignal stop_;
 };
 
-int Fail(int code, const std::exception& error) {
-    std::cerr << "knxstackhost: " << error.what() << std::endl;
+int Fail(int code, const std::string& text) {
+    std::cerr << "knxstackhost: " << text << std::endl;
     return code;
+}
+
+int Fail(int code, const std::exception& error) {
+    return Fail(code, error.what());
+}
+
+int Fail(const boost::system::system_error& error) {
+    if (error.code() == boost::system::errc::resource_unavailable_try_again) {
+        return Fail(ExitCode::Failure, "no thread can be started: " + error.code().message());
+    }
+    return Fail(ExitCode::Failure, error.what());
 }
 
 int Main(const std::vector<std::string>& arguments) {
@@ -157,6 +169,8 @@ int Main(const std::vector<std::string>& arguments) {
         return Fail(ExitCode::Bus, error);
     } catch (const ControlSocketError& error) {
         return Fail(ExitCode::ControlSocket, error);
+    } catch (const boost::system::system_error& error) {
+        return Fail(error);
     } catch (const std::exception& error) {
         return Fail(ExitCode::Failure, error);
     }

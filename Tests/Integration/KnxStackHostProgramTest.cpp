@@ -55,6 +55,25 @@ TEST_F(KnxStackHostProgramTest, EachFailureToStartHasItsLineAndItsExitCode) {
                 StartsWith("knxstackhost: /nowhere/log: the log cannot be written"));
 }
 
+TEST_F(KnxStackHostProgramTest, ThreadsThatRunShortAnywhereInTheStartEndItWithOneLine) {
+    constexpr int Most = 100;  // it starts with fewer
+    int failures = 0;
+    for (; failures < Most; ++failures) {
+        ChildProcess sut(KNXSTACKHOST_WITH_FEW_THREADS,
+                         {"--device", Device, "--library", Plugin("GoodPlugin"), "--control", control},
+                         {{"ORN_TEST_THREADS", std::to_string(failures)}});
+        if (sut.WaitForLine("Init returned 2")) {
+            break;
+        }
+        ASSERT_EQ(sut.WaitForExit(), ExitStatus::Exited(1)) << "with " << failures << " threads";
+        EXPECT_THAT(sut.GetErrorLines(),
+                    ElementsAre("knxstackhost: no thread can be started: Resource temporarily unavailable"));
+        EXPECT_FALSE(boost::filesystem::exists(control));
+    }
+    EXPECT_GT(failures, 0);
+    EXPECT_LT(failures, Most);
+}
+
 TEST_F(KnxStackHostProgramTest, HelpEndsWithSuccess) {
     ChildProcess sut(KNXSTACKHOST_PROGRAM, {"--help"});
     EXPECT_EQ(sut.WaitForExit(), ExitStatus::Exited(0));

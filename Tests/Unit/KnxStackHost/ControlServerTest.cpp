@@ -6,17 +6,20 @@
 #include <sys/stat.h>
 
 #include <array>
+#include <atomic>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/filesystem/fstream.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <boost/thread/future.hpp>
+#include <boost/thread/thread.hpp>
 #include <nlohmann/json.hpp>
 #include <optional>
 
 #include "Control/ControlConnection.h"
 #include "TemporaryFolder.h"
+#include "ThreadShortage.h"
 
 namespace LocalDevice {
 namespace {
@@ -124,6 +127,100 @@ TEST_F(ControlServerTest, ASlowRequestHoldsUpNobodyElse) {
     EXPECT_EQ(quick.Ask("1"), R"({"got":1,"ok":true})");
     release.set_value();
     EXPECT_EQ(slow.Receive(), R"({"got":"slow","ok":true})");
+}
+
+TEST_F(ControlServerTest, ManySlowRequestsHoldUpNobodyElse) {
+    constexpr std::size_t Count = 40;
+    std::atomic<std::size_t> waiting{0};
+    boost::promise<void> release;
+    const auto released = release.get_future().share();
+    Make([&waiting, released](const json& request) {
+        if (request == "slow") {
+            ++waiting;
+            released.wait();
+        }
+        return Echo(request);
+    });
+    std::vector<std::unique_ptr<Client>> slow;
+    for (std::size_t i = 0; i < Count; ++i) {
+        slow.push_back(std::make_unique<Client>(path));
+        slow.back()->Send("\"slow\"\n");
+    }
+    EXPECT_EQ(Client(path).Ask("1"), R"({"got":1,"ok":true})");
+    EXPECT_EQ(Client(path).Ask("2"), R"({"got":2,"ok":true})");
+    release.set_value();
+    for (const auto& client : slow) {
+        EXPECT_EQ(client->Receive(), R"({"got":"slow","ok":true})");
+    }
+    EXPECT_EQ(waiting, Count);
+}
+
+TEST_F(ControlServerTest, AClientThatLeavesDuringItsRequestEndsNothingElse) {
+    boost::promise<void> entered;
+    boost::promise<void> release;
+    Make([&entered, &release](const json& request) {
+        if (request == "slow") {
+            entered.set_value();
+            release.get_future().wait();
+        }
+        return Echo(request);
+    });
+    {
+        Client slow(path);
+        slow.Send("\"slow\"\n");
+        entered.get_future().wait();
+    }
+    EXPECT_EQ(Client(path).Ask("1"), R"({"got":1,"ok":true})");
+    release.set_value();
+    EXPECT_EQ(Client(path).Ask("2"), R"({"got":2,"ok":true})");
+}
+
+TEST_F(ControlServerTest, TheEndOfTheServerWaitsForTheRequestsThatAreExecuted) {
+    boost::promise<void> entered;
+    std::atomic<bool> isEnding{false};
+    std::atomic<bool> isExecuted{false};
+    Make([&](const json& request) {
+        entered.set_value();
+        while (!isEnding) {
+            boost::this_thread::yield();
+        }
+        isExecuted = true;
+        return Echo(request);
+    });
+    Client client(path);
+    client.Send("1\n");
+    entered.get_future().wait();
+    boost::thread ending([&isEnding, this] {
+        while (boost::filesystem::exists(path)) {
+            boost::this_thread::yield();
+        }
+        isEnding = true;
+    });
+    sut.reset();
+    EXPECT_TRUE(isExecuted);
+    EXPECT_EQ(client.Receive(), "closed");
+    ending.join();
+}
+
+TEST_F(ControlServerTest, ARequestThatGetsNoThreadIsRefusedAndTheConnectionStays) {
+    Make();
+    Client client(path);
+    EXPECT_EQ(client.Ask("1"), R"({"got":1,"ok":true})");
+    {
+        const TestSupport::ThreadShortage shortage;
+        EXPECT_EQ(
+            client.Ask("2"),
+            R"({"error":"no thread can be started for the request: Resource temporarily unavailable","ok":false})");
+    }
+    EXPECT_EQ(client.Ask("3"), R"({"got":3,"ok":true})");
+}
+
+TEST_F(ControlServerTest, WithoutAThreadNothingIsLeftBehind) {
+    {
+        const TestSupport::ThreadShortage shortage;
+        EXPECT_THROW(Make(), boost::thread_resource_error);
+    }
+    EXPECT_FALSE(boost::filesystem::exists(path));
 }
 
 TEST_F(ControlServerTest, AMonitorGetsEventsAndStillAnswers) {
