@@ -2,9 +2,8 @@
 
 #include <log4cplus/loglevel.h>
 
-#include <boost/date_time/c_local_time_adjustor.hpp>
-#include <boost/date_time/posix_time/conversion.hpp>
 #include <boost/format.hpp>
+#include <ctime>
 
 #include "GroupObjects/ValueFormat.h"
 #include "GroupObjects/ValueText.h"
@@ -116,12 +115,12 @@ Line Describe(const MessageEvent& event) {
 }  // namespace
 
 std::string FormatTime(std::chrono::system_clock::time_point time) {
-    using Adjustor = boost::date_time::c_local_adjustor<boost::posix_time::ptime>;
-    const auto sinceEpoch = std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch());
-    const auto utc = boost::posix_time::from_time_t(0) + boost::posix_time::milliseconds(sinceEpoch.count());
-    const auto local = Adjustor::utc_to_local(utc).time_of_day();
-    return (boost::format("%02d:%02d:%02d.%03d") % local.hours() % local.minutes() % local.seconds() %
-            (local.total_milliseconds() % 1000))
+    const auto second = std::chrono::floor<std::chrono::seconds>(time);  // down, also before 1970
+    const auto milliseconds = std::chrono::floor<std::chrono::milliseconds>(time - second);
+    const std::time_t sinceEpoch = std::chrono::system_clock::to_time_t(second);
+    std::tm local{};
+    localtime_r(&sinceEpoch, &local);
+    return (boost::format("%02d:%02d:%02d.%03d") % local.tm_hour % local.tm_min % local.tm_sec % milliseconds.count())
         .str();
 }
 

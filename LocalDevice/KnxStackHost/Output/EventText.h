@@ -7,7 +7,8 @@
 
 namespace LocalDevice {
 
-/// Local time, "HH:MM:SS.mmm".
+/// Local time, "HH:MM:SS.mmm", also for a time before 1970. One that the system's `time_t` does not hold, with 32 bits
+/// after 2038, has the wrong hour.
 std::string FormatTime(std::chrono::system_clock::time_point time);
 
 /// One line for people, without line feed; with `isColoured` in the colours of an ANSI terminal.

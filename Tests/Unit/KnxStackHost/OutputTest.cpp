@@ -6,6 +6,9 @@
 #include <boost/filesystem/directory.hpp>
 #include <boost/filesystem/fstream.hpp>
 #include <boost/filesystem/operations.hpp>
+#include <cstdint>
+#include <cstdlib>
+#include <ctime>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -47,6 +50,48 @@ std::string Format(HostEvent::Body body, bool isColoured = false) {
 TEST(EventTextTest, ATimeHasMilliseconds) {
     EXPECT_THAT(FormatTime(std::chrono::system_clock::time_point(std::chrono::milliseconds(7))),
                 MatchesRegex("[0-2][0-9]:[0-5][0-9]:00\\.007"));
+}
+
+/// The clock of a place on earth, in the form of the variable TZ.
+class TimeZone {
+public:
+    explicit TimeZone(const char* zone) { Set(zone); }
+    ~TimeZone() { Set("UTC0"); }
+    TimeZone(const TimeZone&) = delete;
+    TimeZone& operator=(const TimeZone&) = delete;
+
+private:
+    static void Set(const char* zone) {
+        setenv("TZ", zone, 1);
+        tzset();
+    }
+};
+
+std::string FormatTimeAt(std::int64_t milliseconds) {
+    return FormatTime(std::chrono::system_clock::time_point(std::chrono::milliseconds(milliseconds)));
+}
+
+TEST(EventTextTest, ATimeIsThatOfThePlaceInSummerAndInWinter) {
+    const TimeZone zone("CET-1CEST,M3.5.0,M10.5.0/3");
+    EXPECT_EQ(FormatTimeAt(1'768'478'400'000), "13:00:00.000");  // 2026-01-15 12:00 UTC
+    EXPECT_EQ(FormatTimeAt(1'784'116'800'999), "14:00:00.999");  // 2026-07-15 12:00 UTC
+}
+
+TEST(EventTextTest, ATimeBefore1970IsOneToo) {
+    const TimeZone zone("UTC0");
+    EXPECT_EQ(FormatTimeAt(-1), "23:59:59.999");
+    EXPECT_EQ(FormatTimeAt(-1000), "23:59:59.000");
+    EXPECT_EQ(FormatTimeAt(-86'400'000 * std::int64_t{3653}), "00:00:00.000");  // 1960-01-01
+}
+
+TEST(EventTextTest, ATimeAfter2038IsOneToo) {
+    const TimeZone zone("UTC0");
+    const std::string time = FormatTimeAt(std::int64_t{4'102'490'096'789});  // 2100-01-01 12:34:56.789
+    if (sizeof(std::time_t) > 4) {
+        EXPECT_EQ(time, "12:34:56.789");
+    } else {
+        EXPECT_THAT(time, MatchesRegex("[0-2][0-9]:[0-5][0-9]:[0-5][0-9]\\.789"));
+    }
 }
 
 TEST(EventTextTest, ATelegramIsOneLine) {
