@@ -22,6 +22,7 @@
 #include "KnxStackHost.h"
 #include "Output/LifePrinter.h"
 #include "Output/PluginLog.h"
+#include "PrintableText.h"
 #include "Support/StopSignal.h"
 
 namespace LocalDevice {
@@ -133,7 +134,7 @@ private:
 };
 
 int Fail(int code, const std::string& text) {
-    std::cerr << "knxstackhost: " << text << std::endl;
+    std::cerr << "knxstackhost: " << MakePrintable(text) << std::endl;
     return code;
 }
 

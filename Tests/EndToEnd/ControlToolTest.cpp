@@ -81,6 +81,10 @@ TEST_F(ControlTool, RefusalsEndInOneLineAndLoseNothing) {
     EXPECT_THAT(Error(1, {"write", "1/0/1", ""}), StartsWith("ornctl: "));
     EXPECT_THAT(Error(1, {"write", "99/0/1", "1"}), StartsWith("ornctl: "));
     EXPECT_EQ(Error(1, {"write", "1/0/1", "\xff"}), "ornctl: the command is not UTF-8 text");
+    EXPECT_THAT(Error(1, {"write", "1/0/1",
+                          "\xC2\x9B"
+                          "2J\n"}),
+                StartsWith(R"(ornctl: "\u009b2J\n" is no value of )"));
     EXPECT_THAT(Error(1, {"download", "/nowhere.json"}), StartsWith("ornctl: "));
     EXPECT_THAT(Error(1, {"download", EndToEnd::SampleDevice("copy"), "--objects", "77"}), StartsWith("ornctl: "));
     EXPECT_EQ(Error(2, {"restart", "x"}), "ornctl: restart: expected a number from 1 on, got \"x\"; see --help");

@@ -53,6 +53,8 @@ TEST_F(KnxStackHostProgramTest, EachFailureToStartHasItsLineAndItsExitCode) {
                 StartsWith("knxstackhost: /nowhere/control: the control socket cannot be made"));
     EXPECT_THAT(GetErrorOf({"--device", Device, "--library", plugin, "--quiet", "--log", "/nowhere/log"}, 1),
                 StartsWith("knxstackhost: /nowhere/log: the log cannot be written"));
+    EXPECT_THAT(GetErrorOf({"--device", "/nowhere\n\x1b[2J", "--library", plugin}, 4),
+                HasSubstr(R"(/nowhere\n\u001b[2J)"));
 }
 
 TEST_F(KnxStackHostProgramTest, ThreadsThatRunShortAnywhereInTheStartEndItWithOneLine) {

@@ -9,6 +9,7 @@
 #include "GroupObjects/ValueText.h"
 #include "InterfaceObjects/InterfaceObjects.h"
 #include "KnxAddress.h"
+#include "PrintableText.h"
 
 namespace LocalDevice {
 
@@ -39,17 +40,6 @@ struct Line {
     Colour colour = Colour::None;
 };
 
-/// Control characters would garble the line.
-std::string MakePrintable(std::string text) {
-    for (char& character : text) {
-        const auto code = static_cast<unsigned char>(character);
-        if (code < 0x20 || code == 0x7F) {
-            character = '.';
-        }
-    }
-    return text;
-}
-
 Colour GetColour(const TelegramEvent& event) {
     switch (event.verdict) {
         case Verdict::Refused:
@@ -71,7 +61,7 @@ std::string DescribeValue(const TelegramEvent& event) {
         return {};
     }
     const auto text = event.value ? GetValueText(*event.value, event.dpt) : std::nullopt;
-    return MakePrintable(text.value_or("--")) + " [" + FormatHex(event.telegram.data) + "]  ";
+    return text.value_or("--") + " [" + FormatHex(event.telegram.data) + "]  ";
 }
 
 Line Describe(const TelegramEvent& event) {
@@ -126,7 +116,7 @@ std::string FormatTime(std::chrono::system_clock::time_point time) {
 
 std::string FormatEvent(const HostEvent& event, bool isColoured) {
     const Line line = std::visit([](const auto& body) { return Describe(body); }, event.body);
-    const std::string text = FormatTime(event.time) + " " + line.text;
+    const std::string text = FormatTime(event.time) + " " + MakePrintable(line.text);
     const bool hasColour = isColoured && line.colour != Colour::None;
     return hasColour ? GetCode(line.colour) + text + "\x1b[0m" : text;
 }

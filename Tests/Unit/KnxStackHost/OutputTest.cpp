@@ -3,6 +3,7 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 
+#include <algorithm>
 #include <boost/filesystem/directory.hpp>
 #include <boost/filesystem/fstream.hpp>
 #include <boost/filesystem/operations.hpp>
@@ -27,6 +28,7 @@ namespace {
 using TestDevice::Dpt;
 using testing::ElementsAre;
 using testing::EndsWith;
+using testing::HasSubstr;
 using testing::MatchesRegex;
 
 TelegramEvent MakeTelegramEvent() {
@@ -136,7 +138,7 @@ TEST(EventTextTest, AValueWithoutAddressAndWithControlCharactersStaysOneLine) {
     event.value = KnxStack::GroupValue(event.telegram.data);
     event.verdict = Verdict::Kept;
     EXPECT_EQ(Format(event),
-              "<- write    -         CO 3   Brightness           16.001  a.b [610a620000000000000000000000]  kept");
+              "<- write    -         CO 3   Brightness           16.001  a\\nb [610a620000000000000000000000]  kept");
 }
 
 TEST(EventTextTest, TheOtherEventsAreLinesToo) {
@@ -145,6 +147,25 @@ TEST(EventTextTest, TheOtherEventsAreLinesToo) {
     EXPECT_EQ(Format(BusEvent{false, "knxd is gone"}), "== knxd is gone");
     EXPECT_EQ(Format(MessageEvent{false, "Init returned 2"}), "== Init returned 2");
     EXPECT_EQ(Format(LogEvent{log4cplus::WARN_LOG_LEVEL, "[App] Init - careful"}), "   WARN  careful");
+}
+
+/// What a terminal would obey, a byte that is not UTF-8, and text that stays as it is.
+const std::string Foreign =
+    "a\nb\r\t\x1b[2J\x7f\xC2\x9B"
+    "1m\xFF\xC3\xA4\\";
+const std::string Printable = R"(a\nb\r\t\u001b[2J\u007f\u009b1m\xff)"
+                              "\xC3\xA4\\";
+
+TEST(EventTextTest, TextFromOutsideCannotBreakOrGarbleALine) {
+    EXPECT_EQ(Format(MessageEvent{false, Foreign}), "== " + Printable);
+    EXPECT_EQ(Format(BusEvent{true, Foreign}), "== " + Printable);
+    EXPECT_EQ(Format(LogEvent{log4cplus::ERROR_LOG_LEVEL, "[App] Init - " + Foreign}), "   ERROR " + Printable);
+    auto event = MakeTelegramEvent();
+    event.name = Foreign;
+    event.reason = Foreign;
+    EXPECT_THAT(Format(event), HasSubstr("CO 3   " + Printable + " "));
+    EXPECT_THAT(Format(event), EndsWith("taken: " + Printable));
+    EXPECT_THAT(Format(LogEvent{log4cplus::ERROR_LOG_LEVEL, Foreign}, true), EndsWith(Printable + "\x1b[0m"));
 }
 
 TEST(EventTextTest, ColoursSurroundTheLine) {
@@ -217,6 +238,14 @@ TEST(LifePrinterTest, PrintsEventsAsLinesWhileItLives) {
     EXPECT_THAT(out.str(), MatchesRegex("[0-9:.]+ == first\n"));
 }
 
+TEST(LifePrinterTest, ALineOfItsOwnCannotBeBrokenEither) {
+    HostEvents events;
+    std::ostringstream out;
+    LifePrinter sut(events, out, false);
+    sut.Print(Foreign);
+    EXPECT_EQ(out.str(), Printable + "\n");
+}
+
 TEST(PluginLogTest, LinesOfThePluginFromInfoOnBecomeEvents) {
     HostEvents events;
     EventRecorder recorder(events);
@@ -264,6 +293,22 @@ TEST(PluginLogTest, AFileGetsAllLevelsOfAllLoggers) {
     std::getline(in, second);
     EXPECT_THAT(first, MatchesRegex("[0-9][0-9]:[0-9][0-9]:[0-9][0-9],[0-9][0-9][0-9] DEBUG one"));
     EXPECT_THAT(second, MatchesRegex("[0-9:,]+ WARN  two"));
+}
+
+TEST(PluginLogTest, ARecordIsOneLineOfTheFileAndItsEventKeepsItsText) {
+    const TestSupport::TemporaryFolder folder;
+    HostEvents events;
+    EventRecorder recorder(events);
+    {
+        const PluginLog sut(events, folder.At("log"));
+        LOG4CPLUS_ERROR(GetApplicationLogger(), Foreign);
+    }
+    boost::filesystem::ifstream in(folder.GetPath() / "log");
+    const std::string content(std::istreambuf_iterator<char>(in), {});
+    EXPECT_THAT(content, EndsWith(" ERROR " + Printable + "\n"));
+    EXPECT_EQ(std::count(content.begin(), content.end(), '\n'), 1);
+    ASSERT_EQ(recorder.Get<LogEvent>().size(), 1U);
+    EXPECT_EQ(recorder.Get<LogEvent>().front().text, Foreign);
 }
 
 TEST(PluginLogTest, AFileThatHasGrownMakesRoomForAnother) {
