@@ -65,6 +65,7 @@ void SetValue(Telegram& telegram, const nlohmann::json& request, std::optional<s
     if (value == request.end()) {
         throw ControlError("\"value\" or \"raw\" is missing");
     }
+    RequireNoNul(*value, "value");
     if (!dpt) {
         throw ControlError("the device does not know " + FormatGroupAddress(telegram.groupAddress) +
                            "; expected a data-point type, such as \"dpt\":\"1.001\"");

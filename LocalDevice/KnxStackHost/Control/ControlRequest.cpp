@@ -41,6 +41,12 @@ std::optional<std::uint16_t> ToLoadableObject(const nlohmann::json& value) {
 
 }  // namespace
 
+void RequireNoNul(const nlohmann::json& value, const char* member) {
+    if (value.is_string() && value.get_ref<const std::string&>().find('\0') != std::string::npos) {
+        Refuse(member, "a text without NUL");
+    }
+}
+
 std::optional<std::string> FindText(const nlohmann::json& request, const char* member) {
     const auto* const value = Find(request, member);
     if (value == nullptr) {
@@ -49,6 +55,7 @@ std::optional<std::string> FindText(const nlohmann::json& request, const char* m
     if (!value->is_string()) {
         Refuse(member, "a text");
     }
+    RequireNoNul(*value, member);
     return value->get<std::string>();
 }
 

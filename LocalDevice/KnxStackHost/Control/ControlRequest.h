@@ -21,6 +21,9 @@ std::optional<std::string> FindText(const nlohmann::json& request, const char* m
 std::optional<std::uint32_t> FindNumber(const nlohmann::json& request, const char* member, std::uint32_t max);
 std::optional<bool> FindBoolean(const nlohmann::json& request, const char* member);
 
+/// Refuses the value of `member` where it is a text with a NUL: everything that it is handed to would end there.
+void RequireNoNul(const nlohmann::json& value, const char* member);
+
 /// The type of an interface object that can be loaded, or an array of them.
 std::optional<std::uint16_t> FindObject(const nlohmann::json& request, const char* member);
 std::optional<std::vector<std::uint16_t>> FindObjects(const nlohmann::json& request, const char* member);
