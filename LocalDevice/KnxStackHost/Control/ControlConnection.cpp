@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "Control/ControlRequest.h"
 #include "Output/EventJson.h"
 
 namespace LocalDevice {
@@ -62,13 +63,11 @@ void ControlConnection::Read() {
 }
 
 void ControlConnection::Handle(const std::string& line) {
-    const auto request = nlohmann::json::parse(line, nullptr, false);
-    if (request.is_discarded()) {
-        Send(MakeError("this is no JSON"));
-        Read();
-        return;
+    try {
+        Execute(ParseRequest(line));
+    } catch (const ControlError& error) {
+        Answer({}, MakeError(error.what()));
     }
-    Execute(request);
 }
 
 void ControlConnection::Execute(const nlohmann::json& request) {

@@ -15,6 +15,10 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// The request on a line. Throws `ControlError` where the line is no JSON, is nested too deep or has two values for one
+/// member.
+nlohmann::json ParseRequest(const std::string& line);
+
 // Readers of a request's members. None where the member is absent; `ControlError` where it is something else.
 
 std::optional<std::string> FindText(const nlohmann::json& request, const char* member);

@@ -101,8 +101,32 @@ TEST_F(ControlServerTest, ALineThatIsNoJsonIsRefusedAndTheConnectionStays) {
     EXPECT_EQ(client.Ask("{"), R"({"error":"this is no JSON","ok":false})");
     EXPECT_EQ(client.Ask(""), R"({"error":"this is no JSON","ok":false})");
     EXPECT_EQ(client.Ask("\xFF\x01"), R"({"error":"this is no JSON","ok":false})");
-    EXPECT_EQ(client.Ask(std::string(30'000, '[')), R"({"error":"this is no JSON","ok":false})");
+    EXPECT_EQ(client.Ask("[["), R"({"error":"this is no JSON","ok":false})");
+    EXPECT_EQ(client.Ask(std::string("{}\0{}", 5)), R"({"error":"this is no JSON","ok":false})");
     EXPECT_EQ(client.Ask(R"({"command":3})"), R"({"got":{"command":3},"ok":true})");
+}
+
+TEST_F(ControlServerTest, ARequestWithTheSameMemberTwiceIsRefusedAndTheConnectionStays) {
+    Make();
+    Client client(path);
+    EXPECT_EQ(client.Ask(R"({"command":"status","command":"exit"})"),
+              R"({"error":"\"command\" stands twice in one object","ok":false})");
+    EXPECT_EQ(client.Ask(R"([{"a":{"b":1},"c":[{"b":1,"b":1}]}])"),
+              R"({"error":"\"b\" stands twice in one object","ok":false})");
+    EXPECT_EQ(client.Ask(R"([{"b":{"b":1},"c":[{"b":1},{"b":1}]}])"),
+              R"({"got":[{"b":{"b":1},"c":[{"b":1},{"b":1}]}],"ok":true})");
+}
+
+TEST_F(ControlServerTest, ARequestThatIsNestedTooDeepIsRefusedAndTheConnectionStays) {
+    constexpr std::size_t Deepest = 16;
+    constexpr std::size_t Deep = 30'000;
+    const auto nest = [](std::size_t depth) { return std::string(depth, '[') + std::string(depth, ']'); };
+    Make();
+    Client client(path);
+    EXPECT_EQ(client.Ask(nest(Deepest)), R"({"got":)" + nest(Deepest) + R"(,"ok":true})");
+    const std::string refusal = R"({"error":"a request is nested 16 levels deep at most","ok":false})";
+    EXPECT_EQ(client.Ask(nest(Deepest + 1)), refusal);
+    EXPECT_EQ(client.Ask(nest(Deep)), refusal);
 }
 
 TEST_F(ControlServerTest, ALineThatIsTooLongEndsTheConnection) {
