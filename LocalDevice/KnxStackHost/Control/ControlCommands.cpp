@@ -253,6 +253,9 @@ nlohmann::json ControlCommands::Send(GroupService service, const nlohmann::json&
     if (dptText && !dpt) {
         throw ControlError("\"dpt\" must be a data-point type, such as \"1.001\"");
     }
+    if (raw && request.contains("value")) {
+        throw ControlError("\"value\" and \"raw\" exclude each other");
+    }
     if (raw) {
         SetRawValue(telegram, request, *raw);
     } else {

@@ -210,6 +210,13 @@ TEST_F(ControlCommandsTest, AWriteThatCannotBeSaysWhy) {
               "\"compact\" must be true or false");
 }
 
+TEST_F(ControlCommandsTest, AWriteHasOneValue) {
+    EXPECT_EQ(ErrorOf(R"({"command":"write","address":"1/0/3","value":"1","raw":"01"})"),
+              "\"value\" and \"raw\" exclude each other");
+    EXPECT_EQ(ErrorOf(R"({"command":"respond","address":"1/0/3","value":null,"raw":"01"})"),
+              "\"value\" and \"raw\" exclude each other");
+}
+
 TEST_F(ControlCommandsTest, ATextWithANulIsRefused) {
     for (const char* const request :
          {R"({"command":"download","file":"other.json\u0000b"})", R"({"command":"status\u0000"})",
