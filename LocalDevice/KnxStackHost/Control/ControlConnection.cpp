@@ -89,6 +89,12 @@ void ControlConnection::Execute(const nlohmann::json& request) {
 }
 
 void ControlConnection::Answer(const nlohmann::json& request, const nlohmann::json& answer) {
+    if (outgoingBytes_ > MaxUnreadBytes) {
+        End();
+        events_.Publish(
+            MessageEvent{true, "control socket: a client does not read its answers; its connection is closed"});
+        return;
+    }
     // Before the client knows: nothing that happens after the answer is missed. Events come behind it all the same.
     if (answer.value("ok", false) && IsMonitor(request)) {
         Subscribe();

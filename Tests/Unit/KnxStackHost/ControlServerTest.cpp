@@ -18,6 +18,7 @@
 #include <optional>
 
 #include "Control/ControlConnection.h"
+#include "EventRecorder.h"
 #include "TemporaryFolder.h"
 #include "ThreadShortage.h"
 
@@ -26,6 +27,8 @@ namespace {
 
 using nlohmann::json;
 using testing::HasSubstr;
+
+const json LongAnswer{{"ok", true}, {"text", std::string(100'000, 'x')}};
 
 /// A client that waits.
 class Client {
@@ -288,6 +291,40 @@ TEST_F(ControlServerTest, AMonitorThatIsNotReadLosesEventsAndIsTold) {
     EXPECT_EQ(received + lost, Count);
     EXPECT_GT(received, 0);
     EXPECT_GT(lost, 0);
+}
+
+TEST_F(ControlServerTest, AClientThatDoesNotReadItsAnswersIsClosedAndTheLogSaysSo) {
+    constexpr std::size_t Count = 200;
+    EventRecorder recorder(events);
+    std::atomic<std::size_t> executed{0};
+    Make([&executed](const json&) {
+        ++executed;
+        return LongAnswer;
+    });
+    Client client(path);
+    for (std::size_t i = 0; i < Count; ++i) {
+        client.Send("1\n");
+    }
+    const auto messages = recorder.WaitFor<MessageEvent>(1);
+    ASSERT_EQ(messages.size(), 1U);
+    EXPECT_EQ(messages[0].text, "control socket: a client does not read its answers; its connection is closed");
+    EXPECT_TRUE(messages[0].isProblem);
+    while (client.Receive() != "closed") {
+    }
+    EXPECT_LT(executed, Count);
+}
+
+TEST_F(ControlServerTest, AClientThatReadsLateGetsEveryAnswer) {
+    constexpr int Count = 10;
+    Make([](const json&) { return LongAnswer; });
+    Client client(path);
+    for (int i = 0; i < Count; ++i) {
+        client.Send("1\n");
+    }
+    Client(path).Ask("1");
+    for (int i = 0; i < Count; ++i) {
+        EXPECT_EQ(client.Receive(), LongAnswer.dump());
+    }
 }
 
 TEST_F(ControlServerTest, MoreThan64ConnectionsAreTooMany) {
