@@ -75,6 +75,16 @@ TEST_F(ControlTool, ShowsTheStatusAndRestartsSeveralTimes) {
     EXPECT_THAT(restarts.output, StartsWith("1: OnDeviceRestart returned 2\n2: OnDeviceRestart returned 2\n{"));
 }
 
+TEST_F(ControlTool, ARestartIsCountedWhereACycleFollows) {
+    ASSERT_TRUE(host_.WaitForRunState("running"));
+    ASSERT_TRUE(host_.RestartAndWait());
+    EXPECT_EQ(Run({"restart", "5"}).status, ExitStatus::Exited(0));
+    EXPECT_TRUE(EndToEnd::WaitUntil([this] {
+        const json status = host_.GetStatus();
+        return status.at("cycles") == status.at("restarts").get<int>() + 1;
+    })) << host_.GetStatus();
+}
+
 TEST_F(ControlTool, RefusalsEndInOneLineAndLoseNothing) {
     ASSERT_TRUE(host_.WaitForRunState("running"));
     EXPECT_THAT(Error(1, {"write", "1/0/1", "-7"}), StartsWith("ornctl: "));
