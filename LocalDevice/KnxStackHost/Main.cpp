@@ -4,6 +4,7 @@
 #include <boost/asio/post.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <boost/system/system_error.hpp>
 #include <boost/thread/thread.hpp>
 #include <csignal>
 #include <iostream>
@@ -22,6 +23,7 @@
 #include "LongestHostEnd.h"
 #include "Output/LifePrinter.h"
 #include "Output/PluginLog.h"
+#include "PrintableText.h"
 #include "Support/StopSignal.h"
 
 namespace LocalDevice {
@@ -134,9 +136,20 @@ private:
     std::unique_ptr<Program> program_;
 };
 
-int Fail(int code, const std::exception& error) {
-    std::cerr << "knxstackhost: " << error.what() << std::endl;
+int Fail(int code, const std::string& text) {
+    std::cerr << "knxstackhost: " << MakePrintable(text) << std::endl;
     return code;
+}
+
+int Fail(int code, const std::exception& error) {
+    return Fail(code, error.what());
+}
+
+int Fail(const boost::system::system_error& error) {
+    if (error.code() == boost::system::errc::resource_unavailable_try_again) {
+        return Fail(ExitCode::Failure, "no thread can be started: " + error.code().message());
+    }
+    return Fail(ExitCode::Failure, error.what());
 }
 
 int Main(const std::vector<std::string>& arguments) {
@@ -160,6 +173,8 @@ int Main(const std::vector<std::string>& arguments) {
         return Fail(ExitCode::Bus, error);
     } catch (const ControlSocketError& error) {
         return Fail(ExitCode::ControlSocket, error);
+    } catch (const boost::system::system_error& error) {
+        return Fail(error);
     } catch (const std::exception& error) {
         return Fail(ExitCode::Failure, error);
     }

@@ -3,6 +3,8 @@
 #include <boost/date_time/posix_time/posix_time.hpp>
 #include <boost/format.hpp>
 
+#include "PrintableText.h"
+
 namespace LocalDevice {
 
 void Console::Print(const std::string& line) {
@@ -14,7 +16,7 @@ void Console::Print(const std::string& line) {
 void Console::Tell(const std::string& subject, const std::string& text) {
     const auto now = boost::posix_time::microsec_clock::local_time().time_of_day();
     Print((boost::format("%02d:%02d:%02d.%03d == %s: %s") % now.hours() % now.minutes() % now.seconds() %
-           (now.total_milliseconds() % 1000) % subject % text)
+           (now.total_milliseconds() % 1000) % subject % MakePrintable(text))
               .str());
 }
 

@@ -17,7 +17,7 @@ public:
     /// A line of its own, as it is.
     void Print(const std::string& line);
 
-    /// "10:15:02.123 == device stack: text"
+    /// "10:15:02.123 == device stack: text", with `text` made fit to be printed.
     void Tell(const std::string& subject, const std::string& text);
 
     /// The reader has gone, which is no error: nothing is printed any more.

@@ -10,6 +10,7 @@
 #include "Installation.h"
 #include "Launcher.h"
 #include "Options.h"
+#include "PrintableText.h"
 
 namespace LocalDevice {
 
@@ -21,7 +22,7 @@ constexpr int ExitUsage = 2;
 constexpr const char* OutputProblem = "the standard output cannot be written";
 
 int Complain(int exitCode, const std::string& problem) {
-    std::cerr << "localdevice: " << problem << std::endl;
+    std::cerr << "localdevice: " << MakePrintable(problem) << std::endl;
     return exitCode;
 }
 

@@ -75,12 +75,26 @@ TEST_F(ControlTool, ShowsTheStatusAndRestartsSeveralTimes) {
     EXPECT_THAT(restarts.output, StartsWith("1: OnDeviceRestart returned 2\n2: OnDeviceRestart returned 2\n{"));
 }
 
+TEST_F(ControlTool, ARestartIsCountedWhereACycleFollows) {
+    ASSERT_TRUE(host_.WaitForRunState("running"));
+    ASSERT_TRUE(host_.RestartAndWait());
+    EXPECT_EQ(Run({"restart", "5"}).status, ExitStatus::Exited(0));
+    EXPECT_TRUE(EndToEnd::WaitUntil([this] {
+        const json status = host_.GetStatus();
+        return status.at("cycles") == status.at("restarts").get<int>() + 1;
+    })) << host_.GetStatus();
+}
+
 TEST_F(ControlTool, RefusalsEndInOneLineAndLoseNothing) {
     ASSERT_TRUE(host_.WaitForRunState("running"));
     EXPECT_THAT(Error(1, {"write", "1/0/1", "-7"}), StartsWith("ornctl: "));
     EXPECT_THAT(Error(1, {"write", "1/0/1", ""}), StartsWith("ornctl: "));
     EXPECT_THAT(Error(1, {"write", "99/0/1", "1"}), StartsWith("ornctl: "));
     EXPECT_EQ(Error(1, {"write", "1/0/1", "\xff"}), "ornctl: the command is not UTF-8 text");
+    EXPECT_THAT(Error(1, {"write", "1/0/1",
+                          "\xC2\x9B"
+                          "2J\n"}),
+                StartsWith(R"(ornctl: "\u009b2J\n" is no value of )"));
     EXPECT_THAT(Error(1, {"download", "/nowhere.json"}), StartsWith("ornctl: "));
     EXPECT_THAT(Error(1, {"download", EndToEnd::SampleDevice("copy"), "--objects", "77"}), StartsWith("ornctl: "));
     EXPECT_EQ(Error(2, {"restart", "x"}), "ornctl: restart: expected a number from 1 on, got \"x\"; see --help");

@@ -53,6 +53,27 @@ TEST_F(KnxStackHostProgramTest, EachFailureToStartHasItsLineAndItsExitCode) {
                 StartsWith("knxstackhost: /nowhere/control: the control socket cannot be made"));
     EXPECT_THAT(GetErrorOf({"--device", Device, "--library", plugin, "--quiet", "--log", "/nowhere/log"}, 1),
                 StartsWith("knxstackhost: /nowhere/log: the log cannot be written"));
+    EXPECT_THAT(GetErrorOf({"--device", "/nowhere\n\x1b[2J", "--library", plugin}, 4),
+                HasSubstr(R"(/nowhere\n\u001b[2J)"));
+}
+
+TEST_F(KnxStackHostProgramTest, ThreadsThatRunShortAnywhereInTheStartEndItWithOneLine) {
+    constexpr int Most = 100;  // it starts with fewer
+    int failures = 0;
+    for (; failures < Most; ++failures) {
+        ChildProcess sut(KNXSTACKHOST_WITH_FEW_THREADS,
+                         {"--device", Device, "--library", Plugin("GoodPlugin"), "--control", control},
+                         {{"ORN_TEST_THREADS", std::to_string(failures)}});
+        if (sut.WaitForLine("Init returned 2")) {
+            break;
+        }
+        ASSERT_EQ(sut.WaitForExit(), ExitStatus::Exited(1)) << "with " << failures << " threads";
+        EXPECT_THAT(sut.GetErrorLines(),
+                    ElementsAre("knxstackhost: no thread can be started: Resource temporarily unavailable"));
+        EXPECT_FALSE(boost::filesystem::exists(control));
+    }
+    EXPECT_GT(failures, 0);
+    EXPECT_LT(failures, Most);
 }
 
 TEST_F(KnxStackHostProgramTest, HelpEndsWithSuccess) {

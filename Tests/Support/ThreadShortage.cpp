@@ -5,10 +5,21 @@
 
 #include <atomic>
 #include <cerrno>
+#include <limits>
 
 namespace {
 
-std::atomic<bool> isShort{false};
+constexpr long NoLimit = std::numeric_limits<long>::max();
+
+/// How many threads the process still gets.
+std::atomic<long> threadsLeft{NoLimit};
+
+bool TakeThread() {
+    long left = threadsLeft;
+    while (left != NoLimit && left > 0 && !threadsLeft.compare_exchange_weak(left, left - 1)) {
+    }
+    return left > 0;
+}
 
 using Create = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
 
@@ -19,17 +30,17 @@ extern "C" __attribute__((visibility("default"))) int pthread_create(pthread_t* 
                                                                      const pthread_attr_t* attributes,
                                                                      void* (*start)(void*), void* argument) noexcept {
     static const auto create = reinterpret_cast<Create>(dlsym(RTLD_NEXT, "pthread_create"));
-    return isShort ? EAGAIN : create(thread, attributes, start, argument);
+    return TakeThread() ? create(thread, attributes, start, argument) : EAGAIN;
 }
 
 namespace TestSupport {
 
-ThreadShortage::ThreadShortage() {
-    isShort = true;
+ThreadShortage::ThreadShortage(long left) {
+    threadsLeft = left;
 }
 
 ThreadShortage::~ThreadShortage() {
-    isShort = false;
+    threadsLeft = NoLimit;
 }
 
 }  // namespace TestSupport

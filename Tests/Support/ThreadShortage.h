@@ -2,10 +2,10 @@
 
 namespace TestSupport {
 
-/// While it lives, the process gets no new threads: pthread_create fails with EAGAIN.
+/// While it lives, the process gets no new threads, or a few more and then none: pthread_create fails with EAGAIN.
 class ThreadShortage {
 public:
-    ThreadShortage();
+    explicit ThreadShortage(long left = 0);
     ~ThreadShortage();
     ThreadShortage(const ThreadShortage&) = delete;
     ThreadShortage& operator=(const ThreadShortage&) = delete;

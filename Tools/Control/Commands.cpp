@@ -4,8 +4,10 @@
 #include <chrono>
 #include <iostream>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "HostControl.h"
+#include "PrintableText.h"
 
 namespace LocalDevice {
 
@@ -16,10 +18,18 @@ using nlohmann::json;
 /// A download or a restart waits for an app that may not want to stop, and for the device stack.
 constexpr std::chrono::seconds CommandLimit{200};
 
+/// JSON lets control characters pass that a terminal obeys. What a device calls itself need not be UTF-8.
+void Print(const json& message, int indentation) {
+    std::istringstream lines(message.dump(indentation, ' ', false, json::error_handler_t::replace));
+    for (std::string line; std::getline(lines, line);) {
+        std::cout << MakePrintable(line) << '\n';
+    }
+    std::cout << std::flush;
+}
+
 void PrintAnswer(json answer) {
     answer.erase("ok");
-    // What a device calls itself need not be UTF-8.
-    std::cout << answer.dump(2, ' ', false, json::error_handler_t::replace) << std::endl;
+    Print(answer, 2);
 }
 
 json MakeCommand(const ControlOptions& options) {
@@ -54,7 +64,7 @@ void Restart(HostControl& host, unsigned count) {
 void Monitor(HostControl& host) {
     host.Ask({{"command", "monitor"}}, CommandLimit);
     while (std::cout) {
-        std::cout << host.Receive().dump(-1, ' ', false, json::error_handler_t::replace) << std::endl;
+        Print(host.Receive(), -1);
     }
     throw ControlError("the output is closed");
 }

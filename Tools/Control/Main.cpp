@@ -5,6 +5,7 @@
 
 #include "Commands.h"
 #include "ControlOptions.h"
+#include "PrintableText.h"
 
 namespace LocalDevice {
 
@@ -23,10 +24,10 @@ int Run(const std::vector<std::string>& arguments) {
         }
         return 0;
     } catch (const UsageError& error) {
-        std::cerr << "ornctl: " << error.what() << "; see --help\n";
+        std::cerr << "ornctl: " << MakePrintable(error.what()) << "; see --help\n";
         return ExitUsage;
     } catch (const std::exception& error) {
-        std::cerr << "ornctl: " << error.what() << '\n';
+        std::cerr << "ornctl: " << MakePrintable(error.what()) << '\n';
         return ExitFailure;
     }
 }

@@ -6,11 +6,17 @@
 #include <exception>
 #include <utility>
 
+#include "Output/EventText.h"
+#include "Output/LogTap.h"
+
 namespace LocalDevice {
 
 namespace {
 
-constexpr int StartUnderWay = 2;  // of Init and OnDeviceRestart
+constexpr int StartUnderWay = 2;  // of Init and OnDeviceRestart, also of one that is ignored
+
+/// How the application program's log tells of that.
+constexpr const char* IgnoredRestart = "Ignore device restart request because we already restarting";
 
 CallResult NotStarted() {
     return {std::nullopt, "the application program is not started"};
@@ -151,12 +157,18 @@ CallResult ApplicationHost::RestartNow(const char* cause) {
     }
     Report(std::string("OnDeviceRestart: ") + cause);
     const auto begin = std::chrono::steady_clock::now();
+    std::atomic<bool> isIgnored{false};
+    const LogTap tap(log4cplus::DEBUG_LOG_LEVEL, [&isIgnored](log4cplus::LogLevel level, const std::string& line) {
+        if (CompactLogText(level, line) == IgnoredRestart) {
+            isIgnored = true;
+        }
+    });
     const CallResult result = Call("OnDeviceRestart", [this] { return program_->OnDeviceRestart(); });
-    const bool isAccepted = result.result == StartUnderWay;
-    if (isAccepted) {
+    const bool isUnderWay = result.result == StartUnderWay;
+    if (isUnderWay && !isIgnored) {
         ++restarts_;
     }
-    Report(Describe("OnDeviceRestart", result, begin), !isAccepted);
+    Report(Describe("OnDeviceRestart", result, begin), !isUnderWay);
     return result;
 }
 

@@ -70,7 +70,8 @@ public:
 
     /// Whether `Init` has succeeded and `Exit` was not called since.
     bool IsStarted() const { return isStarted_; }
-    /// How many restarts the application program accepted.
+    /// How many restarts the application program accepted. One that its log says it ignored, because it was restarting
+    /// already, is none of them.
     std::uint64_t GetRestartCount() const { return restarts_; }
 
 private:

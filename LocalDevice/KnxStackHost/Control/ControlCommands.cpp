@@ -65,6 +65,7 @@ void SetValue(Telegram& telegram, const nlohmann::json& request, std::optional<s
     if (value == request.end()) {
         throw ControlError("\"value\" or \"raw\" is missing");
     }
+    RequireNoNul(*value, "value");
     if (!dpt) {
         throw ControlError("the device does not know " + FormatGroupAddress(telegram.groupAddress) +
                            "; expected a data-point type, such as \"dpt\":\"1.001\"");
@@ -251,6 +252,9 @@ nlohmann::json ControlCommands::Send(GroupService service, const nlohmann::json&
     const auto dpt = dptText ? ParseDpt(*dptText) : host_.GetGroupObjects().FindDpt(telegram.groupAddress);
     if (dptText && !dpt) {
         throw ControlError("\"dpt\" must be a data-point type, such as \"1.001\"");
+    }
+    if (raw && request.contains("value")) {
+        throw ControlError("\"value\" and \"raw\" exclude each other");
     }
     if (raw) {
         SetRawValue(telegram, request, *raw);

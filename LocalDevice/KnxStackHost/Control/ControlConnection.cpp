@@ -1,12 +1,14 @@
 #include "Control/ControlConnection.h"
 
 #include <boost/asio/buffer.hpp>
+#include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/read_until.hpp>
 #include <boost/asio/write.hpp>
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "Control/ControlRequest.h"
 #include "Output/EventJson.h"
 
 namespace LocalDevice {
@@ -24,13 +26,8 @@ bool IsMonitor(const nlohmann::json& request) {
 
 }  // namespace
 
-ControlConnection::ControlConnection(Socket socket, HostEvents& events, boost::asio::thread_pool& executors,
-                                     Executor execute, EndHandler onEnded)
-    : socket_(std::move(socket)),
-      events_(events),
-      executors_(executors),
-      execute_(std::move(execute)),
-      onEnded_(std::move(onEnded)) {}
+ControlConnection::ControlConnection(Socket socket, HostEvents& events, Executor execute, EndHandler onEnded)
+    : socket_(std::move(socket)), events_(events), execute_(std::move(execute)), onEnded_(std::move(onEnded)) {}
 
 void ControlConnection::Reject(const std::string& reason) {
     isEnding_ = true;
@@ -66,23 +63,38 @@ void ControlConnection::Read() {
 }
 
 void ControlConnection::Handle(const std::string& line) {
-    auto request = nlohmann::json::parse(line, nullptr, false);
-    if (request.is_discarded()) {
-        Send(MakeError("this is no JSON"));
-        Read();
-        return;
+    try {
+        Execute(ParseRequest(line));
+    } catch (const ControlError& error) {
+        Answer({}, MakeError(error.what()));
     }
-    boost::asio::post(executors_, [self = shared_from_this(), request = std::move(request)] {
-        auto answer = self->execute_(request);
-        boost::asio::post(self->socket_.get_executor(), [self, request, answer = std::move(answer)] {
-            if (!self->isEnded_) {
-                self->Answer(request, answer);
-            }
+}
+
+void ControlConnection::Execute(const nlohmann::json& request) {
+    // The thread that serves the socket goes on until the answer has been handed to it.
+    const auto work = boost::asio::make_work_guard(socket_.get_executor());
+    try {
+        worker_ = boost::thread([self = shared_from_this(), request, work] {
+            auto answer = self->execute_(request);
+            boost::asio::post(work.get_executor(), [self, request, answer = std::move(answer)] {
+                self->worker_.join();
+                if (!self->isEnded_) {
+                    self->Answer(request, answer);
+                }
+            });
         });
-    });
+    } catch (const boost::thread_resource_error& error) {
+        Answer(request, MakeError("no thread can be started for the request: " + error.code().message()));
+    }
 }
 
 void ControlConnection::Answer(const nlohmann::json& request, const nlohmann::json& answer) {
+    if (outgoingBytes_ > MaxUnreadBytes) {
+        End();
+        events_.Publish(
+            MessageEvent{true, "control socket: a client does not read its answers; its connection is closed"});
+        return;
+    }
     // Before the client knows: nothing that happens after the answer is missed. Events come behind it all the same.
     if (answer.value("ok", false) && IsMonitor(request)) {
         Subscribe();

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <boost/asio/local/stream_protocol.hpp>
-#include <boost/asio/thread_pool.hpp>
+#include <boost/thread/thread_only.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -14,8 +14,8 @@
 
 namespace LocalDevice {
 
-/// One connection of the control socket. All of it runs on the thread that serves the socket; only requests are
-/// executed on other threads, one at a time.
+/// One connection of the control socket. All of it runs on the thread that serves the socket; only its requests are
+/// executed on a thread of their own, one at a time, so that none waits for another connection's.
 class ControlConnection : public std::enable_shared_from_this<ControlConnection> {
 public:
     using Socket = boost::asio::local::stream_protocol::socket;
@@ -24,10 +24,10 @@ public:
     using EndHandler = std::function<void(const std::shared_ptr<ControlConnection>& ended)>;
 
     static constexpr std::size_t LongestLine = 64 * 1024;
-    static constexpr std::size_t MaxWaitingBytes = 1024 * 1024;  ///< from then on events are lost
+    static constexpr std::size_t MaxWaitingBytes = 1024 * 1024;         ///< from then on events are lost
+    static constexpr std::size_t MaxUnreadBytes = 2 * MaxWaitingBytes;  ///< with that many there are no more answers
 
-    ControlConnection(Socket socket, HostEvents& events, boost::asio::thread_pool& executors, Executor execute,
-                      EndHandler onEnded);
+    ControlConnection(Socket socket, HostEvents& events, Executor execute, EndHandler onEnded);
 
     /// Begins to serve.
     void Start() { Read(); }
@@ -39,6 +39,7 @@ public:
 private:
     void Read();
     void Handle(const std::string& line);
+    void Execute(const nlohmann::json& request);
     void Answer(const nlohmann::json& request, const nlohmann::json& answer);
     void Subscribe();
     void OnEvent(const HostEvent& event);
@@ -49,7 +50,6 @@ private:
 
     Socket socket_;
     HostEvents& events_;
-    boost::asio::thread_pool& executors_;
     const Executor execute_;
     const EndHandler onEnded_;
 
@@ -60,6 +60,7 @@ private:
     bool isEnding_ = false;  ///< after what is written now
     bool isEnded_ = false;
     std::unique_ptr<HostEvents::Subscription> subscription_;
+    boost::thread worker_;  ///< while a request is executed
 };
 
 }  // namespace LocalDevice

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "Application/Downloader.h"
 #include "KnxAddress.h"
@@ -41,6 +42,49 @@ std::optional<std::uint16_t> ToLoadableObject(const nlohmann::json& value) {
 
 }  // namespace
 
+nlohmann::json ParseRequest(const std::string& line) {
+    using Json = nlohmann::json;
+    constexpr std::size_t DeepestNesting = 16;
+    std::vector<std::set<std::string>> open;  // objects and arrays, with the members so far
+    const auto check = [&open](int, Json::parse_event_t event, const Json& part) {
+        switch (event) {
+            case Json::parse_event_t::object_start:
+            case Json::parse_event_t::array_start:
+                if (open.size() == DeepestNesting) {
+                    throw ControlError("a request is nested " + std::to_string(DeepestNesting) +
+                                       " levels deep at most");
+                }
+                open.emplace_back();
+                break;
+            case Json::parse_event_t::object_end:
+            case Json::parse_event_t::array_end:
+                open.pop_back();
+                break;
+            case Json::parse_event_t::key:
+                if (!open.back().insert(part.get<std::string>()).second) {
+                    throw ControlError(part.dump() + " stands twice in one object");
+                }
+                break;
+            case Json::parse_event_t::value:
+                break;
+        }
+        return true;
+    };
+    // The parser takes a NUL for the end of the line.
+    auto request =
+        line.find('\0') == std::string::npos ? Json::parse(line, check, false) : Json(Json::value_t::discarded);
+    if (request.is_discarded()) {
+        throw ControlError("this is no JSON");
+    }
+    return request;
+}
+
+void RequireNoNul(const nlohmann::json& value, const char* member) {
+    if (value.is_string() && value.get_ref<const std::string&>().find('\0') != std::string::npos) {
+        Refuse(member, "a text without NUL");
+    }
+}
+
 std::optional<std::string> FindText(const nlohmann::json& request, const char* member) {
     const auto* const value = Find(request, member);
     if (value == nullptr) {
@@ -49,6 +93,7 @@ std::optional<std::string> FindText(const nlohmann::json& request, const char* m
     if (!value->is_string()) {
         Refuse(member, "a text");
     }
+    RequireNoNul(*value, member);
     return value->get<std::string>();
 }
 

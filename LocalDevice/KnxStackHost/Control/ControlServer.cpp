@@ -69,7 +69,12 @@ ControlServer::ControlServer(const std::string& path, HostEvents& events, Execut
     RemoveStaleSocket(path_);
     Listen(acceptor_, path_);
     Accept();
-    thread_ = boost::thread([this] { io_.run(); });
+    try {
+        thread_ = boost::thread([this] { io_.run(); });
+    } catch (const boost::thread_resource_error&) {
+        unlink(path_.c_str());
+        throw;
+    }
 }
 
 ControlServer::~ControlServer() {
@@ -82,7 +87,6 @@ ControlServer::~ControlServer() {
         }
         connections_.clear();
     });
-    executors_.join();
     thread_.join();
 }
 
@@ -113,7 +117,7 @@ void ControlServer::AcceptAfterPause() {
 void ControlServer::Serve(Protocol::socket socket) {
     const bool isTooMany = connections_.size() >= MaxConnections;
     const auto connection = std::make_shared<ControlConnection>(
-        std::move(socket), events_, executors_, execute_,
+        std::move(socket), events_, execute_,
         [this](const std::shared_ptr<ControlConnection>& ended) { connections_.erase(ended); });
     connections_.insert(connection);
     if (isTooMany) {

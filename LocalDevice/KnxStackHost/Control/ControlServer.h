@@ -3,7 +3,6 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
 #include <boost/asio/steady_timer.hpp>
-#include <boost/asio/thread_pool.hpp>
 #include <boost/thread/thread.hpp>
 #include <cstddef>
 #include <functional>
@@ -26,14 +25,14 @@ public:
 };
 
 /// The control socket: takes requests, one JSON object a line, and answers them; README.md describes both. One thread
-/// serves all connections, a few more execute the requests.
+/// serves all connections; each of them executes its requests on one more.
 class ControlServer {
 public:
     /// Answers a request; called on several threads at once. Throws nothing.
     using Executor = std::function<nlohmann::json(const nlohmann::json& request)>;
 
     /// Listens at `path`; a socket file that nobody listens at any more is replaced. `events` must outlive the object.
-    /// Throws `ControlSocketError`.
+    /// Throws `ControlSocketError`, and `boost::thread_resource_error` with nothing left behind.
     ControlServer(const std::string& path, HostEvents& events, Executor execute);
 
     /// Waits for the requests that are executed.
@@ -45,7 +44,6 @@ private:
     using Protocol = boost::asio::local::stream_protocol;
 
     static constexpr std::size_t MaxConnections = 64;
-    static constexpr std::size_t ExecutorThreads = 4;
 
     void Accept();
     void AcceptAfterPause();
@@ -56,7 +54,6 @@ private:
     const Executor execute_;
 
     boost::asio::io_context io_{1};
-    boost::asio::thread_pool executors_{ExecutorThreads};
 
     // Of the serving thread only.
     Protocol::acceptor acceptor_{io_};

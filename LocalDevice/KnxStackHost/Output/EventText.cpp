@@ -2,14 +2,14 @@
 
 #include <log4cplus/loglevel.h>
 
-#include <boost/date_time/c_local_time_adjustor.hpp>
-#include <boost/date_time/posix_time/conversion.hpp>
 #include <boost/format.hpp>
+#include <ctime>
 
 #include "GroupObjects/ValueFormat.h"
 #include "GroupObjects/ValueText.h"
 #include "InterfaceObjects/InterfaceObjects.h"
 #include "KnxAddress.h"
+#include "PrintableText.h"
 
 namespace LocalDevice {
 
@@ -40,17 +40,6 @@ struct Line {
     Colour colour = Colour::None;
 };
 
-/// Control characters would garble the line.
-std::string MakePrintable(std::string text) {
-    for (char& character : text) {
-        const auto code = static_cast<unsigned char>(character);
-        if (code < 0x20 || code == 0x7F) {
-            character = '.';
-        }
-    }
-    return text;
-}
-
 Colour GetColour(const TelegramEvent& event) {
     switch (event.verdict) {
         case Verdict::Refused:
@@ -72,7 +61,7 @@ std::string DescribeValue(const TelegramEvent& event) {
         return {};
     }
     const auto text = event.value ? GetValueText(*event.value, event.dpt) : std::nullopt;
-    return MakePrintable(text.value_or("--")) + " [" + FormatHex(event.telegram.data) + "]  ";
+    return text.value_or("--") + " [" + FormatHex(event.telegram.data) + "]  ";
 }
 
 Line Describe(const TelegramEvent& event) {
@@ -116,18 +105,18 @@ Line Describe(const MessageEvent& event) {
 }  // namespace
 
 std::string FormatTime(std::chrono::system_clock::time_point time) {
-    using Adjustor = boost::date_time::c_local_adjustor<boost::posix_time::ptime>;
-    const auto sinceEpoch = std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch());
-    const auto utc = boost::posix_time::from_time_t(0) + boost::posix_time::milliseconds(sinceEpoch.count());
-    const auto local = Adjustor::utc_to_local(utc).time_of_day();
-    return (boost::format("%02d:%02d:%02d.%03d") % local.hours() % local.minutes() % local.seconds() %
-            (local.total_milliseconds() % 1000))
+    const auto second = std::chrono::floor<std::chrono::seconds>(time);  // down, also before 1970
+    const auto milliseconds = std::chrono::floor<std::chrono::milliseconds>(time - second);
+    const std::time_t sinceEpoch = std::chrono::system_clock::to_time_t(second);
+    std::tm local{};
+    localtime_r(&sinceEpoch, &local);
+    return (boost::format("%02d:%02d:%02d.%03d") % local.tm_hour % local.tm_min % local.tm_sec % milliseconds.count())
         .str();
 }
 
 std::string FormatEvent(const HostEvent& event, bool isColoured) {
     const Line line = std::visit([](const auto& body) { return Describe(body); }, event.body);
-    const std::string text = FormatTime(event.time) + " " + line.text;
+    const std::string text = FormatTime(event.time) + " " + MakePrintable(line.text);
     const bool hasColour = isColoured && line.colour != Colour::None;
     return hasColour ? GetCode(line.colour) + text + "\x1b[0m" : text;
 }

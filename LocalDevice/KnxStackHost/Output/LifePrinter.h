@@ -18,15 +18,18 @@ public:
     LifePrinter(const LifePrinter&) = delete;
     LifePrinter& operator=(const LifePrinter&) = delete;
 
+    /// A line of its own, made fit to be printed.
     void Print(const std::string& line);
 
 private:
+    void Write(const std::string& line);
+
     const bool isColoured_;
 
     boost::mutex mutex_;
     std::ostream& out_;
 
-    const std::unique_ptr<HostEvents::Subscription> subscription_;  ///< last: it calls `Print`
+    const std::unique_ptr<HostEvents::Subscription> subscription_;  ///< last: it calls `Write`
 };
 
 /// Whether colours suit the standard output: a terminal, and NO_COLOR is not set.

@@ -6,15 +6,29 @@
 
 #include <fstream>
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 
 #include "LostLogReport.h"
+#include "PrintableText.h"
 
 namespace LocalDevice {
 
 namespace {
 
-constexpr const char* FilePattern = "%D{%H:%M:%S,%q} %-5p %m%n";
+constexpr const char* LinePattern = "%D{%H:%M:%S,%q} %-5p %m";
+
+/// Makes one line of a record, whatever its text holds.
+class LineLayout final : public log4cplus::PatternLayout {
+public:
+    LineLayout() : PatternLayout(LinePattern) {}
+
+    void formatAndAppend(log4cplus::tostream& output, const log4cplus::spi::InternalLoggingEvent& event) override {
+        std::ostringstream line;
+        PatternLayout::formatAndAppend(line, event);
+        output << MakePrintable(line.str()) << '\n';
+    }
+};
 
 log4cplus::SharedAppenderPtr MakeFileAppender(const std::string& file, long limit) {
     constexpr int OldFiles = 1;
@@ -23,7 +37,7 @@ log4cplus::SharedAppenderPtr MakeFileAppender(const std::string& file, long limi
         throw std::runtime_error(file + ": the log cannot be written; expected a file in a folder that is there");
     }
     log4cplus::SharedAppenderPtr appender(new log4cplus::RollingFileAppender(file, limit, OldFiles));
-    appender->setLayout(std::make_unique<log4cplus::PatternLayout>(FilePattern));
+    appender->setLayout(std::make_unique<LineLayout>());
     appender->setErrorHandler(std::make_unique<LostLogReport>(file));
     return appender;
 }

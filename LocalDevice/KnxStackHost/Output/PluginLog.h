@@ -10,7 +10,8 @@
 namespace LocalDevice {
 
 /// Sets log4cplus up for the plug-in, for as long as the object lives: its logger lets through what a `LogTap` may want
-/// to hear, what it says from INFO on becomes events, and all levels of all loggers go to a file where one is given.
+/// to hear, what it says from INFO on becomes events, and all levels of all loggers go to a file where one is given, a
+/// line each: control characters are escaped there and only there.
 class PluginLog {
 public:
     static constexpr long FileLimit = 100L * 1024 * 1024;

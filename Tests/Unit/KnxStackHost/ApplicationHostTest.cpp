@@ -7,6 +7,7 @@
 
 #include "EventRecorder.h"
 #include "FakeProgram.h"
+#include "Output/LogTap.h"
 #include "Support/GrowingPause.h"
 
 namespace LocalDevice {
@@ -156,6 +157,23 @@ TEST_F(ApplicationHostTest, ARestartGivesTheProgramsResult) {
     EXPECT_EQ(sut->Restart().result, 2);
     EXPECT_EQ(sut->Restart().result, 0);
     EXPECT_EQ(sut->GetRestartCount(), 1U);
+}
+
+TEST_F(ApplicationHostTest, ARestartThatTheProgramIgnoresIsNotCounted) {
+    script.onRestart = [](int count, KnxStack::IApiHub&) {
+        if (count == 2) {
+            GetApplicationLogger().forcedLog(
+                log4cplus::DEBUG_LOG_LEVEL,
+                "[App] OnDeviceRestart - Ignore device restart request because we already restarting");
+        }
+        return 2;
+    };
+    MakeStarted();
+    EXPECT_EQ(sut->Restart().result, 2);
+    EXPECT_EQ(sut->Restart().result, 2);
+    EXPECT_EQ(sut->GetRestartCount(), 1U);
+    EXPECT_EQ(sut->Restart().result, 2);
+    EXPECT_EQ(sut->GetRestartCount(), 2U);
 }
 
 TEST_F(ApplicationHostTest, WithoutProgramThereIsNoRestartAndNoExit) {

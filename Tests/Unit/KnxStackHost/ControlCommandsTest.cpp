@@ -210,6 +210,24 @@ TEST_F(ControlCommandsTest, AWriteThatCannotBeSaysWhy) {
               "\"compact\" must be true or false");
 }
 
+TEST_F(ControlCommandsTest, AWriteHasOneValue) {
+    EXPECT_EQ(ErrorOf(R"({"command":"write","address":"1/0/3","value":"1","raw":"01"})"),
+              "\"value\" and \"raw\" exclude each other");
+    EXPECT_EQ(ErrorOf(R"({"command":"respond","address":"1/0/3","value":null,"raw":"01"})"),
+              "\"value\" and \"raw\" exclude each other");
+}
+
+TEST_F(ControlCommandsTest, ATextWithANulIsRefused) {
+    for (const char* const request :
+         {R"({"command":"download","file":"other.json\u0000b"})", R"({"command":"status\u0000"})",
+          R"({"command":"read","address":"1/0/2\u0000"})", R"({"command":"write","address":"1/0/3","raw":"01\u0000"})",
+          R"({"command":"write","address":"1/0/3","value":"1","dpt":"5.010\u0000"})",
+          R"({"command":"write","address":"1/0/3","value":"1\u0000"})"}) {
+        EXPECT_THAT(ErrorOf(request), testing::MatchesRegex("\"[a-z]+\" must be a text without NUL")) << request;
+    }
+    EXPECT_EQ(Execute(R"({"command":"status"})")["appId"], "TestApp");
+}
+
 TEST_F(ControlCommandsTest, AReadGivesTheAnswerOfTheDevice) {
     host.GetGroupObjects().RegisterUser(user);
     const auto answer = Execute(R"({"command":"read","address":"1/0/2","timeoutMs":10000})");

@@ -6,23 +6,29 @@
 #include <sys/stat.h>
 
 #include <array>
+#include <atomic>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/filesystem/fstream.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <boost/thread/future.hpp>
+#include <boost/thread/thread.hpp>
 #include <nlohmann/json.hpp>
 #include <optional>
 
 #include "Control/ControlConnection.h"
+#include "EventRecorder.h"
 #include "TemporaryFolder.h"
+#include "ThreadShortage.h"
 
 namespace LocalDevice {
 namespace {
 
 using nlohmann::json;
 using testing::HasSubstr;
+
+const json LongAnswer{{"ok", true}, {"text", std::string(100'000, 'x')}};
 
 /// A client that waits.
 class Client {
@@ -98,8 +104,32 @@ TEST_F(ControlServerTest, ALineThatIsNoJsonIsRefusedAndTheConnectionStays) {
     EXPECT_EQ(client.Ask("{"), R"({"error":"this is no JSON","ok":false})");
     EXPECT_EQ(client.Ask(""), R"({"error":"this is no JSON","ok":false})");
     EXPECT_EQ(client.Ask("\xFF\x01"), R"({"error":"this is no JSON","ok":false})");
-    EXPECT_EQ(client.Ask(std::string(30'000, '[')), R"({"error":"this is no JSON","ok":false})");
+    EXPECT_EQ(client.Ask("[["), R"({"error":"this is no JSON","ok":false})");
+    EXPECT_EQ(client.Ask(std::string("{}\0{}", 5)), R"({"error":"this is no JSON","ok":false})");
     EXPECT_EQ(client.Ask(R"({"command":3})"), R"({"got":{"command":3},"ok":true})");
+}
+
+TEST_F(ControlServerTest, ARequestWithTheSameMemberTwiceIsRefusedAndTheConnectionStays) {
+    Make();
+    Client client(path);
+    EXPECT_EQ(client.Ask(R"({"command":"status","command":"exit"})"),
+              R"({"error":"\"command\" stands twice in one object","ok":false})");
+    EXPECT_EQ(client.Ask(R"([{"a":{"b":1},"c":[{"b":1,"b":1}]}])"),
+              R"({"error":"\"b\" stands twice in one object","ok":false})");
+    EXPECT_EQ(client.Ask(R"([{"b":{"b":1},"c":[{"b":1},{"b":1}]}])"),
+              R"({"got":[{"b":{"b":1},"c":[{"b":1},{"b":1}]}],"ok":true})");
+}
+
+TEST_F(ControlServerTest, ARequestThatIsNestedTooDeepIsRefusedAndTheConnectionStays) {
+    constexpr std::size_t Deepest = 16;
+    constexpr std::size_t Deep = 30'000;
+    const auto nest = [](std::size_t depth) { return std::string(depth, '[') + std::string(depth, ']'); };
+    Make();
+    Client client(path);
+    EXPECT_EQ(client.Ask(nest(Deepest)), R"({"got":)" + nest(Deepest) + R"(,"ok":true})");
+    const std::string refusal = R"({"error":"a request is nested 16 levels deep at most","ok":false})";
+    EXPECT_EQ(client.Ask(nest(Deepest + 1)), refusal);
+    EXPECT_EQ(client.Ask(nest(Deep)), refusal);
 }
 
 TEST_F(ControlServerTest, ALineThatIsTooLongEndsTheConnection) {
@@ -124,6 +154,100 @@ TEST_F(ControlServerTest, ASlowRequestHoldsUpNobodyElse) {
     EXPECT_EQ(quick.Ask("1"), R"({"got":1,"ok":true})");
     release.set_value();
     EXPECT_EQ(slow.Receive(), R"({"got":"slow","ok":true})");
+}
+
+TEST_F(ControlServerTest, ManySlowRequestsHoldUpNobodyElse) {
+    constexpr std::size_t Count = 40;
+    std::atomic<std::size_t> waiting{0};
+    boost::promise<void> release;
+    const auto released = release.get_future().share();
+    Make([&waiting, released](const json& request) {
+        if (request == "slow") {
+            ++waiting;
+            released.wait();
+        }
+        return Echo(request);
+    });
+    std::vector<std::unique_ptr<Client>> slow;
+    for (std::size_t i = 0; i < Count; ++i) {
+        slow.push_back(std::make_unique<Client>(path));
+        slow.back()->Send("\"slow\"\n");
+    }
+    EXPECT_EQ(Client(path).Ask("1"), R"({"got":1,"ok":true})");
+    EXPECT_EQ(Client(path).Ask("2"), R"({"got":2,"ok":true})");
+    release.set_value();
+    for (const auto& client : slow) {
+        EXPECT_EQ(client->Receive(), R"({"got":"slow","ok":true})");
+    }
+    EXPECT_EQ(waiting, Count);
+}
+
+TEST_F(ControlServerTest, AClientThatLeavesDuringItsRequestEndsNothingElse) {
+    boost::promise<void> entered;
+    boost::promise<void> release;
+    Make([&entered, &release](const json& request) {
+        if (request == "slow") {
+            entered.set_value();
+            release.get_future().wait();
+        }
+        return Echo(request);
+    });
+    {
+        Client slow(path);
+        slow.Send("\"slow\"\n");
+        entered.get_future().wait();
+    }
+    EXPECT_EQ(Client(path).Ask("1"), R"({"got":1,"ok":true})");
+    release.set_value();
+    EXPECT_EQ(Client(path).Ask("2"), R"({"got":2,"ok":true})");
+}
+
+TEST_F(ControlServerTest, TheEndOfTheServerWaitsForTheRequestsThatAreExecuted) {
+    boost::promise<void> entered;
+    std::atomic<bool> isEnding{false};
+    std::atomic<bool> isExecuted{false};
+    Make([&](const json& request) {
+        entered.set_value();
+        while (!isEnding) {
+            boost::this_thread::yield();
+        }
+        isExecuted = true;
+        return Echo(request);
+    });
+    Client client(path);
+    client.Send("1\n");
+    entered.get_future().wait();
+    boost::thread ending([&isEnding, this] {
+        while (boost::filesystem::exists(path)) {
+            boost::this_thread::yield();
+        }
+        isEnding = true;
+    });
+    sut.reset();
+    EXPECT_TRUE(isExecuted);
+    EXPECT_EQ(client.Receive(), "closed");
+    ending.join();
+}
+
+TEST_F(ControlServerTest, ARequestThatGetsNoThreadIsRefusedAndTheConnectionStays) {
+    Make();
+    Client client(path);
+    EXPECT_EQ(client.Ask("1"), R"({"got":1,"ok":true})");
+    {
+        const TestSupport::ThreadShortage shortage;
+        EXPECT_EQ(
+            client.Ask("2"),
+            R"({"error":"no thread can be started for the request: Resource temporarily unavailable","ok":false})");
+    }
+    EXPECT_EQ(client.Ask("3"), R"({"got":3,"ok":true})");
+}
+
+TEST_F(ControlServerTest, WithoutAThreadNothingIsLeftBehind) {
+    {
+        const TestSupport::ThreadShortage shortage;
+        EXPECT_THROW(Make(), boost::thread_resource_error);
+    }
+    EXPECT_FALSE(boost::filesystem::exists(path));
 }
 
 TEST_F(ControlServerTest, AMonitorGetsEventsAndStillAnswers) {
@@ -167,6 +291,40 @@ TEST_F(ControlServerTest, AMonitorThatIsNotReadLosesEventsAndIsTold) {
     EXPECT_EQ(received + lost, Count);
     EXPECT_GT(received, 0);
     EXPECT_GT(lost, 0);
+}
+
+TEST_F(ControlServerTest, AClientThatDoesNotReadItsAnswersIsClosedAndTheLogSaysSo) {
+    constexpr std::size_t Count = 200;
+    EventRecorder recorder(events);
+    std::atomic<std::size_t> executed{0};
+    Make([&executed](const json&) {
+        ++executed;
+        return LongAnswer;
+    });
+    Client client(path);
+    for (std::size_t i = 0; i < Count; ++i) {
+        client.Send("1\n");
+    }
+    const auto messages = recorder.WaitFor<MessageEvent>(1);
+    ASSERT_EQ(messages.size(), 1U);
+    EXPECT_EQ(messages[0].text, "control socket: a client does not read its answers; its connection is closed");
+    EXPECT_TRUE(messages[0].isProblem);
+    while (client.Receive() != "closed") {
+    }
+    EXPECT_LT(executed, Count);
+}
+
+TEST_F(ControlServerTest, AClientThatReadsLateGetsEveryAnswer) {
+    constexpr int Count = 10;
+    Make([](const json&) { return LongAnswer; });
+    Client client(path);
+    for (int i = 0; i < Count; ++i) {
+        client.Send("1\n");
+    }
+    Client(path).Ask("1");
+    for (int i = 0; i < Count; ++i) {
+        EXPECT_EQ(client.Receive(), LongAnswer.dump());
+    }
 }
 
 TEST_F(ControlServerTest, MoreThan64ConnectionsAreTooMany) {

@@ -3,9 +3,13 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 
+#include <algorithm>
 #include <boost/filesystem/directory.hpp>
 #include <boost/filesystem/fstream.hpp>
 #include <boost/filesystem/operations.hpp>
+#include <cstdint>
+#include <cstdlib>
+#include <ctime>
 #include <iostream>
 #include <iterator>
 #include <nlohmann/json.hpp>
@@ -25,6 +29,7 @@ namespace {
 using TestDevice::Dpt;
 using testing::ElementsAre;
 using testing::EndsWith;
+using testing::HasSubstr;
 using testing::MatchesRegex;
 
 TelegramEvent MakeTelegramEvent() {
@@ -48,6 +53,48 @@ std::string Format(HostEvent::Body body, bool isColoured = false) {
 TEST(EventTextTest, ATimeHasMilliseconds) {
     EXPECT_THAT(FormatTime(std::chrono::system_clock::time_point(std::chrono::milliseconds(7))),
                 MatchesRegex("[0-2][0-9]:[0-5][0-9]:00\\.007"));
+}
+
+/// The clock of a place on earth, in the form of the variable TZ.
+class TimeZone {
+public:
+    explicit TimeZone(const char* zone) { Set(zone); }
+    ~TimeZone() { Set("UTC0"); }
+    TimeZone(const TimeZone&) = delete;
+    TimeZone& operator=(const TimeZone&) = delete;
+
+private:
+    static void Set(const char* zone) {
+        setenv("TZ", zone, 1);
+        tzset();
+    }
+};
+
+std::string FormatTimeAt(std::int64_t milliseconds) {
+    return FormatTime(std::chrono::system_clock::time_point(std::chrono::milliseconds(milliseconds)));
+}
+
+TEST(EventTextTest, ATimeIsThatOfThePlaceInSummerAndInWinter) {
+    const TimeZone zone("CET-1CEST,M3.5.0,M10.5.0/3");
+    EXPECT_EQ(FormatTimeAt(1'768'478'400'000), "13:00:00.000");  // 2026-01-15 12:00 UTC
+    EXPECT_EQ(FormatTimeAt(1'784'116'800'999), "14:00:00.999");  // 2026-07-15 12:00 UTC
+}
+
+TEST(EventTextTest, ATimeBefore1970IsOneToo) {
+    const TimeZone zone("UTC0");
+    EXPECT_EQ(FormatTimeAt(-1), "23:59:59.999");
+    EXPECT_EQ(FormatTimeAt(-1000), "23:59:59.000");
+    EXPECT_EQ(FormatTimeAt(-86'400'000 * std::int64_t{3653}), "00:00:00.000");  // 1960-01-01
+}
+
+TEST(EventTextTest, ATimeAfter2038IsOneToo) {
+    const TimeZone zone("UTC0");
+    const std::string time = FormatTimeAt(std::int64_t{4'102'490'096'789});  // 2100-01-01 12:34:56.789
+    if (sizeof(std::time_t) > 4) {
+        EXPECT_EQ(time, "12:34:56.789");
+    } else {
+        EXPECT_THAT(time, MatchesRegex("[0-2][0-9]:[0-5][0-9]:[0-5][0-9]\\.789"));
+    }
 }
 
 TEST(EventTextTest, ATelegramIsOneLine) {
@@ -92,7 +139,7 @@ TEST(EventTextTest, AValueWithoutAddressAndWithControlCharactersStaysOneLine) {
     event.value = KnxStack::GroupValue(event.telegram.data);
     event.verdict = Verdict::Kept;
     EXPECT_EQ(Format(event),
-              "<- write    -         CO 3   Brightness           16.001  a.b [610a620000000000000000000000]  kept");
+              "<- write    -         CO 3   Brightness           16.001  a\\nb [610a620000000000000000000000]  kept");
 }
 
 TEST(EventTextTest, TheOtherEventsAreLinesToo) {
@@ -101,6 +148,25 @@ TEST(EventTextTest, TheOtherEventsAreLinesToo) {
     EXPECT_EQ(Format(BusEvent{false, "knxd is gone"}), "== knxd is gone");
     EXPECT_EQ(Format(MessageEvent{false, "Init returned 2"}), "== Init returned 2");
     EXPECT_EQ(Format(LogEvent{log4cplus::WARN_LOG_LEVEL, "[App] Init - careful"}), "   WARN  careful");
+}
+
+/// What a terminal would obey, a byte that is not UTF-8, and text that stays as it is.
+const std::string Foreign =
+    "a\nb\r\t\x1b[2J\x7f\xC2\x9B"
+    "1m\xFF\xC3\xA4\\";
+const std::string Printable = R"(a\nb\r\t\u001b[2J\u007f\u009b1m\xff)"
+                              "\xC3\xA4\\";
+
+TEST(EventTextTest, TextFromOutsideCannotBreakOrGarbleALine) {
+    EXPECT_EQ(Format(MessageEvent{false, Foreign}), "== " + Printable);
+    EXPECT_EQ(Format(BusEvent{true, Foreign}), "== " + Printable);
+    EXPECT_EQ(Format(LogEvent{log4cplus::ERROR_LOG_LEVEL, "[App] Init - " + Foreign}), "   ERROR " + Printable);
+    auto event = MakeTelegramEvent();
+    event.name = Foreign;
+    event.reason = Foreign;
+    EXPECT_THAT(Format(event), HasSubstr("CO 3   " + Printable + " "));
+    EXPECT_THAT(Format(event), EndsWith("taken: " + Printable));
+    EXPECT_THAT(Format(LogEvent{log4cplus::ERROR_LOG_LEVEL, Foreign}, true), EndsWith(Printable + "\x1b[0m"));
 }
 
 TEST(EventTextTest, ColoursSurroundTheLine) {
@@ -173,6 +239,14 @@ TEST(LifePrinterTest, PrintsEventsAsLinesWhileItLives) {
     EXPECT_THAT(out.str(), MatchesRegex("[0-9:.]+ == first\n"));
 }
 
+TEST(LifePrinterTest, ALineOfItsOwnCannotBeBrokenEither) {
+    HostEvents events;
+    std::ostringstream out;
+    LifePrinter sut(events, out, false);
+    sut.Print(Foreign);
+    EXPECT_EQ(out.str(), Printable + "\n");
+}
+
 TEST(PluginLogTest, LinesOfThePluginFromInfoOnBecomeEvents) {
     HostEvents events;
     EventRecorder recorder(events);
@@ -220,6 +294,22 @@ TEST(PluginLogTest, AFileGetsAllLevelsOfAllLoggers) {
     std::getline(in, second);
     EXPECT_THAT(first, MatchesRegex("[0-9][0-9]:[0-9][0-9]:[0-9][0-9],[0-9][0-9][0-9] DEBUG one"));
     EXPECT_THAT(second, MatchesRegex("[0-9:,]+ WARN  two"));
+}
+
+TEST(PluginLogTest, ARecordIsOneLineOfTheFileAndItsEventKeepsItsText) {
+    const TestSupport::TemporaryFolder folder;
+    HostEvents events;
+    EventRecorder recorder(events);
+    {
+        const PluginLog sut(events, folder.At("log"));
+        LOG4CPLUS_ERROR(GetApplicationLogger(), Foreign);
+    }
+    boost::filesystem::ifstream in(folder.GetPath() / "log");
+    const std::string content(std::istreambuf_iterator<char>(in), {});
+    EXPECT_THAT(content, EndsWith(" ERROR " + Printable + "\n"));
+    EXPECT_EQ(std::count(content.begin(), content.end(), '\n'), 1);
+    ASSERT_EQ(recorder.Get<LogEvent>().size(), 1U);
+    EXPECT_EQ(recorder.Get<LogEvent>().front().text, Foreign);
 }
 
 TEST(PluginLogTest, AFileThatHasGrownMakesRoomForAnother) {
