@@ -27,11 +27,8 @@ using Values = std::vector<std::uint32_t>;
 
 constexpr std::uint16_t CoCount = 520;
 constexpr std::uint16_t FirstAddress = 0x0800;  // 1/0/0
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr boost::chrono::milliseconds Interval{5};  // an echo that comes 20 s late is none any more
-#else
-constexpr boost::chrono::milliseconds Interval{1};
-#endif
+/// Longer in a slow build: an echo that comes 20 s late is none any more.
+constexpr boost::chrono::milliseconds Interval{ORN_LOAD_MILLISECONDS};
 /// As often is each value sent in a row, so that an equal one that is dropped would show.
 constexpr std::size_t EqualValues = 4;
 

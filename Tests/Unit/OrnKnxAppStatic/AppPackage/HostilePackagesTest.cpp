@@ -5,9 +5,9 @@
 #include <openssl/pem.h>
 
 #include <algorithm>
+#include <boost/chrono/thread_clock.hpp>
 #include <boost/filesystem/fstream.hpp>
 #include <boost/filesystem/operations.hpp>
-#include <chrono>
 #include <functional>
 #include <set>
 
@@ -15,9 +15,10 @@
 
 namespace {
 
-using SteadyClock = std::chrono::steady_clock;
+/// Of this thread alone, so that what else runs on the machine does not count.
+using ProcessorClock = boost::chrono::thread_clock;
 
-constexpr std::chrono::seconds TimeLimit{2};
+constexpr boost::chrono::seconds TimeLimit{2};
 constexpr long MemoryLimitKilobytes = 32 * 1024;
 
 /// A value of /proc/self/status, in kB.
@@ -64,7 +65,7 @@ TEST(HostilePackagesTest, ThereAreManyOfManyKinds) {
 TEST(HostilePackagesTest, NoneIsAcceptedAndNoneIsSlowOrLarge) {
     const TestSupport::GlobalLogCapture log;
     std::vector<HostilePackage> packages = MakeHostilePackages();
-    SteadyClock::duration longest{};
+    ProcessorClock::duration longest{};
     long largest = 0;
     for (HostilePackage& hostile : packages) {
         SCOPED_TRACE(hostile.group + ": " + hostile.name.substr(0, 80));
@@ -72,11 +73,11 @@ TEST(HostilePackagesTest, NoneIsAcceptedAndNoneIsSlowOrLarge) {
         hostile.make(package);
         hostile.make = nullptr;  // a large one takes memory
         const MemoryPeak memory;
-        const auto begin = SteadyClock::now();
+        const auto begin = ProcessorClock::now();
 
         const VerificationResult result = Zandrel::VerifyAppPackage(package.FileList(), package.CaFile());
 
-        const SteadyClock::duration time = SteadyClock::now() - begin;
+        const ProcessorClock::duration time = ProcessorClock::now() - begin;
         EXPECT_NE(result, VerificationResult::SignatureOk);
         EXPECT_LT(time, TimeLimit);
         longest = std::max(longest, time);
@@ -85,8 +86,8 @@ TEST(HostilePackagesTest, NoneIsAcceptedAndNoneIsSlowOrLarge) {
         EXPECT_LT(memory.GetKilobytes(), MemoryLimitKilobytes);
 #endif
     }
-    using std::chrono::milliseconds;
-    RecordProperty("longest in ms", static_cast<int>(std::chrono::duration_cast<milliseconds>(longest).count()));
+    using boost::chrono::milliseconds;
+    RecordProperty("longest in ms", static_cast<int>(boost::chrono::duration_cast<milliseconds>(longest).count()));
     RecordProperty("largest in kB", static_cast<int>(largest));
     for (const LogLine& line : log.GetLines()) {
         EXPECT_EQ(line.level, "ERROR");
