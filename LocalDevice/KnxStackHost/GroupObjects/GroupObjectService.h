@@ -107,8 +107,8 @@ private:
     bool isOnline_ = false;
     bool isReadOnInitDue_ = false;
 
-    WorkQueue values_{MaxWaitingTelegrams};
     WorkQueue reads_{MaxWaitingReads};
+    WorkQueue values_{MaxWaitingTelegrams};  ///< behind the queue that its tasks fill
 
     /// Last: it calls `OnAppWrite`.
     const ApplicationLog applicationLog_{[this](const AppWrite& write) { OnAppWrite(write); }};

@@ -197,6 +197,20 @@ TEST_F(GroupObjectServiceTest, AReadOnAnyAddressIsAnsweredThere) {
     }
 }
 
+TEST_F(GroupObjectServiceTest, EndsInTheMiddleOfReads) {
+    constexpr unsigned Reads = 20;
+    for (int round = 0; round < 500; ++round) {
+        GroupObjectService ending(events);
+        ending.LoadObjects(&device);
+        ending.LoadAssociations(&device);
+        ending.SetOnline(true);
+        for (unsigned i = 0; i < Reads; ++i) {
+            ending.OnTelegram(Make(GroupService::Read, LevelAddress, {}));
+        }
+        EXPECT_EQ(ending.GetCounters().received, Reads);
+    }
+}
+
 TEST_F(GroupObjectServiceTest, WhatIsNotLetThroughIsRefusedAndCounted) {
     sut.RegisterUser(application);
     Receive(GroupService::Write, LevelAddress, {1, 2});
