@@ -9,8 +9,11 @@
 #include <boost/lexical_cast.hpp>
 #include <boost/thread/lock_guard.hpp>
 #include <cerrno>
+#include <cstdlib>
 #include <new>
 #include <utility>
+
+#include "WebSocketFrame.h"
 
 namespace Ostra {
 namespace {
@@ -21,7 +24,6 @@ namespace websocket = boost::beast::websocket;
 
 constexpr std::size_t LongestFrame = std::size_t{64} << 20U;
 constexpr std::size_t LongestQueue = std::size_t{64} << 20U;
-constexpr std::size_t WriteBufferSize = std::size_t{64} << 10U;
 
 /// A socket that no program started by this process inherits.
 error_code OpenSocket(asio::ip::tcp::socket& socket, const asio::ip::tcp& protocol) {
@@ -37,10 +39,13 @@ error_code OpenSocket(asio::ip::tcp::socket& socket, const asio::ip::tcp& protoc
 }  // namespace
 
 DeviceStackLink::DeviceStackLink(asio::io_context& context, Owner& owner)
-    : owner_(&owner), stream_(context), closeTimer_(context) {
-    stream_.binary(true);
-    stream_.auto_fragment(false);
-    stream_.write_buffer_bytes(WriteBufferSize);
+    : owner_(&owner),
+      stream_(context,
+              [this](std::string bytes) {
+                  const boost::lock_guard<boost::mutex> lock(mutex_);
+                  WriteLocked(std::move(bytes));
+              }),
+      closeTimer_(context) {
     stream_.read_message_max(LongestFrame);
 }
 
@@ -81,8 +86,13 @@ void DeviceStackLink::ShakeHands() {
     if (ended_) {
         return;
     }
+    auto& socket = stream_.next_layer().socket();
     error_code ignored;
-    stream_.next_layer().socket().set_option(asio::ip::tcp::no_delay(true), ignored);
+    socket.set_option(asio::ip::tcp::no_delay(true), ignored);
+    {
+        const boost::lock_guard<boost::mutex> lock(mutex_);
+        descriptor_ = socket.native_handle();
+    }
     const Endpoint& endpoint = endpoints_[nextEndpoint_ - 1];
     stream_.async_handshake(boost::lexical_cast<std::string>(endpoint), "/",
                             [self = shared_from_this()](const error_code& error) {
@@ -97,12 +107,16 @@ void DeviceStackLink::ShakeHands() {
                             });
 }
 
-void DeviceStackLink::Open(const std::vector<std::string>& firstFrames) {
+void DeviceStackLink::Open(const std::vector<std::string>& firstMessages) {
     const boost::lock_guard<boost::mutex> lock(mutex_);
     open_ = true;
-    for (const auto& frame : firstFrames) {
-        EnqueueLocked(frame);
+    for (const auto& message : firstMessages) {
+        WriteLocked(EncodeBinaryFrame(message, arc4random()));
     }
+}
+
+int DeviceStackLink::GetDescriptor() {
+    return connected_ && !ended_ ? stream_.next_layer().socket().native_handle() : -1;
 }
 
 void DeviceStackLink::Read() {
@@ -129,54 +143,77 @@ bool DeviceStackLink::HandOverFrame() {
     }
 }
 
-bool DeviceStackLink::Send(const std::string& text) {
+bool DeviceStackLink::Send(const std::string& message) {
+    std::string frame = EncodeBinaryFrame(message, arc4random());
     const boost::lock_guard<boost::mutex> lock(mutex_);
     if (!open_) {
         return false;
     }
     if (queuedBytes_ >= LongestQueue) {
         open_ = false;
-        asio::post(stream_.get_executor(), [self = shared_from_this()] { self->End(asio::error::no_buffer_space); });
+        owner_->Post([self = shared_from_this()] { self->End(asio::error::no_buffer_space); });
         return false;
     }
-    EnqueueLocked(text);
+    WriteLocked(std::move(frame));
     return true;
 }
 
-void DeviceStackLink::EnqueueLocked(const std::string& text) {
-    queue_.push_back(text);
-    queuedBytes_ += text.size();
-    if (!std::exchange(writing_, true)) {
-        asio::post(stream_.get_executor(), [self = shared_from_this()] { self->Write(); });
-    }
-}
-
-void DeviceStackLink::Write() {
-    const std::string* frame = nullptr;
-    {
-        const boost::lock_guard<boost::mutex> lock(mutex_);
-        if (queue_.empty()) {
-            writing_ = false;
-        } else {
-            frame = &queue_.front();
-        }
-    }
-    if (frame == nullptr) {
-        CloseWhenWritten();
-        return;
-    }
-    stream_.async_write(asio::buffer(*frame), [self = shared_from_this()](const error_code& error, std::size_t) {
-        if (error || self->ended_) {
-            self->End(error);
+/// What cannot be sent at once is queued, also where the socket is broken: the thread that runs the context finds out.
+void DeviceStackLink::WriteLocked(std::string bytes) {
+    if (queue_.empty()) {
+        error_code ignored;
+        bytes.erase(0, SendSomeLocked(bytes, ignored));
+        if (bytes.empty()) {
             return;
         }
-        {
-            const boost::lock_guard<boost::mutex> lock(self->mutex_);
-            self->queuedBytes_ -= self->queue_.front().size();
-            self->queue_.pop_front();
+        owner_->Post([self = shared_from_this()] { self->WriteQueued(); });
+    }
+    queuedBytes_ += bytes.size();
+    queue_.push_back(std::move(bytes));
+}
+
+std::size_t DeviceStackLink::SendSomeLocked(const std::string& bytes, error_code& error) {
+    const ssize_t sent = ::send(descriptor_, bytes.data(), bytes.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    error = sent == -1 ? error_code(errno, boost::system::system_category()) : error_code();
+    return sent == -1 ? 0 : static_cast<std::size_t>(sent);
+}
+
+void DeviceStackLink::WriteQueued() {
+    if (ended_) {
+        return;
+    }
+    stream_.next_layer().socket().async_wait(asio::ip::tcp::socket::wait_write,
+                                             [self = shared_from_this()](const error_code& error) {
+                                                 if (error || self->ended_) {
+                                                     self->End(error);
+                                                     return;
+                                                 }
+                                                 self->SendQueued();
+                                             });
+}
+
+void DeviceStackLink::SendQueued() {
+    error_code error;
+    {
+        const boost::lock_guard<boost::mutex> lock(mutex_);
+        while (!queue_.empty() && !error) {
+            std::string& front = queue_.front();
+            const std::size_t sent = SendSomeLocked(front, error);
+            queuedBytes_ -= sent;
+            front.erase(0, sent);
+            if (front.empty()) {
+                queue_.pop_front();
+            }
         }
-        self->Write();
-    });
+        if (queue_.empty()) {
+            return;
+        }
+    }
+    if (error != asio::error::would_block) {
+        End(error);
+        return;
+    }
+    WriteQueued();
 }
 
 void DeviceStackLink::Close(std::chrono::steady_clock::duration timeout) {
@@ -184,28 +221,17 @@ void DeviceStackLink::Close(std::chrono::steady_clock::duration timeout) {
         End(asio::error::operation_aborted);
         return;
     }
-    bool writing = false;
     {
         const boost::lock_guard<boost::mutex> lock(mutex_);
         open_ = false;
-        writing = writing_;
     }
-    closing_ = true;
     closeTimer_.expires_after(timeout);
     closeTimer_.async_wait([self = shared_from_this()](const error_code& error) {
         if (!error) {
             self->End(asio::error::timed_out);
         }
     });
-    if (!writing) {
-        CloseWhenWritten();
-    }
-}
-
-void DeviceStackLink::CloseWhenWritten() {
-    if (!closing_ || ended_) {
-        return;
-    }
+    // Goes out after what is queued.
     stream_.async_close(websocket::close_code::normal,
                         [self = shared_from_this()](const error_code& error) { self->End(error); });
 }

@@ -27,6 +27,12 @@ class FakeDeviceStack::Session : public std::enable_shared_from_this<Session> {
 public:
     Session(Tcp::socket socket, FakeDeviceStack& owner) : owner_(&owner), stream_(std::move(socket)) {
         stream_.binary(true);
+        stream_.read_message_max(0);
+        stream_.control_callback([this](websocket::frame_type kind, boost::beast::string_view text) {
+            if (kind == websocket::frame_type::pong) {
+                owner_->OnPong(std::string(text));
+            }
+        });
     }
 
     void Start(Manner manner) {
@@ -60,7 +66,10 @@ public:
         stream_.next_layer().close(ignored);
     }
 
-private:
+    void Ping(const std::string& text) {
+        stream_.async_ping(websocket::ping_data(text), [self = shared_from_this()](const error_code&) {});
+    }
+
     void Read() {
         stream_.async_read(buffer_, [self = shared_from_this()](const error_code& error, std::size_t) {
             if (error) {
@@ -74,6 +83,7 @@ private:
         });
     }
 
+private:
     void Write() {
         if (!shaken_ || queue_.empty()) {
             return;
@@ -128,13 +138,29 @@ FakeDeviceStack::Manner FakeDeviceStack::GetManner() {
 }
 
 std::string FakeDeviceStack::NextFrame() {
+    return Next(frames_);
+}
+
+std::string FakeDeviceStack::NextPong() {
+    return Next(pongs_);
+}
+
+std::string FakeDeviceStack::Next(std::deque<std::string>& texts) {
     boost::unique_lock<boost::mutex> lock(mutex_);
-    if (!changed_.wait_for(lock, LongestWait, [this] { return !frames_.empty(); })) {
+    if (!changed_.wait_for(lock, LongestWait, [&texts] { return !texts.empty(); })) {
         return {};
     }
-    std::string frame = std::move(frames_.front());
-    frames_.pop_front();
-    return frame;
+    std::string text = std::move(texts.front());
+    texts.pop_front();
+    return text;
+}
+
+void FakeDeviceStack::BeginToRead() {
+    asio::post(context_, [this] { session_->Read(); });
+}
+
+void FakeDeviceStack::Ping(const std::string& text) {
+    asio::post(context_, [this, text] { session_->Ping(text); });
 }
 
 void FakeDeviceStack::SendFrame(const std::string& frame) {
@@ -199,6 +225,14 @@ void FakeDeviceStack::OnFrame(const std::string& frame) {
     if (reply) {
         session_->Send(reply(frame));
     }
+}
+
+void FakeDeviceStack::OnPong(const std::string& text) {
+    {
+        const boost::lock_guard<boost::mutex> lock(mutex_);
+        pongs_.push_back(text);
+    }
+    changed_.notify_all();
 }
 
 void FakeDeviceStack::OnClosed(bool properly) {
