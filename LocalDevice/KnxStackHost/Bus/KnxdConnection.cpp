@@ -2,6 +2,7 @@
 
 #include <eibclient.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 
@@ -68,6 +69,12 @@ bool KnxdConnection::Receive(std::optional<Telegram>& telegram) {
         telegram->groupAddress = groupAddress;
     }
     return true;
+}
+
+bool KnxdConnection::IsReadyToSend() const {
+    // A socket says so only when there is room for far more than a telegram.
+    pollfd descriptor{GetDescriptor(), POLLOUT, 0};
+    return poll(&descriptor, 1, 0) == 1;
 }
 
 bool KnxdConnection::Send(const Telegram& telegram) {
