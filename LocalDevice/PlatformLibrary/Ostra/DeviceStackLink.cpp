@@ -40,11 +40,13 @@ error_code OpenSocket(asio::ip::tcp::socket& socket, const asio::ip::tcp& protoc
 
 DeviceStackLink::DeviceStackLink(asio::io_context& context, Owner& owner)
     : owner_(&owner),
-      stream_(context,
-              [this](std::string bytes) {
-                  const boost::lock_guard<boost::mutex> lock(mutex_);
-                  WriteLocked(std::move(bytes));
-              }),
+      stream_(
+          context,
+          [this](std::string bytes) {
+              const boost::lock_guard<boost::mutex> lock(mutex_);
+              WriteLocked(std::move(bytes));
+          },
+          [this] { ForgetSocket(); }),
       closeTimer_(context) {
     stream_.read_message_max(LongestFrame);
 }
@@ -236,14 +238,18 @@ void DeviceStackLink::Close(std::chrono::steady_clock::duration timeout) {
                         [self = shared_from_this()](const error_code& error) { self->End(error); });
 }
 
+/// Before it is closed: its number may soon be another one's.
+void DeviceStackLink::ForgetSocket() {
+    const boost::lock_guard<boost::mutex> lock(mutex_);
+    open_ = false;
+    descriptor_ = -1;
+}
+
 void DeviceStackLink::End(const error_code& reason) {
     if (std::exchange(ended_, true)) {
         return;
     }
-    {
-        const boost::lock_guard<boost::mutex> lock(mutex_);
-        open_ = false;
-    }
+    ForgetSocket();
     closeTimer_.cancel();
     stream_.next_layer().close();
     owner_->OnLinkEnded(reason);

@@ -66,6 +66,7 @@ private:
     std::size_t SendSomeLocked(const std::string& bytes, boost::system::error_code& error);
     void WriteQueued();
     void SendQueued();
+    void ForgetSocket();
     void End(const boost::system::error_code& reason);
 
     Owner* owner_;

@@ -22,8 +22,10 @@ public:
     /// Takes bytes, and answers for their errors.
     using Writer = std::function<void(std::string bytes)>;
 
+    /// `onTeardown` is called before the layer above closes the socket of its own accord.
     template <typename ExecutionContext>
-    SharedWriteStream(ExecutionContext& context, Writer write) : basic_stream(context), write_(std::move(write)) {}
+    SharedWriteStream(ExecutionContext& context, Writer write, std::function<void()> onTeardown)
+        : basic_stream(context), write_(std::move(write)), onTeardown_(std::move(onTeardown)) {}
 
     template <typename Buffers, typename Handler>
     BOOST_ASIO_INITFN_RESULT_TYPE(Handler, void(boost::system::error_code, std::size_t))
@@ -40,13 +42,17 @@ public:
             handler, buffers);
     }
 
+    void OnTeardown() { onTeardown_(); }
+
 private:
     Writer write_;
+    std::function<void()> onTeardown_;
 };
 
 /// How a WebSocket on such a stream says good-bye, as Beast looks it up.
 template <typename Handler>
 void async_teardown(boost::beast::role_type role, SharedWriteStream& stream, Handler&& handler) {
+    stream.OnTeardown();
     boost::beast::tcp_stream& transport = stream;
     boost::beast::async_teardown(role, transport, std::forward<Handler>(handler));
 }

@@ -135,6 +135,16 @@ TEST_F(DirectSend, WhileTheConnectionIsLostNoMessageHarms) {
     EXPECT_EQ(events.record.Await(2), (Lines{"disconnected", "connected"}));
 }
 
+TEST_F(DirectSend, AfterThePeerHasTakenLeaveNothingIsSent) {
+    stack.BeginToRead();
+    stack.CloseConnection();
+    const auto deadline = Clock::now() + std::chrono::seconds(20);
+    while (sut->Send("x") && Clock::now() < deadline) {
+    }
+    EXPECT_LT(Clock::now(), deadline);
+    EXPECT_EQ(events.record.Await(2), (Lines{"disconnected", "connected"}));
+}
+
 /// Calls a function for each event, on the event thread.
 class CallingHandler : public RecordingEventHandler {
 public:

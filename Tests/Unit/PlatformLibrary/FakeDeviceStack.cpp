@@ -66,6 +66,10 @@ public:
         stream_.next_layer().close(ignored);
     }
 
+    void Close() {
+        stream_.async_close(websocket::close_code::going_away, [self = shared_from_this()](const error_code&) {});
+    }
+
     void Ping(const std::string& text) {
         stream_.async_ping(websocket::ping_data(text), [self = shared_from_this()](const error_code&) {});
     }
@@ -169,6 +173,10 @@ void FakeDeviceStack::SendFrame(const std::string& frame) {
 
 void FakeDeviceStack::DropConnection() {
     asio::post(context_, [this] { session_->Drop(); });
+}
+
+void FakeDeviceStack::CloseConnection() {
+    asio::post(context_, [this] { session_->Close(); });
 }
 
 void FakeDeviceStack::StopListening() {

@@ -36,6 +36,8 @@ public:
     std::string NextFrame();
     void SendFrame(const std::string& frame);
     void DropConnection();
+    /// Takes leave of the client, as a device stack does that ends.
+    void CloseConnection();
 
     /// Of a session that was told never to read.
     void BeginToRead();
