@@ -71,35 +71,35 @@ ReadingThreads::Turn ReadingThreads::AwaitTurn() {
 }
 
 void ReadingThreads::Deliver(bool isMoreReady) {
-    const int watched = LeaveContext(isMoreReady);
+    LeaveContext(isMoreReady);
     while (calls_.DeliverNext()) {
     }
-    if (watched != NoDescriptor) {
-        watch_.Forget(watched);
-    }
     const boost::lock_guard<boost::mutex> lock(mutex_);
+    ForgetLocked();
     isDelivering_ = false;
 }
 
-/// The descriptor that the stand-in now sleeps on; none where it runs the context or is about to.
-int ReadingThreads::LeaveContext(bool isMoreReady) {
-    int descriptor = NoDescriptor;
-    {
-        const boost::lock_guard<boost::mutex> lock(mutex_);
-        isDelivering_ = true;
-        if (runner_ == Runner::StandIn) {
-            return NoDescriptor;
-        }
-        runner_ = Runner::Nobody;
-        if (!isMoreReady && !isPosted_) {
-            descriptor = getDescriptor_();
-        }
+/// Lets the stand-in sleep on the descriptor, or wakes it where that would not do.
+void ReadingThreads::LeaveContext(bool isMoreReady) {
+    const boost::lock_guard<boost::mutex> lock(mutex_);
+    isDelivering_ = true;
+    if (runner_ == Runner::StandIn) {
+        return;
     }
+    runner_ = Runner::Nobody;
+    const int descriptor = isMoreReady || isPosted_ ? NoDescriptor : getDescriptor_();
     if (descriptor == NoDescriptor || !watch_.Watch(descriptor)) {
         watch_.Wake();
-        return NoDescriptor;
+        return;
     }
-    return descriptor;
+    watched_ = descriptor;
+}
+
+/// Before somebody runs the context again, who may close the descriptor.
+void ReadingThreads::ForgetLocked() {
+    if (watched_ != NoDescriptor) {
+        watch_.Forget(std::exchange(watched_, NoDescriptor));
+    }
 }
 
 void ReadingThreads::RunStandIn() {
@@ -121,6 +121,7 @@ bool ReadingThreads::TakeContext() {
     if (runner_ != Runner::Nobody || !isDelivering_) {
         return false;
     }
+    ForgetLocked();
     runner_ = Runner::StandIn;
     return true;
 }

@@ -47,7 +47,8 @@ private:
     void RunEventThread();
     Turn AwaitTurn();
     void Deliver(bool isMoreReady);
-    int LeaveContext(bool isMoreReady);
+    void LeaveContext(bool isMoreReady);
+    void ForgetLocked();
 
     void RunStandIn();
     bool TakeContext();
@@ -64,6 +65,7 @@ private:
     boost::mutex mutex_;
     boost::condition_variable changed_;
     Runner runner_ = Runner::EventThread;  ///< of the context
+    int watched_ = NoDescriptor;           ///< by the stand-in
     bool isDelivering_ = false;
     bool isPosted_ = false;  ///< since the event thread last began to run the context
     bool isFinished_ = false;
