@@ -49,15 +49,15 @@ void AppDebugMode::SetAppDebugMode(bool enable, std::shared_ptr<const void> owne
         ORN_LOG_GLOBAL(INFO, "Debug mode was already " << prefix << "abled");
         return;
     }
-    ORN_LOG_GLOBAL(INFO, "Debug mode " << prefix << "abled");
-    if (!identity_->IsManagedApp()) {
-        ORN_LOG_GLOBAL(INFO,
-                       "Debug mode is only enabled for orn knx programmable, otherwise this function did nothing!");
-        return;
-    }
     try {
+        ORN_LOG_GLOBAL(INFO, "Debug mode " << prefix << "abled");
+        if (!identity_->IsManagedApp()) {
+            ORN_LOG_GLOBAL(INFO,
+                           "Debug mode is only enabled for orn knx programmable, otherwise this function did nothing!");
+            return;
+        }
         StartTask(enable, std::move(owner));
-    } catch (const boost::thread_resource_error&) {
+    } catch (...) {
         configuration.ReplaceAppDebugMode(!enable);
         throw;
     }
@@ -86,7 +86,10 @@ void AppDebugMode::StartTask(bool enable, std::shared_ptr<const void> owner) {
 void AppDebugMode::Run(bool enable, const ThreadControl& control) const {
     if (processControl_.GetConfiguration().SetAppConnectorHostStartupDisabled(enable) != enable) {
         if (enable) {
-            processControl_.StopManagedApp();
+            // The connector host of a cycle that has been stopped is gone: one that runs is the next cycle's.
+            if (control.running) {
+                processControl_.StopManagedApp();
+            }
             appControl_.SetAppHostRunstate(AppHostControlState::Stopped, control);
         } else {
             ORN_LOG_TASK(DEBUG, "Launch managed connector host");

@@ -20,7 +20,7 @@ class AppLauncher;
 /// The app debug switch: while it is on, a developer starts the connector host of a managed app instead of the device.
 ///
 /// Thread-safe. Each change is a task on a thread of its own; the tasks run one after the other, each in the cycle in
-/// which its change came: a task of a cycle that has been stopped launches nothing and writes no run state.
+/// which its change came: a task of a cycle that has been stopped launches and stops nothing and writes no run state.
 class AppDebugMode {
 public:
     /// The others must outlive it. A task is waited for `taskWait` at most, in real time.
@@ -36,8 +36,9 @@ public:
     void Close();
 
     /// Switches the debug mode and returns at once: the connector host of a managed app is stopped or started by the
-    /// task, which holds `owner`, the owner of this object, as long as it runs. Throws `boost::thread_resource_error`
-    /// when the task cannot be started; the mode is the earlier one then.
+    /// task, which holds `owner`, the owner of this object, as long as it runs. Throws when the task cannot be started:
+    /// `boost::thread_resource_error` without a thread, `std::bad_alloc` without memory. The mode is the earlier one
+    /// then.
     void SetAppDebugMode(bool enable, std::shared_ptr<const void> owner);
 
 private:

@@ -121,6 +121,7 @@ bool AppHostProcessControl::LaunchManagedApp(const ThreadControl& control, const
     // The debug switch sets this before it takes the lock to stop the connector host.
     if (configuration_.IsAppConnectorHostStartupDisabled()) {
         ORN_LOG_PLAIN(logger_, DEBUG, "Debug mode set, did not launch connector host!");
+        connectorHost_.appId = appId;
         return true;
     }
     Stop(lock, connectorHost_);
@@ -258,10 +259,11 @@ void AppHostProcessControl::KillProcess(const OrnProcessHandle& process, const s
     ORN_LOG_PLAIN(logger_, INFO, displayName << " killed");
 }
 
-/// The managed app, where there is one: its app host runs but the connector library.
+/// The managed app, where there is one, even while a developer runs its connector host.
 std::string AppHostProcessControl::GetAppToStop() const {
     const boost::lock_guard<boost::mutex> lock(processMutex_);
-    return connectorHost_.handle.HoldsProcess() ? connectorHost_.appId : appHost_.appId;
+    const bool isManaged = connectorHost_.handle.HoldsProcess() || appHost_.appId == ConnectorApp;
+    return isManaged ? connectorHost_.appId : appHost_.appId;
 }
 
 bool AppHostProcessControl::HoldsConnectorHost() const {

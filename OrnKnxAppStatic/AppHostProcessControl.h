@@ -32,6 +32,9 @@ namespace Zandrel {
 /// `KillLeftOver` has returned. The run state has a lock of its own, never held across a wait.
 class AppHostProcessControl {
 public:
+    /// The native app of every managed one.
+    static constexpr const char* ConnectorApp = "ConnectorApp";
+
     /// A killed process is waited for `reapTimeout` at most, in real time. One that lasts longer (it hangs in the
     /// kernel) stays held, and the next stop or launch waits for it again; the destructor gives it up.
     AppHostProcessControl(log4cplus::Logger logger, std::shared_ptr<Clock> clock,
@@ -88,7 +91,7 @@ private:
         const char* displayName;
         const char* nameInSentence;
         OrnProcessHandle handle{};
-        std::string appId{};  ///< what it was started with; empty before the first launch
+        std::string appId{};  ///< what it was started with, by a developer too; empty before the first launch
     };
 
     // `lock` is the one of `processMutex_`.

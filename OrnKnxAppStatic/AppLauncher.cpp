@@ -1,5 +1,6 @@
 #include "AppLauncher.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <utility>
@@ -15,14 +16,23 @@ namespace Zandrel {
 
 namespace {
 
-/// The native app of every managed one.
-constexpr const char* ConnectorApp = "ConnectorApp";
+/// Ends the check of a package.
+struct CheckInterrupted {};
 
 }  // namespace
 
 PackageCheck SignedPackageCheck() {
-    return [](const boost::filesystem::path& fileList, const boost::filesystem::path& caCertificate) {
-        return VerifyAppPackage(fileList, caCertificate);
+    return [](const boost::filesystem::path& fileList, const boost::filesystem::path& caCertificate,
+              const ThreadControl& control) {
+        try {
+            return VerifyAppPackage(fileList, caCertificate, [&control](std::uint64_t) {
+                if (!control.running) {
+                    throw CheckInterrupted();
+                }
+            });
+        } catch (const CheckInterrupted&) {
+            return VerificationResult::Unverifiable;
+        }
     };
 }
 
@@ -91,7 +101,7 @@ bool AppLauncher::LaunchNativeApp(const ThreadControl& control, LogicalDeviceId 
         ORN_LOG(log_, ERROR, "Failed to find app host.");
         return false;
     }
-    const std::string appName = identity_->IsManagedApp() ? ConnectorApp : identity_->GetAppId();
+    const std::string appName = identity_->IsManagedApp() ? AppHostProcessControl::ConnectorApp : identity_->GetAppId();
     const std::optional<boost::filesystem::path> library = locator_.GetNativeAppLib(appName);
     if (!library) {
         ORN_LOG(log_, ERROR, "Failed to find native app: " << appName);
@@ -112,9 +122,16 @@ bool AppLauncher::LaunchManagedApp(const ThreadControl& control) {
         ORN_LOG(log_, FATAL, "Failed to find managed app: " << appId << ".dll");
         return false;
     }
-    if (identity_->IsManagedApp() && packageCheck_(app->parent_path() / PackageFiles::FileList,
-                                                   DevicePaths::CaCertificate()) != VerificationResult::SignatureOk) {
-        return false;
+    if (identity_->IsManagedApp()) {
+        const VerificationResult result =
+            packageCheck_(app->parent_path() / PackageFiles::FileList, DevicePaths::CaCertificate(), control);
+        if (!control.running) {
+            ORN_LOG(log_, INFO, "Interruption signaled.");
+            return false;
+        }
+        if (result != VerificationResult::SignatureOk) {
+            return false;
+        }
     }
     return processControl_.LaunchManagedApp(control, *connectorHost, *app, appId);
 }

@@ -15,8 +15,10 @@ namespace Zandrel {
 class AppHostProcessControl;
 
 /// Checks an app package, given its file list and the certificate of the authority that vouches for app developers.
-using PackageCheck = std::function<VerificationResult(const boost::filesystem::path& fileList,
-                                                      const boost::filesystem::path& caCertificate)>;
+/// Ends with any result as soon as the run flag of `control` is cleared.
+using PackageCheck =
+    std::function<VerificationResult(const boost::filesystem::path& fileList,
+                                     const boost::filesystem::path& caCertificate, const ThreadControl& control)>;
 /// The one of a device.
 PackageCheck SignedPackageCheck();
 

@@ -1,5 +1,7 @@
 #include "ObjectModelConfigurator.h"
 
+#include <malloc.h>
+
 #include <boost/thread/lock_guard.hpp>
 #include <boost/thread/lock_types.hpp>
 #include <iterator>
@@ -58,7 +60,11 @@ bool ObjectModelConfigurator::ConfigureObjectModel(const ThreadControl& control)
         ORN_LOG(log_, ERROR, "No connection to devicestack client!");
         return false;
     }
-    if (!PublishAll({control, *logicalDevice}, *configuration)) {
+    const bool isPublished = PublishAll({control, *logicalDevice}, *configuration);
+    // The device gets back at once what the documents took, several times what the plug-in keeps: nothing asks for it
+    // again.
+    malloc_trim(0);
+    if (!isPublished) {
         return false;
     }
     ORN_LOG(log_, INFO, "Object model configured successfully.");

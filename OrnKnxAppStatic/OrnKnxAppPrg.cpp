@@ -231,9 +231,10 @@ bool OrnKnxAppPrg::StopInitThread() {
     if (!stopInitThread_) {
         return true;
     }
-    const bool stopped = ContainExceptions(log_, "StopInitThread", std::exchange(stopInitThread_, nullptr));
+    static constexpr const char* Caller = "StopInitThread";
+    const bool stopped = ContainExceptions(log_, Caller, std::exchange(stopInitThread_, nullptr));
     // A launch that was under way when the app host was stopped may have ended after that.
-    core_->appControl.CorrectRunStateOfEndedCycle(core_->processControl.KillLeftOver());
+    Attempt(Caller, [this] { core_->appControl.CorrectRunStateOfEndedCycle(core_->processControl.KillLeftOver()); });
     return stopped;
 }
 

@@ -6,6 +6,7 @@
 #include <set>
 #include <stdexcept>
 
+#include "DeviceRoot.h"
 #include "Options.h"
 
 namespace LocalDevice {
@@ -21,7 +22,9 @@ constexpr const char* DemoEnding = ".demo.json";
 }  // namespace
 
 Installation::Installation(const fs::path& programDirectory)
-    : programs_(programDirectory), root_(programDirectory.parent_path()) {
+    : programs_(programDirectory),
+      root_(programDirectory.parent_path()),
+      deviceRoot_(FindDeviceRoot(programDirectory)) {
     for (const std::string& part : {DeviceStack(), KnxStackHost(), PluginLibrary()}) {
         if (!fs::is_regular_file(part)) {
             throw std::runtime_error(part + ": missing; build the whole project first");
@@ -34,19 +37,19 @@ std::string Installation::PluginLibrary() const {
 }
 
 std::string Installation::AppHost() const {
-    return (root_ / "root/opt/ostra/bin/ornapphost").string();
+    return (deviceRoot_ / "opt/ostra/bin/ornapphost").string();
 }
 
 std::string Installation::AppConnectorHost() const {
-    return (root_ / "root/opt/ostra/bin/OrnAppConnectorHost.exe").string();
+    return (deviceRoot_ / "opt/ostra/bin/OrnAppConnectorHost.exe").string();
 }
 
 std::string Installation::ConnectorLibrary() const {
-    return (root_ / "root/opt/ostra/lib/libornconnectorapp.so").string();
+    return (deviceRoot_ / "opt/ostra/lib/libornconnectorapp.so").string();
 }
 
 std::string Installation::ManagedApp(const std::string& appId) const {
-    return (root_ / "root/opt/userdata/ornApp/1" / appId).replace_extension(".dll").string();
+    return (deviceRoot_ / "opt/userdata/ornApp/1" / appId).replace_extension(".dll").string();
 }
 
 std::string Installation::FindDescription(const std::string& nameOrFile) const {

@@ -33,6 +33,7 @@ private:
 
     const boost::filesystem::path programs_;
     const boost::filesystem::path root_;
+    const boost::filesystem::path deviceRoot_;
 };
 
 /// The folder of the running program.

@@ -37,6 +37,9 @@ std::variant<Sha256Digest, FileHasher::Failure> FileHasher::Hash(const boost::fi
         if (!count) {
             return Failure::CannotRead;
         }
+        if (progress_) {
+            progress_(*count);
+        }
         if (*count == 0) {
             break;
         }
@@ -46,9 +49,6 @@ std::variant<Sha256Digest, FileHasher::Failure> FileHasher::Hash(const boost::fi
         left_ -= *count;
         if (EVP_DigestUpdate(context_.get(), buffer_.data(), *count) != 1) {
             return Failure::CannotRead;
-        }
-        if (progress_) {
-            progress_(*count);
         }
     }
     Sha256Digest sum{};

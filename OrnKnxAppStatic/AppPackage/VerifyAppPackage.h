@@ -12,7 +12,8 @@ namespace Zandrel {
 ///
 /// `fileList`: the package's "appfiles.xml"; `caCertificate`: the CA's certificate, PEM. Logs at ERROR what is wrong.
 /// Callable from any thread, several at once; reads up to 1 GiB, blocks on no pipe or device, asks nobody for a
-/// password and throws nothing but a Boost thread interruption. What is in the package may change after the check.
+/// password. What is in the package may change after the check. Throws nothing but what `progress` throws, to end it,
+/// and what is no `std::exception`: one of these makes the package unverifiable.
 VerificationResult VerifyAppPackage(const boost::filesystem::path& fileList,
                                     const boost::filesystem::path& caCertificate, const HashProgress& progress = {});
 

@@ -1,6 +1,8 @@
 #include "Knxd.h"
 
 #include <boost/algorithm/string/trim.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/local/stream_protocol.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <csignal>
 #include <stdexcept>
@@ -23,7 +25,15 @@ void Knxd::Start() {
     // Addresses for many clients: those of a tool that has ended are not free at once.
     process_ = std::make_unique<ChildProcess>(
         KNXD_PROGRAM, std::vector<std::string>{"-e", "1.1.1", "-E", "1.1.2:250", "-u", socket_, "-b", "dummy:"});
-    if (!WaitUntil([this] { return boost::filesystem::exists(socket_); })) {
+    // The socket is there before knxd listens at it.
+    const auto isListening = [this] {
+        boost::asio::io_context context;
+        boost::asio::local::stream_protocol::socket socket(context);
+        boost::system::error_code error;
+        socket.connect(socket_, error);
+        return !error;
+    };
+    if (!WaitUntil(isListening)) {
         throw std::runtime_error("knxd does not start");
     }
 }

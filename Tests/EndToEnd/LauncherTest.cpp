@@ -1,12 +1,17 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
+#include <cstdio>
 #include <fstream>
 #include <iterator>
+#include <memory>
+#include <optional>
 #include <string>
 
 #include "Children.h"
 #include "LocalDevice.h"
+#include "OwnAppFolder.h"
 
 namespace {
 
@@ -137,29 +142,98 @@ TEST(Supervision, KilledDeviceStackMakesTheWholeDeviceRestartAndAnswerAgain) {
     EXPECT_EQ(sut.WaitForExit(DemoLimit), ExitStatus::Exited(0));
 }
 
-TEST(DebugMode, CommandLineThatIsToldRunsAsItStands) {
-    const EndToEnd::TemporaryFolder folder;
-    const ChildProcess::Environment environment{{"TMPDIR", folder.GetPath().string()}};
-    ChildProcess sut(ORN_LOCALDEVICE_PROGRAM, {"--device", "thermostat"}, environment);
-    const auto countRunning = [&sut] {
-        const auto lines = sut.GetOutputLines();
-        return std::count_if(lines.begin(), lines.end(), [](const std::string& line) {
-            return line.find("device 1: run state Running") != std::string::npos;
+/// A local device with the thermostat, whose debug switch is at hand.
+class DebugMode : public testing::Test {
+protected:
+    /// With `runner` before its command line.
+    void Start(std::vector<std::string> runner = {}) {
+        runner.insert(runner.end(), {ORN_LOCALDEVICE_PROGRAM, "--device", "thermostat"});
+        sut_.emplace(runner.front(), std::vector<std::string>(runner.begin() + 1, runner.end()), environment_);
+        ASSERT_TRUE(WaitForLines("device 1: run state Running", 1));
+        ASSERT_TRUE(WaitForLines("RUN LED: on", 1));
+    }
+    void Switch(bool on) {
+        ChildProcess cli(ORN_DEVICESTACK_CLI_PROGRAM, {"set", "1001004", on ? "1" : "0"}, environment_);
+        EXPECT_EQ(cli.WaitForExit(), ExitStatus::Exited(0));
+    }
+    /// Until `count` lines contain `text`.
+    bool WaitForLines(const std::string& text, std::ptrdiff_t count) {
+        return EndToEnd::WaitUntil([this, &text, count] {
+            const auto lines = sut_->GetOutputLines();
+            return std::count_if(lines.begin(), lines.end(), [&text](const std::string& line) {
+                       return line.find(text) != std::string::npos;
+                   }) == count;
         });
-    };
-    ASSERT_TRUE(EndToEnd::WaitUntil([&countRunning] { return countRunning() == 1; }));
-    ChildProcess cli(ORN_DEVICESTACK_CLI_PROGRAM, {"set", "1001004", "1"}, environment);
-    ASSERT_EQ(cli.WaitForExit(), ExitStatus::Exited(0));
-    ASSERT_TRUE(sut.WaitForLine("run state Stopped").has_value());
-    const auto line = sut.WaitForLine("mono --debug");
-    ASSERT_TRUE(line.has_value());
+    }
+    /// The command line that was told with `part` in it, run as it stands.
+    std::unique_ptr<ChildProcess> RunWhatIsTold(const std::string& part) {
+        const auto line = sut_->WaitForLine(part).value_or("ORN_");
+        return std::make_unique<ChildProcess>(
+            "/bin/bash", std::vector<std::string>{"-c", "cd / && exec env " + line.substr(line.find("ORN_"))});
+    }
+    void Stop() {
+        sut_->Signal(SIGINT);
+        EXPECT_EQ(sut_->WaitForExit(DemoLimit), ExitStatus::Exited(0));
+    }
 
-    ChildProcess connectorHost("/bin/bash", {"-c", "cd / && exec env " + line->substr(line->find("ORN_"))});
+    const EndToEnd::TemporaryFolder folder_;
+    const ChildProcess::Environment environment_{{"TMPDIR", folder_.GetPath().string()}};
+    std::optional<ChildProcess> sut_;
+};
 
-    EXPECT_TRUE(EndToEnd::WaitUntil([&countRunning] { return countRunning() == 2; }))
-        << testing::PrintToString(connectorHost.GetErrorLines());
-    sut.Signal(SIGINT);
-    EXPECT_EQ(sut.WaitForExit(DemoLimit), ExitStatus::Exited(0));
+TEST_F(DebugMode, CommandLineThatIsToldRunsAsItStands) {
+    Start();
+    Switch(true);
+    ASSERT_TRUE(sut_->WaitForLine("run state Stopped").has_value());
+
+    const auto connectorHost = RunWhatIsTold("mono --debug");
+
+    EXPECT_TRUE(WaitForLines("device 1: run state Running", 2))
+        << testing::PrintToString(connectorHost->GetErrorLines());
+    Stop();
+}
+
+TEST_F(DebugMode, BothCommandLinesThatAreToldRunTheAppAfterARestart) {
+    Start();
+    Switch(true);
+    ASSERT_TRUE(sut_->WaitForLine("run state Stopped").has_value());
+    ChildProcess restart(ORN_ORNCTL_PROGRAM, {"restart"}, environment_);
+    ASSERT_EQ(restart.WaitForExit(), ExitStatus::Exited(0));
+    const std::string filesIn = "Files in ";
+    const std::string line = sut_->WaitForLine(filesIn).value_or(filesIn);
+    ASSERT_TRUE(EndToEnd::WaitUntil([directory = line.substr(filesIn.size(), line.find(';') - filesIn.size())] {
+        std::ifstream log(directory + "/host1.log");
+        const std::string text{std::istreambuf_iterator<char>(log), {}};
+        return text.find("Debug mode set, did not launch app host!") != std::string::npos;
+    }));
+
+    const auto connectorHost = RunWhatIsTold("mono --debug");
+    const auto appHost = RunWhatIsTold("ORN_DEVICE_STACK=");
+
+    EXPECT_TRUE(WaitForLines("device 1: run state Running", 2))
+        << testing::PrintToString(appHost->GetErrorLines()) << testing::PrintToString(connectorHost->GetErrorLines());
+    Stop();
+}
+
+TEST_F(DebugMode, EndOnADamagedAppSwitchesTheRunLedOffUntilTheAppIsRepaired) {
+    if (!EndToEnd::OwnAppFolder::IsPossible()) {
+        GTEST_SKIP() << "this machine lets nobody mount a folder of his own";
+    }
+    const EndToEnd::OwnAppFolder appFolder;
+    const std::string added = (appFolder.GetApp() / "x.txt").string();
+    Start(appFolder.GetRunner());
+    Switch(true);
+    ASSERT_TRUE(sut_->WaitForLine("run state Stopped").has_value());
+    std::ofstream(added) << "x";
+
+    Switch(false);
+
+    ASSERT_TRUE(WaitForLines("RUN LED: off", 1));
+    ASSERT_EQ(std::remove(added.c_str()), 0);
+    Switch(true);
+    Switch(false);
+    EXPECT_TRUE(WaitForLines("RUN LED: on", 2));
+    Stop();
 }
 
 }  // namespace

@@ -48,6 +48,9 @@ protected:
 
     static Outcome Run(const Words& arguments) {
         ChildProcess program(ORN_PACKAGE_PROGRAM, arguments);
+        return WaitForOutcome(program);
+    }
+    static Outcome WaitForOutcome(ChildProcess& program) {
         const auto status = program.WaitForExit(RunLimit);
         return {status.value_or(ExitStatus()), program.GetOutputLines(), program.GetErrorLines()};
     }

@@ -1,13 +1,17 @@
+#include <poll.h>
 #include <pty.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
-#include <atomic>
-#include <boost/thread/thread_only.hpp>
-#include <fstream>
+#include <cerrno>
+#include <chrono>
+#include <cstdint>
+#include <optional>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "OrnPackageFixture.h"
@@ -142,6 +146,20 @@ TEST_F(OrnPackageTest, KeysAreSecretAndNeverOverwritten) {
     EXPECT_FALSE(filesystem::exists(Path("ca.key")));
 }
 
+TEST_F(OrnPackageTest, KeysThatCannotAllBeWrittenLeaveNoFile) {
+    // In 512 bytes there is room for a key and for no certificate.
+    ChildProcess program("/bin/sh", {"-c", "ulimit -f 1 && trap '' XFSZ && exec \"$0\" \"$@\"", ORN_PACKAGE_PROGRAM,
+                                     "keygen", folder_.string(), "--type", "ecdsa"});
+    const Outcome outcome = WaitForOutcome(program);
+    EXPECT_EQ(outcome.status, ExitStatus::Exited(3));
+    EXPECT_THAT(outcome.output, IsEmpty());
+    EXPECT_THAT(outcome.error, testing::Contains("ornpackage: cannot write " + Path("ca.crt") + ": File too large"));
+    for (const char* const name : {"ca.key", "ca.crt", "developer.key", "developer.crt"}) {
+        EXPECT_FALSE(filesystem::exists(Path(name))) << name;
+    }
+    MakeKeys();
+}
+
 TEST_F(OrnPackageTest, CertificateThatTheDeviceRefusesSignsNothing) {
     MakeKeys();
     const TestSupport::Key key = TestSupport::MakeEcKey();
@@ -205,55 +223,99 @@ TEST_F(OrnPackageTest, WhatOnlySpeaksOfKeysIsNone) {
     Output(SignCommand());
 }
 
-/// Changes a file as long as it lives.
-class Changer {
+/// Tells when a file is opened and closed, by inotify(7).
+class FileWatch {
 public:
-    explicit Changer(const std::string& file)
-        : thread_([this, file] {
-              std::ofstream stream(file);
-              for (std::uint64_t count = 0; isOn_; ++count) {
-                  stream.seekp(0);
-                  stream << count << std::flush;
-              }
-          }) {}
-    ~Changer() {
-        isOn_ = false;
-        thread_.join();
+    explicit FileWatch(const std::string& file) {
+        if (inotify_add_watch(descriptor_, file.c_str(), IN_OPEN | IN_CLOSE) < 0) {
+            throw std::system_error(errno, std::generic_category(), file);
+        }
     }
-    Changer(const Changer&) = delete;
-    Changer& operator=(const Changer&) = delete;
+    ~FileWatch() { close(descriptor_); }
+    FileWatch(const FileWatch&) = delete;
+    FileWatch& operator=(const FileWatch&) = delete;
+
+    /// Waits for an event, `IN_CLOSE_WRITE` for example, and passes over those before it; false when none comes.
+    bool WaitFor(std::uint32_t mask, std::chrono::milliseconds limit = RunLimit) const {
+        pollfd readable{descriptor_, POLLIN, 0};
+        inotify_event event{};  // without a name: what is watched is a file
+        while (poll(&readable, 1, static_cast<int>(limit.count())) > 0 &&
+               read(descriptor_, &event, sizeof(event)) == sizeof(event)) {
+            if ((event.mask & mask) != 0) {
+                return true;
+            }
+        }
+        return false;
+    }
 
 private:
-    std::atomic<bool> isOn_{true};
-    boost::thread thread_;
+    const int descriptor_ = inotify_init1(IN_CLOEXEC);
 };
 
-TEST_F(OrnPackageTest, PackageThatChangesWhileItIsSignedIsLeftAsItWas) {
-    MakeKeys();
-    const Words files{"app/appfiles.xml", "app/appfiles.xml.SHA256.sig", "app/sdk.crt"};
-    const Words told{"The SHA256 sum does not match: " + Path("app/MyApp.dll"),
-                     "ornpackage: the package was changed while it was signed"};
-    WriteFile(Path("app/large"), "");
-    filesystem::resize_file(Path("app/large"), std::uintmax_t{64} << 20);  // takes its time between the two looks
-    {
-        const Changer changer(Path("app/MyApp.dll"));
-        EXPECT_EQ(Errors(1, SignCommand()), told);
-    }
-    for (const std::string& file : files) {
-        EXPECT_FALSE(filesystem::exists(Path(file))) << file;
+class ChangedPackageTest : public OrnPackageTest {
+protected:
+    ChangedPackageTest() {
+        MakeKeys();
+        WriteFile(Path("app/large"), "");
+        filesystem::resize_file(Path("app/large"), std::uintmax_t{64} << 20);  // comes between the two looks
     }
 
+    /// What `sign` says to a change after its first look at the file and before its second; none where the change came
+    /// too late.
+    std::optional<Outcome> SignAndChange() {
+        const std::string file = Path("app/MyApp.dll");
+        const FileWatch watch(file);
+        ChildProcess program(ORN_PACKAGE_PROGRAM, SignCommand());
+        // It looks for a private key first.
+        const bool isRead = watch.WaitFor(IN_CLOSE_NOWRITE) && watch.WaitFor(IN_CLOSE_NOWRITE);
+        EXPECT_TRUE(isRead);
+        WriteFile(file, "changed " + std::to_string(++changes_));
+        const Outcome outcome = WaitForOutcome(program);
+        const bool isInTime = watch.WaitFor(IN_CLOSE_WRITE) && watch.WaitFor(IN_OPEN, std::chrono::milliseconds(0));
+        return isInTime || !isRead ? std::optional<Outcome>(outcome) : std::nullopt;
+    }
+
+    void ExpectRefused(const Outcome& outcome) const {
+        EXPECT_EQ(outcome.status, ExitStatus::Exited(1));
+        EXPECT_THAT(outcome.output, IsEmpty());
+        EXPECT_THAT(outcome.error, ElementsAre("The SHA256 sum does not match: " + Path("app/MyApp.dll"),
+                                               "ornpackage: the package was changed while it was signed"));
+    }
+
+    const Words files_{"app/appfiles.xml", "app/appfiles.xml.SHA256.sig", "app/sdk.crt"};
+
+private:
+    int changes_ = 0;
+};
+
+TEST_F(ChangedPackageTest, IsNotSigned) {
+    std::optional<Outcome> outcome;
+    while (!outcome) {
+        for (const std::string& file : files_) {
+            filesystem::remove(Path(file));
+        }
+        outcome = SignAndChange();
+    }
+    ExpectRefused(*outcome);
+    for (const std::string& file : files_) {
+        EXPECT_FALSE(filesystem::exists(Path(file))) << file;
+    }
+}
+
+TEST_F(ChangedPackageTest, KeepsTheSignatureThatItHad) {
     Output(SignCommand());
     Words before;
-    for (const std::string& file : files) {
-        before.push_back(ReadFile(Path(file)));
+    std::optional<Outcome> outcome;
+    while (!outcome) {
+        before.clear();
+        for (const std::string& file : files_) {
+            before.push_back(ReadFile(Path(file)));
+        }
+        outcome = SignAndChange();
     }
-    {
-        const Changer changer(Path("app/MyApp.dll"));
-        EXPECT_EQ(Errors(1, SignCommand()), told);
-    }
-    for (std::size_t i = 0; i < files.size(); ++i) {
-        EXPECT_EQ(ReadFile(Path(files[i])), before[i]) << files[i];
+    ExpectRefused(*outcome);
+    for (std::size_t i = 0; i < files_.size(); ++i) {
+        EXPECT_EQ(ReadFile(Path(files_[i])), before[i]) << files_[i];
     }
 }
 

@@ -6,18 +6,23 @@
 namespace {
 
 thread_local bool isDue = false;
+thread_local unsigned left = 0;  ///< before it
 
 }  // namespace
 
 // The program's own ones go before those of the C++ library, also for the libraries that it uses.
 // NOLINTBEGIN(cppcoreguidelines-no-malloc,cppcoreguidelines-owning-memory): this is where memory comes from
 
-void* operator new(std::size_t size) {
-    if (isDue) {
+void* operator new(std::size_t size, const std::nothrow_t& /*nothrow*/) noexcept {
+    if (isDue && left-- == 0) {
         isDue = false;
-        throw std::bad_alloc();
+        return nullptr;
     }
-    if (void* const memory = std::malloc(size == 0 ? 1 : size)) {
+    return std::malloc(size == 0 ? 1 : size);
+}
+
+void* operator new(std::size_t size) {
+    if (void* const memory = operator new(size, std::nothrow)) {
         return memory;
     }
     throw std::bad_alloc();
@@ -35,7 +40,8 @@ void operator delete(void* memory, std::size_t /*size*/) noexcept {
 
 namespace TestSupport {
 
-AllocationFault::AllocationFault() {
+AllocationFault::AllocationFault(unsigned good) {
+    left = good;
     isDue = true;
 }
 

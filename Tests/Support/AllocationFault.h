@@ -2,10 +2,11 @@
 
 namespace TestSupport {
 
-/// While it lives, the next allocation of its thread fails with `std::bad_alloc`; later ones work again.
+/// While it lives, one allocation of its thread fails with `std::bad_alloc`; later ones work again.
 class AllocationFault {
 public:
-    AllocationFault();
+    /// The one that fails comes after `good` others.
+    explicit AllocationFault(unsigned good = 0);
     ~AllocationFault();
     AllocationFault(const AllocationFault&) = delete;
     AllocationFault& operator=(const AllocationFault&) = delete;

@@ -12,24 +12,25 @@ namespace fs = boost::filesystem;
 
 namespace {
 
-struct Relations {
+struct Status {
+    char state = 0;
     pid_t parent = 0;
     pid_t group = 0;
 };
 
 /// What /proc/PID/stat (see proc(5)) tells behind the name, which is in parentheses and may hold anything. Zeros where
 /// the process is gone.
-Relations GetRelations(const fs::path& process) {
+Status GetStatus(const fs::path& process) {
     fs::ifstream file(process / "stat");
     std::string text;
     std::getline(file, text,
                  '\0');  // all of it; unlike a stream's iterator it throws nothing where the process goes now
     const auto nameEnd = text.rfind(')');
-    Relations relations;
+    Status status;
     if (nameEnd != std::string::npos) {
-        std::istringstream(text.substr(nameEnd + sizeof(") S"))) >> relations.parent >> relations.group;
+        std::istringstream(text.substr(nameEnd + 1)) >> status.state >> status.parent >> status.group;
     }
-    return relations;
+    return status;
 }
 
 template <typename Condition>
@@ -38,7 +39,7 @@ std::vector<pid_t> FindProcesses(const Condition& condition) {
     std::vector<pid_t> found;
     for (const auto& entry : fs::directory_iterator("/proc")) {
         const std::string name = entry.path().filename().string();
-        if (name.find_first_not_of("0123456789") == std::string::npos && condition(GetRelations(entry.path()))) {
+        if (name.find_first_not_of("0123456789") == std::string::npos && condition(GetStatus(entry.path()))) {
             found.push_back(std::stoi(name));
         }
     }
@@ -48,13 +49,17 @@ std::vector<pid_t> FindProcesses(const Condition& condition) {
 }  // namespace
 
 std::vector<pid_t> GetChildren(pid_t parent) {
-    return FindProcesses([parent](const Relations& relations) { return relations.parent == parent; });
+    return FindProcesses([parent](const Status& status) { return status.parent == parent; });
 }
 
 std::vector<pid_t> GetFollowers(pid_t leader) {
-    auto members = FindProcesses([leader](const Relations& relations) { return relations.group == leader; });
+    auto members = FindProcesses([leader](const Status& status) { return status.group == leader; });
     members.erase(std::remove(members.begin(), members.end(), leader), members.end());
     return members;
+}
+
+bool IsWaiting(pid_t thread) {
+    return GetStatus("/proc/self/task/" + std::to_string(thread)).state == 'S';
 }
 
 }  // namespace TestSupport

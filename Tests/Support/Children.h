@@ -13,4 +13,7 @@ std::vector<pid_t> GetChildren(pid_t parent);
 /// The members of a process group without its leader, wherever they belong, ended ones that were not reaped included.
 std::vector<pid_t> GetFollowers(pid_t leader);
 
+/// Whether a thread of this process waits in the kernel: for a lock, for another thread or for input.
+bool IsWaiting(pid_t thread);
+
 }  // namespace TestSupport

@@ -1,9 +1,11 @@
 #include "ControlOptions.h"
 
 #include <boost/lexical_cast/try_lexical_convert.hpp>
-#include <boost/program_options.hpp>
+#include <boost/program_options/errors.hpp>
 #include <map>
 #include <sstream>
+
+#include "CommandWords.h"
 
 namespace LocalDevice {
 
@@ -39,22 +41,12 @@ po::options_description VisibleOptions() {
     return visible;
 }
 
-po::variables_map ReadOptions(const std::vector<std::string>& arguments) {
-    po::options_description all = VisibleOptions();
-    all.add_options()("word", po::value<std::vector<std::string>>()->default_value({}, ""));
-    po::positional_options_description positions;
-    positions.add("word", -1);
-    // Without short options, so that "-7" is a value; without abbreviations, so that scripts keep their meaning.
-    using Style = po::command_line_style::style_t;
-    const int style = Style::allow_long | Style::long_allow_adjacent | Style::long_allow_next;
-    po::variables_map values;
+CommandWords Parse(const Words& arguments) {
     try {
-        po::store(po::command_line_parser(arguments).options(all).positional(positions).style(style).run(), values);
-        po::notify(values);
+        return ParseCommandWords(arguments, VisibleOptions());
     } catch (const po::error& error) {
         throw UsageError(error.what());
     }
-    return values;
 }
 
 unsigned ReadNumber(const std::string& text, const std::string& what) {
@@ -99,16 +91,16 @@ void CheckCommand(const ControlOptions& options) {
 }  // namespace
 
 ControlOptions ParseControlOptions(const std::vector<std::string>& arguments) {
-    const po::variables_map values = ReadOptions(arguments);
+    const auto [words, values] = Parse(arguments);
     ControlOptions options;
     if (values.count("help") != 0) {
         options.command = "help";
         return options;
     }
-    const auto text = [&values](const char* name) {
+    const auto text = [&values = values](const char* name) {
         return values.count(name) != 0 ? values[name].as<std::string>() : std::string();
     };
-    options.arguments = values["word"].as<std::vector<std::string>>();
+    options.arguments = words;
     if (options.arguments.empty()) {
         throw UsageError("expected a command");
     }

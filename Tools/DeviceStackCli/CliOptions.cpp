@@ -1,14 +1,12 @@
 #include "CliOptions.h"
 
-#include <boost/program_options/options_description.hpp>
-#include <boost/program_options/parsers.hpp>
-#include <boost/program_options/positional_options.hpp>
-#include <boost/program_options/variables_map.hpp>
+#include <boost/program_options/errors.hpp>
 #include <charconv>
 #include <limits>
 #include <map>
 #include <sstream>
 
+#include "CommandWords.h"
 #include "Zandrel/ZanValue.h"
 
 namespace LocalDevice {
@@ -17,7 +15,6 @@ namespace {
 
 namespace program_options = boost::program_options;
 using Command = CliOptions::Command;
-using Words = std::vector<std::string>;
 
 constexpr const char* DefaultPort = "7580";
 
@@ -34,24 +31,12 @@ program_options::options_description DescribeOptions() {
     return options;
 }
 
-program_options::variables_map Parse(const Words& arguments) {
-    program_options::options_description all;
-    all.add(DescribeOptions()).add_options()("word", program_options::value<Words>());
-    program_options::positional_options_description positions;
-    positions.add("word", -1);
-    // Without short options, so that "-7" is a value; without abbreviations, so that scripts keep their meaning.
-    using Style = program_options::command_line_style::style_t;
-    const int style = Style::allow_long | Style::long_allow_adjacent | Style::long_allow_next;
-    program_options::variables_map values;
+CommandWords Parse(const Words& arguments) {
     try {
-        program_options::store(
-            program_options::command_line_parser(arguments).options(all).positional(positions).style(style).run(),
-            values);
-        program_options::notify(values);
+        return ParseCommandWords(arguments, DescribeOptions());
     } catch (const program_options::error& error) {
         throw UsageError(error.what());
     }
-    return values;
 }
 
 void ReadAddress(const std::string& text, CliOptions& options) {
@@ -128,14 +113,13 @@ void CheckOption(const program_options::variables_map& values, const char* optio
 
 CliOptions ParseCommandLine(const std::vector<std::string>& arguments,
                             const std::function<std::string()>& findAddress) {
-    const program_options::variables_map values = Parse(arguments);
+    auto [words, values] = Parse(arguments);
     CliOptions options;
     if (values.count("help") != 0) {
         return options;
     }
     ReadAddress(values.count("address") != 0 ? values["address"].as<std::string>() : findAddress(), options);
 
-    Words words = values.count("word") != 0 ? values["word"].as<Words>() : Words();
     if (words.empty()) {
         throw UsageError("expected a command: list, get, set or watch");
     }

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "DeviceRoot.h"
 #include "PackageContent.h"
 #include "PackageError.h"
 #include "PackageFiles.h"
@@ -30,9 +31,9 @@ void Check(const error_code& error, const filesystem::path& path) {
     }
 }
 
-/// The folder of the device that belongs to this program's own build.
+/// The root folder of the device that belongs to this program.
 filesystem::path GetOwnRoot() {
-    return filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / "root";
+    return FindDeviceRoot(filesystem::read_symlink("/proc/self/exe").parent_path());
 }
 
 std::string ReadCaCertificate(const filesystem::path& file) {

@@ -54,6 +54,34 @@ void PrepareDirectory(const boost::filesystem::path& directory) {
     }
 }
 
+/// Files that are gone again unless it is told to keep them.
+class NewFiles {
+public:
+    static constexpr bool Secret = true;
+
+    explicit NewFiles(boost::filesystem::path directory) : directory_(std::move(directory)) {}
+    ~NewFiles() {
+        for (const boost::filesystem::path& path : paths_) {
+            boost::system::error_code ignored;
+            boost::filesystem::remove(path, ignored);
+        }
+    }
+    NewFiles(const NewFiles&) = delete;
+    NewFiles& operator=(const NewFiles&) = delete;
+
+    /// Throws `PackageError`.
+    void Create(const char* name, const std::string& content, bool isSecret = false) {
+        const boost::filesystem::path path = directory_ / name;
+        CreateFile(path, content, isSecret);
+        paths_.push_back(path);
+    }
+    std::vector<boost::filesystem::path> Keep() { return std::exchange(paths_, {}); }
+
+private:
+    const boost::filesystem::path directory_;
+    std::vector<boost::filesystem::path> paths_;
+};
+
 KeyPointer MakeKey(PackageOptions::KeyType type) {
     KeyPointer key(type == PackageOptions::KeyType::Rsa ? EVP_RSA_gen(RsaBits) : EVP_EC_gen("P-256"));
     Check(key != nullptr, "a key");
@@ -100,11 +128,6 @@ CertificatePointer MakeCertificate(const char* name, EVP_PKEY& key, X509* issuer
 }  // namespace
 
 void RunKeygen(const PackageOptions& options) {
-    struct File {
-        const char* name;
-        std::string content;
-        bool isSecret;
-    };
     PrepareDirectory(options.directory);
     const Zandrel::CleanErrorQueue queue;
     const KeyPointer caKey = MakeKey(options.keyType);
@@ -118,10 +141,12 @@ void RunKeygen(const PackageOptions& options) {
                                                             {NID_key_usage, "critical,digitalSignature"},
                                                             {NID_subject_key_identifier, "hash"},
                                                             {NID_authority_key_identifier, "keyid"}});
-    for (const File& file : {File{FileNames[0], ToPem(*caKey), true}, File{FileNames[1], ToPem(*ca), false},
-                             File{FileNames[2], ToPem(*key), true}, File{FileNames[3], ToPem(*certificate), false}}) {
-        const boost::filesystem::path path = options.directory / file.name;
-        CreateFile(path, file.content, file.isSecret);
+    NewFiles files(options.directory);
+    files.Create(FileNames[0], ToPem(*caKey), NewFiles::Secret);
+    files.Create(FileNames[1], ToPem(*ca));
+    files.Create(FileNames[2], ToPem(*key), NewFiles::Secret);
+    files.Create(FileNames[3], ToPem(*certificate));
+    for (const boost::filesystem::path& path : files.Keep()) {
         std::cout << "wrote " << path.string() << '\n';
     }
 }

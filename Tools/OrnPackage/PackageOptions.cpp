@@ -1,11 +1,10 @@
 #include "PackageOptions.h"
 
-#include <boost/program_options/options_description.hpp>
-#include <boost/program_options/parsers.hpp>
-#include <boost/program_options/positional_options.hpp>
-#include <boost/program_options/variables_map.hpp>
+#include <boost/program_options/errors.hpp>
 #include <map>
 #include <sstream>
+
+#include "CommandWords.h"
 
 namespace LocalDevice {
 
@@ -13,7 +12,6 @@ namespace {
 
 namespace program_options = boost::program_options;
 using Command = PackageOptions::Command;
-using Words = std::vector<std::string>;
 
 program_options::options_description DescribeOptions() {
     program_options::options_description options("Options");
@@ -24,30 +22,19 @@ program_options::options_description DescribeOptions() {
                           "sign: the developer's certificate (default: developer.crt)");
     options.add_options()("ca", program_options::value<std::string>(),
                           "sign, verify, install: the certificate of the CA that the device knows (default: ca.crt)");
-    options.add_options()("root", program_options::value<std::string>(),
-                          "install: the root folder of the device (default: of the local device of this build)");
+    options.add_options()(
+        "root", program_options::value<std::string>(),
+        "install: the root folder of the device (default: of the build that the program is of, or /)");
     options.add_options()("help", "show this text");
     return options;
 }
 
-program_options::variables_map Parse(const Words& arguments) {
-    program_options::options_description all;
-    all.add(DescribeOptions()).add_options()("word", program_options::value<Words>());
-    program_options::positional_options_description positions;
-    positions.add("word", -1);
-    // Without abbreviations, so that scripts keep their meaning.
-    using Style = program_options::command_line_style::style_t;
-    const int style = Style::allow_long | Style::long_allow_adjacent | Style::long_allow_next;
-    program_options::variables_map values;
+CommandWords Parse(const Words& arguments) {
     try {
-        program_options::store(
-            program_options::command_line_parser(arguments).options(all).positional(positions).style(style).run(),
-            values);
-        program_options::notify(values);
+        return ParseCommandWords(arguments, DescribeOptions());
     } catch (const program_options::error& error) {
         throw UsageError(error.what());
     }
-    return values;
 }
 
 Command ReadCommand(const std::string& word) {
@@ -94,12 +81,11 @@ void ReadKeyType(const program_options::variables_map& values, PackageOptions& o
 }  // namespace
 
 PackageOptions ParseCommandLine(const std::vector<std::string>& arguments) {
-    const program_options::variables_map values = Parse(arguments);
+    const auto [words, values] = Parse(arguments);
     PackageOptions options;
     if (values.count("help") != 0) {
         return options;
     }
-    const Words words = values.count("word") != 0 ? values["word"].as<Words>() : Words();
     if (words.empty()) {
         throw UsageError("expected a command: keygen, sign, verify, install or show");
     }

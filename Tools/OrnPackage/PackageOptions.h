@@ -17,7 +17,7 @@ struct PackageOptions {
     boost::filesystem::path key = "developer.key";
     boost::filesystem::path certificate = "developer.crt";
     boost::filesystem::path ca = "ca.crt";
-    boost::filesystem::path root;  ///< of the device to install on; empty for the local device of this build
+    boost::filesystem::path root;  ///< of the device to install on; empty for that of the build, or of this machine
     KeyType keyType = KeyType::Rsa;
 };
 

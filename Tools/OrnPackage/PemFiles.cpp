@@ -53,11 +53,16 @@ std::optional<std::string> ReadPemBlock(BIO& bio) {
     return std::nullopt;
 }
 
-void WriteFile(const boost::filesystem::path& path, const std::string& content, int flags, mode_t mode) {
+int OpenFile(const boost::filesystem::path& path, int flags, mode_t mode) {
     const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | flags, mode);
     if (descriptor < 0) {
         ThrowSystemError(path, errno);
     }
+    return descriptor;
+}
+
+/// Closes the descriptor, whatever happens.
+void WriteAndClose(int descriptor, const boost::filesystem::path& path, const std::string& content) {
     std::size_t written = 0;
     while (written < content.size()) {
         const ssize_t count = write(descriptor, content.data() + written, content.size() - written);
@@ -133,11 +138,17 @@ bool HoldsPrivateKey(const boost::filesystem::path& path) {
 }
 
 void CreateFile(const boost::filesystem::path& path, const std::string& content, bool isSecret) {
-    WriteFile(path, content, O_EXCL, isSecret ? S_IRUSR | S_IWUSR : S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH);
+    const int descriptor = OpenFile(path, O_EXCL, isSecret ? S_IRUSR | S_IWUSR : S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH);
+    try {
+        WriteAndClose(descriptor, path, content);
+    } catch (...) {
+        unlink(path.c_str());
+        throw;
+    }
 }
 
 void ReplaceFile(const boost::filesystem::path& path, const std::string& content) {
-    WriteFile(path, content, O_TRUNC, S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH);
+    WriteAndClose(OpenFile(path, O_TRUNC, S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH), path, content);
 }
 
 }  // namespace LocalDevice

@@ -20,7 +20,8 @@ void ExpectCaCertificate(const boost::filesystem::path& path);
 /// Whether a file holds a private key, encrypted or not, as PEM.
 bool HoldsPrivateKey(const boost::filesystem::path& path);
 
-/// Writes a file that was not there, readable by its owner only where it is secret. Throws `PackageError`.
+/// Writes a file that was not there, readable by its owner only where it is secret. Throws `PackageError` and leaves
+/// none where it cannot.
 void CreateFile(const boost::filesystem::path& path, const std::string& content, bool isSecret);
 /// Writes a file, over what it held. Throws `PackageError`.
 void ReplaceFile(const boost::filesystem::path& path, const std::string& content);

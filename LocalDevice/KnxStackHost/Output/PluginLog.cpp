@@ -14,19 +14,20 @@ namespace {
 
 constexpr const char* FilePattern = "%D{%H:%M:%S,%q} %-5p %m%n";
 
-log4cplus::SharedAppenderPtr MakeFileAppender(const std::string& file) {
+log4cplus::SharedAppenderPtr MakeFileAppender(const std::string& file, long limit) {
+    constexpr int OldFiles = 1;
     // log4cplus only logs that a file cannot be opened.
     if (!std::ofstream(file, std::ios::app)) {
         throw std::runtime_error(file + ": the log cannot be written; expected a file in a folder that is there");
     }
-    log4cplus::SharedAppenderPtr appender(new log4cplus::FileAppender(file, std::ios_base::app));
+    log4cplus::SharedAppenderPtr appender(new log4cplus::RollingFileAppender(file, limit, OldFiles));
     appender->setLayout(std::make_unique<log4cplus::PatternLayout>(FilePattern));
     return appender;
 }
 
 }  // namespace
 
-PluginLog::PluginLog(HostEvents& events, const std::string& file)
+PluginLog::PluginLog(HostEvents& events, const std::string& file, long fileLimit)
     : tap_(log4cplus::INFO_LOG_LEVEL, [&events](log4cplus::LogLevel level, const std::string& line) {
           events.Publish(LogEvent{level, line});
       }) {
@@ -35,7 +36,7 @@ PluginLog::PluginLog(HostEvents& events, const std::string& file)
         root.addAppender(log4cplus::SharedAppenderPtr(new log4cplus::NullAppender));
         root.setLogLevel(log4cplus::INFO_LOG_LEVEL);
     } else {
-        root.addAppender(MakeFileAppender(file));
+        root.addAppender(MakeFileAppender(file, fileLimit));
         root.setLogLevel(log4cplus::TRACE_LOG_LEVEL);
     }
     GetApplicationLogger().setLogLevel(log4cplus::DEBUG_LOG_LEVEL);

@@ -13,8 +13,11 @@ namespace LocalDevice {
 /// to hear, what it says from INFO on becomes events, and all levels of all loggers go to a file where one is given.
 class PluginLog {
 public:
-    /// `file`: empty for none. Throws `std::runtime_error`, one line, when it cannot be written.
-    PluginLog(HostEvents& events, const std::string& file);
+    static constexpr long FileLimit = 100L * 1024 * 1024;
+
+    /// `file`: empty for none. One that has grown to `fileLimit` bytes, 200 kB at least, becomes `file`.1, in the place
+    /// of the one before it. Throws `std::runtime_error`, one line, when it cannot be written.
+    PluginLog(HostEvents& events, const std::string& file, long fileLimit = FileLimit);
     ~PluginLog();
     PluginLog(const PluginLog&) = delete;
     PluginLog& operator=(const PluginLog&) = delete;

@@ -3,7 +3,10 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 
+#include <boost/filesystem/directory.hpp>
 #include <boost/filesystem/fstream.hpp>
+#include <boost/filesystem/operations.hpp>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -20,6 +23,7 @@ namespace {
 
 using TestDevice::Dpt;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::MatchesRegex;
 
 TelegramEvent MakeTelegramEvent() {
@@ -215,6 +219,29 @@ TEST(PluginLogTest, AFileGetsAllLevelsOfAllLoggers) {
     std::getline(in, second);
     EXPECT_THAT(first, MatchesRegex("[0-9][0-9]:[0-9][0-9]:[0-9][0-9],[0-9][0-9][0-9] DEBUG one"));
     EXPECT_THAT(second, MatchesRegex("[0-9:,]+ WARN  two"));
+}
+
+TEST(PluginLogTest, AFileThatHasGrownMakesRoomForAnother) {
+    constexpr long Limit = 200L * 1024;
+    const TestSupport::TemporaryFolder folder;
+    HostEvents events;
+    {
+        const PluginLog sut(events, folder.At("log"), Limit);
+        const std::string line(1024, 'x');
+        for (int count = 0; count < 1000; ++count) {
+            LOG4CPLUS_INFO(log4cplus::Logger::getInstance("Other"), line);
+        }
+        LOG4CPLUS_INFO(log4cplus::Logger::getInstance("Other"), "the last one");
+    }
+    std::uintmax_t bytes = 0;
+    for (const auto& entry : boost::filesystem::directory_iterator(folder.GetPath())) {
+        bytes += boost::filesystem::file_size(entry.path());
+    }
+    EXPECT_LE(bytes, 2 * (Limit + 2048));
+    EXPECT_GE(bytes, std::uintmax_t{Limit});
+    boost::filesystem::ifstream in(folder.GetPath() / "log");
+    const std::string newest(std::istreambuf_iterator<char>(in), {});
+    EXPECT_THAT(newest, EndsWith("the last one\n"));
 }
 
 TEST(PluginLogTest, AFileThatCannotBeWrittenIsNamed) {

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <new>
 
+#include "AllocationFault.h"
 #include "AppControl.h"
 #include "AppHostProcessFixture.h"
 #include "AppLauncher.h"
@@ -58,7 +60,7 @@ protected:
     TestSupport::ScriptedDeviceStack deviceStack_;
     Zandrel::DeviceStackConnection connection_{logger_, clock_, deviceStack_.GetFactory(), {}};
     Zandrel::AppControl appControl_{logger_, connection_, identity_, *sut_};
-    Zandrel::AppLauncher launcher_{logger_, identity_, *sut_, [this](const auto&, const auto&) {
+    Zandrel::AppLauncher launcher_{logger_, identity_, *sut_, [this](const auto&, const auto&, const auto&) {
                                        isChecking_ = true;
                                        Eventually([this] { return isReleased_.load(); });
                                        return VerificationResult::SignatureOk;
@@ -78,6 +80,21 @@ TEST_F(AppDebugModeTest, TaskThatHangsIsNotWaitedForForEver) {
     isReleased_ = true;
     EXPECT_TRUE(Eventually([this] { return CountLines(Done) == 2; }));
     EXPECT_TRUE(GetChildren().empty()) << "it launches nothing any more";
+}
+
+TEST_F(AppDebugModeTest, TaskOfAnEndedCycleLeavesTheConnectorHostOfTheNextOneAlone) {
+    GivenAHangingTask();
+    debugMode_.SetAppDebugMode(true, owner_);
+    cycle_->running = false;
+    const auto next = std::make_shared<Zandrel::ThreadControl>();
+    debugMode_.Begin(next);
+    ASSERT_TRUE(sut_->LaunchManagedApp(*next, "host.exe", "pause", "MyApp"));
+
+    isReleased_ = true;
+
+    EXPECT_TRUE(Eventually([this] { return CountLines(Done) == 3; }));
+    EXPECT_EQ(GetChildren().size(), 1U);
+    EXPECT_TRUE(sut_->KillLeftOver());
 }
 
 TEST_F(AppDebugModeTest, TaskWhoseCycleEndsAfterTheLaunchWritesNoRunState) {
@@ -101,6 +118,26 @@ TEST_F(AppDebugModeTest, TaskHoldsItsOwnerAsLongAsItRuns) {
     isReleased_ = true;
 
     EXPECT_TRUE(Eventually([this] { return owner_.use_count() == 1; }));
+}
+
+TEST_F(AppDebugModeTest, WithoutMemoryTheSwitchStaysAsItIs) {
+    const auto fails = [this](unsigned good) {
+        try {
+            const TestSupport::AllocationFault fault(good);
+            debugMode_.SetAppDebugMode(true, owner_);
+            return false;
+        } catch (const std::bad_alloc&) {
+            return true;
+        }
+    };
+    unsigned good = 0;
+    for (; fails(good); ++good) {
+        EXPECT_FALSE(sut_->GetConfiguration().IsInAppDebugMode()) << "after " << good << " allocations";
+    }
+
+    EXPECT_GT(good, 0U);
+    EXPECT_TRUE(sut_->GetConfiguration().IsInAppDebugMode());
+    EXPECT_TRUE(Eventually([this] { return CountLines(Done) == 1; }));
 }
 
 TEST_F(AppDebugModeTest, NothingHappensWithoutACycle) {

@@ -193,15 +193,7 @@ TEST_F(AppHostLaunch, ConcurrentStopsAndLaunchesSignalAndReapEachProcessOnce) {
 
     EXPECT_EQ(SystemFaults::strayCalls, strayCalls);
     EXPECT_TRUE(GetChildren().empty());
-    int launches = 0;
-    int ends = 0;
-    for (const LogLine& line : AppSideTools::Comparable(log_.GetLines())) {
-        launches += line.text == "operator() - Launched native app (pid: N)" ? 1 : 0;
-        ends += line.text == "Wait (SOURCE) - Child process was killed by signal 9" ? 1 : 0;
-        EXPECT_EQ(line.text.find("failed"), std::string::npos) << line;
-    }
-    EXPECT_EQ(launches, Rounds);
-    EXPECT_EQ(ends, Rounds);
+    ExpectLaunchesAndEnds("native app", Rounds);
 }
 
 }  // namespace

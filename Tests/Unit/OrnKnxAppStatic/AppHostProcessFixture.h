@@ -80,6 +80,19 @@ protected:
         EXPECT_EQ(AppSideTools::Comparable(log_.TakeLines()), lines);
     }
 
+    /// As many launches of `app`, "native app" or "managed app", as ends by a kill, and no failure.
+    void ExpectLaunchesAndEnds(const std::string& app, int count) const {
+        int launches = 0;
+        int ends = 0;
+        for (const LogLine& line : AppSideTools::Comparable(log_.GetLines())) {
+            launches += line.text == "operator() - Launched " + app + " (pid: N)" ? 1 : 0;
+            ends += line.text == "Wait (SOURCE) - Child process was killed by signal 9" ? 1 : 0;
+            EXPECT_EQ(line.text.find("failed"), std::string::npos) << line;
+        }
+        EXPECT_EQ(launches, count);
+        EXPECT_EQ(ends, count);
+    }
+
     /// The process ids of the children of all threads, ended ones included.
     static std::vector<pid_t> GetChildren() { return TestSupport::GetChildren(::getpid()); }
 

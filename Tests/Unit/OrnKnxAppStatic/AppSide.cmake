@@ -12,7 +12,7 @@ orn_add_test(AppSideTest
         ConnectorHostTest.cpp
         ManagedAppLauncherTest.cpp
         "${PROJECT_SOURCE_DIR}/OrnKnxAppStatic/DevicePaths.cpp"
-    LIBRARIES PluginTestSupport ZandrelPlatform ProcessTestSupport)
+    LIBRARIES AllocationFault AppPackageTestSupport PluginTestSupport ZandrelPlatform ProcessTestSupport)
 target_compile_definitions(AppSideTest PRIVATE "ORN_DEVICE_ROOT=\"device\"")
 
 # And as they stand on a device.

@@ -158,7 +158,15 @@ TEST_F(ConnectorHostLaunch, DestructorGivesUpAConnectorHostThatCannotBeKilled) {
     EXPECT_EQ(waitpid(pid, nullptr, 0), pid);
 }
 
-using ConnectorHostStop = AppHostProcessFixture;
+class ConnectorHostStop : public AppHostProcessFixture {
+protected:
+    /// The app host of a managed app; forgets the lines of its launch.
+    void GivenConnector() {
+        ASSERT_TRUE(sut_->LaunchNativeApp(control_, AppSideTools::FirstDevice, TEST_CHILD, "pause",
+                                          AppHostProcessControl::ConnectorApp));
+        log_.TakeLines();
+    }
+};
 
 TEST_F(ConnectorHostStop, StopKillsBothAndReapsTheConnectorHostFirst) {
     GivenConnectorHost();
@@ -180,6 +188,38 @@ TEST_F(ConnectorHostStop, WaitForTheAppNamesTheManagedOne) {
     sut_->Stop();
 
     EXPECT_EQ(log_.GetLines().at(1), (LogLine{"INFO", "Stop - Managed: Waiting for app to terminate"}));
+}
+
+TEST_F(ConnectorHostStop, WaitForTheAppNamesTheManagedOneWhoseConnectorHostIsADevelopers) {
+    shutDown_ = [] { return true; };
+    Report(*sut_, AppHostControlState::Stopped);
+    GivenConnectorHost();
+    GivenConnector();
+    sut_->StopManagedApp();
+    log_.TakeLines();
+
+    sut_->Stop();
+
+    EXPECT_EQ(log_.TakeLines().at(1), (LogLine{"INFO", "Stop - Managed: Waiting for app to terminate"}));
+    sut_->GetConfiguration().SetAppConnectorHostStartupDisabled(true);
+    ASSERT_TRUE(sut_->LaunchManagedApp(control_, "host.exe", "pause", "Next"));
+    GivenConnector();
+
+    sut_->Stop();
+
+    EXPECT_EQ(log_.GetLines().at(1), (LogLine{"INFO", "Stop - Next: Waiting for app to terminate"}));
+}
+
+TEST_F(ConnectorHostStop, WaitForTheAppNamesTheNativeOneAfterAManagedOne) {
+    shutDown_ = [] { return true; };
+    Report(*sut_, AppHostControlState::Stopped);
+    GivenConnectorHost();
+    sut_->Stop();
+    GivenAppHost();
+
+    sut_->Stop();
+
+    EXPECT_EQ(log_.GetLines().at(1), (LogLine{"INFO", "Stop - MyApp: Waiting for app to terminate"}));
 }
 
 TEST_F(ConnectorHostStop, ConnectorHostWithoutAnAppHostIsStopped) {
@@ -307,15 +347,7 @@ TEST_F(ConnectorHostStop, StopAndStopManagedAppAtOnceSignalAndReapTheProcessOnce
 
     EXPECT_EQ(SystemFaults::strayCalls, strayCalls);
     EXPECT_TRUE(GetChildren().empty());
-    int launches = 0;
-    int ends = 0;
-    for (const LogLine& line : AppSideTools::Comparable(log_.GetLines())) {
-        launches += line.text == "operator() - Launched managed app (pid: N)" ? 1 : 0;
-        ends += line.text == "Wait (SOURCE) - Child process was killed by signal 9" ? 1 : 0;
-        EXPECT_EQ(line.text.find("failed"), std::string::npos) << line;
-    }
-    EXPECT_EQ(launches, Rounds);
-    EXPECT_EQ(ends, Rounds);
+    ExpectLaunchesAndEnds("managed app", Rounds);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "AppHostProcessFixture.h"
 #include "AppLauncher.h"
+#include "AppPackage.h"
+#include "FileHasher.h"
 
 namespace {
 
@@ -12,6 +14,7 @@ using AppSideTools::WorkingDirectory;
 using boost::filesystem::path;
 using Zandrel::AppIdentity;
 using Zandrel::AppLauncher;
+using Zandrel::ThreadControl;
 using Zandrel::VerificationResult;
 
 using Lines = std::vector<LogLine>;
@@ -39,6 +42,7 @@ const Lines AppHostLaunched{
     {"INFO", "operator() - Launched native app (pid: N)"},
     {"DEBUG", "[MyApp] LaunchApp - Waiting for app host and connector app host to have started."}};
 const Lines ConnectorHostFailed{{"FATAL", "[MyApp] LaunchApp - Starting managed connectorAppHost failed."}};
+const Lines CheckInterrupted{{"INFO", "[MyApp] LaunchManagedApp - Interruption signaled."}};
 const Lines Duration{{"DEBUG", "~MeasureDuration - Starting app host and connector app host took"}};
 
 Lines operator+(Lines lines, const Lines& more) {
@@ -71,7 +75,7 @@ protected:
     VerificationResult packageResult_ = VerificationResult::SignatureOk;
     std::vector<std::pair<path, path>> checkedPackages_;  ///< file list and certificate of each
     AppLauncher launcher_{Zandrel::PrefixedLogger(log_.GetLogger(), identity_), identity_, *sut_,
-                          [this](const path& fileList, const path& caCertificate) {
+                          [this](const path& fileList, const path& caCertificate, const ThreadControl&) {
                               checkedPackages_.emplace_back(fileList, caCertificate);
                               return packageResult_;
                           }};
@@ -122,7 +126,7 @@ TEST_F(ManagedAppLauncher, PackageOfAnotherKindOfAppIsNotChecked) {
             identity->SetAppType(*kind);
         }
         AppLauncher sut(Zandrel::PrefixedLogger(log_.GetLogger(), identity), identity, *sut_,
-                        [](const path&, const path&) {
+                        [](const path&, const path&, const ThreadControl&) {
                             ADD_FAILURE() << "the package was checked";
                             return VerificationResult::Corrupt;
                         });
@@ -209,7 +213,24 @@ TEST_F(ManagedAppLauncher, InterruptionDuringTheCheckStartsNothing) {
 
     EXPECT_FALSE(LaunchApp());
 
-    ExpectLines(Found + Lines{{"INFO", "LaunchManagedApp - Interruption signaled."}} + ConnectorHostFailed + Duration);
+    ExpectLines(Found + CheckInterrupted + ConnectorHostFailed + Duration);
+    EXPECT_TRUE(GetChildren().empty());
+}
+
+TEST_F(ManagedAppLauncher, InterruptionEndsTheCheckOfALargePackage) {
+    const TestSupport::AppPackage package;
+    package.Seal(TestSupport::FileListOf(TestSupport::FileElement("large", std::string(64, '0')) + package.Entries()));
+    package.Write("large", "");
+    boost::filesystem::resize_file(package.File("large"), Zandrel::FileHasher::PackageLimit);
+    boost::filesystem::remove_all(path(Dll).parent_path());
+    WorkingDirectory::MakeLink(package.Directory(), path(Dll).parent_path());
+    WorkingDirectory::MakeLink(package.CaFile(), "device/opt/ostra/etc/programmable/ca.crt");
+    AppLauncher sut(Zandrel::PrefixedLogger(log_.GetLogger(), identity_), identity_, *sut_);
+    const LineHook hook = At("Found app at", [this] { Interrupt(); });
+
+    EXPECT_FALSE(sut.LaunchApp(control_));
+
+    ExpectLines(Found + CheckInterrupted + ConnectorHostFailed + Duration);
     EXPECT_TRUE(GetChildren().empty());
 }
 

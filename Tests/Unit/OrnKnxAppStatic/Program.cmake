@@ -10,6 +10,7 @@ orn_add_test(ProgramTest
         Program/KnxHandlerExceptionsTest.cpp
         Program/RestartTest.cpp
         Program/SilentDeviceStackTest.cpp
+        Program/StaleRunStateTest.cpp
         Program/StartTest.cpp
         Program/UnexpectedFailureTest.cpp
         "${PROJECT_SOURCE_DIR}/OrnKnxAppStatic/DevicePaths.cpp"

@@ -71,8 +71,9 @@ inline std::vector<std::string> Child(std::vector<std::string> arguments) {
 
 /// A handle that holds a new test child.
 inline Zandrel::OrnProcessHandle Start(const std::vector<std::string>& arguments,
-                                       const Zandrel::StandardStreams& streams = {}) {
-    Zandrel::SpawnResult result = Zandrel::OrnProcessHandle::Spawn(Child(arguments), streams);
+                                       const Zandrel::StandardStreams& streams = {},
+                                       boost::chrono::nanoseconds reportWait = Zandrel::Durations::StartReportWait) {
+    Zandrel::SpawnResult result = Zandrel::OrnProcessHandle::Spawn(Child(arguments), streams, reportWait);
     EXPECT_FALSE(result.error) << result.error.message();
     return std::move(result.process);
 }

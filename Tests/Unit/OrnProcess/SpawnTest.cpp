@@ -145,10 +145,14 @@ TEST_F(Spawn, InterruptedReadIsRepeated) {
     ExpectError(ENOENT, {(folder_ / "missing").string()});
 }
 
-/// Another thread has forked while the error pipe was open, for as long as this lives.
+/// Another thread has forked while the error pipe was open, and its child, `program` where there is one, lives as long
+/// as this.
 class ForeignFork {
 public:
-    ForeignFork() { SystemFaults::strangerForks = true; }
+    explicit ForeignFork(const char* program = nullptr) {
+        SystemFaults::strangerProgram = program;
+        SystemFaults::strangerForks = true;
+    }
     ~ForeignFork() {
         kill(SystemFaults::stranger, SIGKILL);
         waitpid(SystemFaults::stranger, nullptr, 0);
@@ -162,6 +166,16 @@ TEST_F(Spawn, ForeignForkThatHoldsTheErrorPipeDoesNotHoldUpAStartForEver) {
     SpawnResult result = OrnProcessHandle::Spawn(Child({"exit", "3"}), {}, boost::chrono::milliseconds(20));
 
     EXPECT_FALSE(result.error) << result.error.message();
+    EXPECT_EQ(result.process.Wait(), 3);
+}
+
+TEST_F(Spawn, ForeignProgramDoesNotInheritTheErrorPipe) {
+    const auto begin = boost::chrono::steady_clock::now();
+    const ForeignFork stranger(TEST_CHILD);
+    SpawnResult result = OrnProcessHandle::Spawn(Child({"exit", "3"}), {}, boost::chrono::minutes(1));
+
+    EXPECT_FALSE(result.error) << result.error.message();
+    EXPECT_LT(boost::chrono::steady_clock::now() - begin, boost::chrono::seconds(30)) << "the start was not reported";
     EXPECT_EQ(result.process.Wait(), 3);
 }
 

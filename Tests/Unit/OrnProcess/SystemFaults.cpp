@@ -84,6 +84,9 @@ pid_t fork() noexcept {
     if (SystemFaults::strangerForks.exchange(false)) {
         SystemFaults::stranger = nextFork();
         while (SystemFaults::stranger == 0) {
+            if (const char* const program = SystemFaults::strangerProgram) {
+                execl(program, program, nullptr);
+            }
             pause();
         }
     }

@@ -26,5 +26,6 @@ inline std::atomic<bool> closeRangeIsMissing{false};
 
 inline std::atomic<bool> strangerForks{false};  ///< right before the next fork another one makes `stranger`
 inline std::atomic<int> stranger{0};            ///< a child that holds all descriptors until a signal ends it
+inline std::atomic<const char*> strangerProgram{nullptr};  ///< what it becomes at once, where it is to become one
 
 }  // namespace SystemFaults

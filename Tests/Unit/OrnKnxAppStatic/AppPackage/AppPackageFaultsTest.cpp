@@ -1,10 +1,13 @@
 #include <fcntl.h>
 #include <openssl/err.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <boost/filesystem/operations.hpp>
 #include <climits>
+#include <cstdlib>
 
 #include "AdditionalFiles.h"
 #include "AppPackageFixture.h"
@@ -12,11 +15,37 @@
 #include "HashCodes.h"
 #include "ListedPaths.h"
 #include "OpenSslFaults.h"
+#include "RegularFile.h"
 
 namespace {
 
+namespace filesystem = boost::filesystem;
 using Zandrel::FileHasher;
 using Zandrel::ListedPaths;
+using Zandrel::RegularFile;
+
+/// A terminal, the only device that shows whether it has been opened and closed again.
+class Terminal {
+public:
+    Terminal() {
+        EXPECT_EQ(grantpt(master_), 0);
+        EXPECT_EQ(unlockpt(master_), 0);
+        EXPECT_EQ(ptsname_r(master_, name_.data(), name_.size()), 0);
+    }
+    ~Terminal() { close(master_); }
+    Terminal(const Terminal&) = delete;
+    Terminal& operator=(const Terminal&) = delete;
+
+    filesystem::path GetPath() const { return name_.data(); }
+    bool WasOpened() const {
+        pollfd state{master_, POLLIN, 0};
+        return poll(&state, 1, 0) == 1 && (state.revents & POLLHUP) != 0;
+    }
+
+private:
+    const int master_ = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    std::array<char, 64> name_{};
+};
 
 /// Failures that only a device in trouble knows.
 class AppPackageFaultsTest : public AppPackageFixture {};
@@ -45,6 +74,17 @@ TEST_F(AppPackageFaultsTest, KeyThatCannotBeReadIsReported) {
     ExpectUnverifiable({Error("CheckSignature", "Could not read the public key of the developer certificate")});
 }
 
+TEST_F(AppPackageFaultsTest, DeviceIsNotEvenOpened) {
+    const Terminal terminal;
+    for (const auto links : {RegularFile::Links::Refused, RegularFile::Links::Followed}) {
+        EXPECT_FALSE(RegularFile::Open(terminal.GetPath(), links));
+    }
+    EXPECT_FALSE(terminal.WasOpened());
+
+    close(open(terminal.GetPath().c_str(), O_RDONLY | O_NOCTTY | O_CLOEXEC));
+    EXPECT_TRUE(terminal.WasOpened());
+}
+
 TEST_F(AppPackageFaultsTest, FileThatCannotBeHashedIsReported) {
     FileHasher hasher;
     OpenSslFaults::updateDigest = true;
@@ -66,6 +106,15 @@ TEST_F(AppPackageFaultsTest, MissingMemoryForADigestIsNoCorruption) {
     OpenSslFaults::newDigestContext = 2;
     ExpectUnverifiable({Error("VerifyAppPackage", "Could not prepare the SHA256 calculation")});
     EXPECT_EQ(Verify(), VerificationResult::SignatureOk);
+}
+
+TEST_F(AppPackageFaultsTest, LimitsThemselvesAreAllowed) {
+    const filesystem::path file = sut_.File("MyApp.dll");
+    const std::uint64_t size = filesystem::file_size(file);
+    EXPECT_TRUE(std::holds_alternative<Zandrel::Sha256Digest>(FileHasher({}, size).Hash(file)));
+    EXPECT_EQ(std::get<FileHasher::Failure>(FileHasher({}, size - 1).Hash(file)), FileHasher::Failure::TooLarge);
+    EXPECT_TRUE(Zandrel::ReadWholeFile(file, RegularFile::Links::Refused, size));
+    EXPECT_FALSE(Zandrel::ReadWholeFile(file, RegularFile::Links::Refused, size - 1));
 }
 
 TEST_F(AppPackageFaultsTest, LimitIsThatOfAllFilesTogether) {

@@ -161,10 +161,10 @@ struct Zone {
 TEST_F(CertificateTest, DateIsTheLocalOne) {
     // Names in the POSIX form, which need no time-zone files: west is positive.
     for (const Zone& zone :
-         {Zone{"UTC0", "20350101000000Z", "20350101000001Z"}, Zone{"XXX-14", "20341231100000Z", "20341231100001Z"},
-          Zone{"XXX12", "20350101120000Z", "20350101120001Z"}, Zone{"XXX-5:45", "20341231181500Z", "20341231181501Z"},
+         {Zone{"UTC0", "20350101000000Z", "20350101000001Z"}, Zone{"LINT-14", "20341231100000Z", "20341231100001Z"},
+          Zone{"IDLW12", "20350101120000Z", "20350101120001Z"}, Zone{"NPT-5:45", "20341231181500Z", "20341231181501Z"},
           // Summer time in January.
-          Zone{"XXX-10YYY,M10.1.0,M4.1.0/3", "20341231130000Z", "20341231130001Z"}}) {
+          Zone{"AEST-10AEDT,M10.1.0,M4.1.0/3", "20341231130000Z", "20341231130001Z"}}) {
         SCOPED_TRACE(zone.name);
         SetTimeZone(zone.name);
         SealWithExpiry(zone.newYear);

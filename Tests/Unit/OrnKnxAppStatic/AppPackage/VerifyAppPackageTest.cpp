@@ -6,6 +6,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <boost/algorithm/string/case_conv.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <sstream>
@@ -19,6 +20,15 @@ using TestSupport::FileElement;
 using TestSupport::FileListOf;
 using TestSupport::Sha256Of;
 using TestSupport::ToPem;
+
+int MakeSocket(const filesystem::path& path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.string().copy(&address.sun_path[0], sizeof address.sun_path - 1);
+    const int descriptor = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    EXPECT_EQ(bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    return descriptor;
+}
 
 class VerifyAppPackageTest : public AppPackageFixture {
 protected:
@@ -247,10 +257,12 @@ TEST_F(VerifyAppPackageTest, UnexpectedDirectoryIsReportedAndNotEntered) {
 
 TEST_F(VerifyAppPackageTest, OtherKindsOfFileAreReported) {
     ASSERT_EQ(mkfifo(sut_.File("data/pipe").c_str(), 0600), 0);
+    const int socket = MakeSocket(sut_.File("data/socket"));
     filesystem::create_symlink("MyApp.dll", sut_.File("link"));
     filesystem::create_symlink("data", sut_.File("lib/link"));
-    ExpectAdditional(
-        {"File has unexpected type data/pipe", "File has unexpected type link", "File has unexpected type lib/link"});
+    ExpectAdditional({"File has unexpected type data/pipe", "File has unexpected type data/socket",
+                      "File has unexpected type link", "File has unexpected type lib/link"});
+    close(socket);
 }
 
 TEST_F(VerifyAppPackageTest, ListedDirectoryThatIsALinkIsReported) {
@@ -264,6 +276,25 @@ TEST_F(VerifyAppPackageTest, ProgressIsTheBytesThatWereHashed) {
     EXPECT_EQ(Zandrel::VerifyAppPackage(sut_.FileList(), sut_.CaFile(), [&](std::uint64_t more) { bytes += more; }),
               VerificationResult::SignatureOk);
     EXPECT_EQ(bytes, std::string("the appGuten Taghelp").size());
+}
+
+TEST_F(VerifyAppPackageTest, ProgressIsReportedOftenAndForEachFile) {
+    const std::string large(std::size_t{1} << 20, 'a');
+    sut_.Write("large", large);
+    sut_.SealWith(TestSupport::FileElement("large", TestSupport::Sha256Of(large)));
+    std::vector<std::uint64_t> reports;
+    EXPECT_EQ(Zandrel::VerifyAppPackage(sut_.FileList(), sut_.CaFile(),
+                                        [&](std::uint64_t bytes) { reports.push_back(bytes); }),
+              VerificationResult::SignatureOk);
+    EXPECT_LE(*std::max_element(reports.begin(), reports.end()), std::uint64_t{64} << 10);
+    EXPECT_EQ(std::count(reports.begin(), reports.end(), 0), 5);
+}
+
+TEST_F(VerifyAppPackageTest, ListenerCanEndTheCheck) {
+    struct Enough {};
+    EXPECT_THROW(Zandrel::VerifyAppPackage(sut_.FileList(), sut_.CaFile(), [](std::uint64_t) { throw Enough(); }),
+                 Enough);
+    EXPECT_TRUE(TakeLines().empty());
 }
 
 TEST_F(VerifyAppPackageTest, ExceptionOfTheListenerIsContained) {

@@ -1,22 +1,17 @@
-#include <atomic>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
 #include <boost/asio/read.hpp>
 #include <cstdlib>
+#include <stdexcept>
 
-#include "ProgramFixture.h"
-#include "SystemFaults.h"
+#include "DebugModeFixture.h"
 #include "ThreadShortage.h"
 
 namespace {
 
 using namespace Program;
 using Zandrel::VerificationResult;
-
-constexpr const char* On = "2.1:1";
-constexpr const char* Off = "2.1:0";
-constexpr const char* Done = "[App] operator() - Set app debug mode done.";
 
 Lines Switched(const std::string& value) {
     const std::string id = std::to_string(AppDebug);
@@ -68,48 +63,6 @@ private:
     const std::string socket_ = "supervisor";
     boost::asio::io_context context_;
     Protocol::acceptor acceptor_{context_, Protocol::endpoint(socket_)};
-};
-
-/// A program with a managed app.
-class ProgramDebugMode : public ProgramFixture {
-protected:
-    ProgramDebugMode() {
-        for (const char* file : {"device/opt/ostra/bin/OrnAppConnectorHost.exe", "device/opt/userdata/ornApp/1/App.dll",
-                                 "device/opt/ostra/lib/libornconnectorapp.so"}) {
-            AppSideTools::WorkingDirectory::MakeFile(file);
-        }
-        SystemFaults::mono = TEST_CHILD;
-        stack_.DownloadApplication("App", 1);
-    }
-    ~ProgramDebugMode() override { SystemFaults::mono = nullptr; }
-    void TearDown() override {
-        isReleased_ = true;
-        ProgramFixture::TearDown();
-    }
-
-    void StartManaged() {
-        ASSERT_EQ(sut_->Init(stack_), Started);
-        ASSERT_TRUE(WaitForLine("[App] operator() - Thread finished."));
-        ASSERT_EQ(GetChildren().size(), 2U);
-        Forget();
-    }
-    void SwitchAndWait(const std::string& value) {
-        EXPECT_TRUE(Send(AppDebug, value));
-        EXPECT_TRUE(WaitForLine(Done));
-    }
-    void ExpectLines(const Lines& lines) { EXPECT_EQ(AppSideTools::Comparable(log_.TakeLines()), lines); }
-
-    /// Lets the check of a package wait until `isReleased_`.
-    void HoldPackageCheck() {
-        packageCheck_ = [this] {
-            isChecking_ = true;
-            WaitUntil([this] { return isReleased_.load(); });
-            return VerificationResult::SignatureOk;
-        };
-    }
-
-    std::atomic<bool> isChecking_{false};
-    std::atomic<bool> isReleased_{false};
 };
 
 TEST_F(ProgramDebugMode, SwitchedOnStopsTheConnectorHost) {
@@ -183,7 +136,7 @@ TEST_F(ProgramDebugMode, FailedRelaunchSwitchesTheRunLedOff) {
     StartManaged();
     SwitchAndWait(On);
     Forget();
-    packageCheck_ = [] { return VerificationResult::Corrupt; };
+    packageCheck_ = [](const auto&) { return VerificationResult::Corrupt; };
 
     SwitchAndWait(Off);
 
@@ -198,7 +151,7 @@ TEST_F(ProgramDebugMode, RelaunchThatThrowsIsAFailedOne) {
     StartManaged();
     SwitchAndWait(On);
     Forget();
-    packageCheck_ = []() -> VerificationResult { throw std::runtime_error("on fire"); };
+    packageCheck_ = [](const auto&) -> VerificationResult { throw std::runtime_error("on fire"); };
 
     SwitchAndWait(Off);
 
@@ -211,12 +164,12 @@ TEST_F(ProgramDebugMode, FailedRelaunchDoesNotHinderTheNextOne) {
     StartManaged();
     SwitchAndWait(On);
     Forget();
-    packageCheck_ = [] { return VerificationResult::Corrupt; };
+    packageCheck_ = [](const auto&) { return VerificationResult::Corrupt; };
     SwitchAndWait(Off);
     Forget();
     SwitchAndWait(On);
     Forget();
-    packageCheck_ = [] { return VerificationResult::SignatureOk; };
+    packageCheck_ = [](const auto&) { return VerificationResult::SignatureOk; };
 
     SwitchAndWait(Off);
 
@@ -277,6 +230,65 @@ TEST_F(ProgramDebugMode, SwitchedOnDuringALaunchNoConnectorHostRuns) {
     EXPECT_EQ(GetChildren().size(), 1U);
 }
 
+TEST_F(ProgramDebugMode, SwitchedOnWhileTheAppIsWaitedForTheConnectorHostIsStoppedAndTheWaitGoesOn) {
+    clock_->onCycleSleep = [this, pending = true]() mutable {
+        if (!pending) {
+            Report(AppHostControlState::Running);
+        } else if (HasLine("Waiting for app host and connector app host to have started.")) {
+            pending = false;
+            EXPECT_EQ(GetChildren().size(), 2U);
+            SwitchAndWait(On);
+            Report(AppHostControlState::Stopped);
+            EXPECT_FALSE(HasLine("LaunchApp - Done"));
+        }
+    };
+
+    ASSERT_EQ(sut_->Init(stack_), Started);
+
+    EXPECT_TRUE(WaitForLine("[App] operator() - Thread finished."));
+    EXPECT_TRUE(HasWholeLine({"INFO", "StopManagedApp - Managed connector app host process exited with -1"}));
+    EXPECT_THAT(deviceStack_.GetRequests(), testing::Contains(SetValue(State, "3.1:0")));
+    EXPECT_TRUE(HasWholeLine({"INFO", "[App] LaunchApp - Done: app host and connector app host running."}));
+    EXPECT_EQ(stack_.GetRunStates(), std::vector<bool>{true});
+    EXPECT_EQ(GetChildren().size(), 1U);
+}
+
+TEST_F(ProgramDebugMode, SwitchedOffWhileACycleThatSawItIsUnderWayTheConnectorHostIsLaunched) {
+    StartManaged();
+    SwitchAndWait(On);
+    client_.Hold("\"id\":" + std::to_string(Event) + ",\"value\":\"3.1:2\"");
+    EXPECT_EQ(sut_->OnDeviceRestart(), Started);
+    ASSERT_TRUE(client_.WaitUntilHeld());
+    EXPECT_TRUE(HasWholeLine({"DEBUG", "[App] operator() - Debug mode set, did not launch app host!"}));
+    Forget();
+
+    SwitchAndWait(Off);
+
+    EXPECT_FALSE(HasLine("Thread finished."));
+    EXPECT_TRUE(HasLine("operator() - Launched managed app (pid: "));
+    EXPECT_EQ(deviceStack_.GetRequests(), Requests{SetValue(State, "3.1:2")});
+    client_.AnswerHeld();
+    EXPECT_TRUE(WaitForLine("[App] operator() - Thread finished."));
+    EXPECT_EQ(GetChildren().size(), 1U) << "the app host was not launched";
+}
+
+TEST_F(ProgramDebugMode, PackageCheckUnderWayWhenTheProgramExitsIsInterrupted) {
+    packageCheck_ = [this](const Zandrel::ThreadControl& control) {
+        isChecking_ = true;
+        EXPECT_TRUE(WaitUntil([&control] { return !control.running; }));
+        return VerificationResult::Corrupt;
+    };
+    ASSERT_EQ(sut_->Init(stack_), Started);
+    ASSERT_TRUE(WaitUntil([this] { return isChecking_.load(); }));
+
+    EXPECT_EQ(sut_->Exit(), Exited);
+
+    EXPECT_TRUE(HasWholeLine({"INFO", "[App] LaunchManagedApp - Interruption signaled."}));
+    EXPECT_TRUE(HasWholeLine({"FATAL", "[App] LaunchApp - Starting managed connectorAppHost failed."}));
+    EXPECT_FALSE(HasLine("Thread join timeout"));
+    EXPECT_TRUE(GetChildren().empty());
+}
+
 TEST_F(ProgramDebugMode, SwitchedOnDuringARestartNothingIsLaunched) {
     StartManaged();
     clock_->onJoin = [this] { EXPECT_TRUE(Send(AppDebug, On)); };
@@ -297,7 +309,7 @@ TEST_F(ProgramDebugMode, SwitchedOffDuringARestartTheNewCycleLaunches) {
     EXPECT_EQ(sut_->OnDeviceRestart(), Started);
 
     EXPECT_TRUE(WaitForLine("[App] operator() - Thread finished."));
-    EXPECT_TRUE(HasWholeLine({"INFO", "LaunchManagedApp - Interruption signaled."}));
+    EXPECT_TRUE(HasWholeLine({"INFO", "[App] LaunchManagedApp - Interruption signaled."}));
     EXPECT_EQ(GetChildren().size(), 2U);
 }
 
@@ -314,81 +326,6 @@ TEST_F(ProgramDebugMode, SwitchedOffAfterAFailedRestartLaunchesNothing) {
 
     EXPECT_TRUE(HasLine("LaunchManagedApp - Interruption signaled."));
     EXPECT_TRUE(GetChildren().empty());
-}
-
-/// The run states that the device stack takes are not reported before the next cycle is about to launch.
-class ProgramStaleRunState : public ProgramDebugMode {
-protected:
-    /// The debug mode is on, and is about to be switched off.
-    void GivenDebugMode() {
-        StartManaged();
-        SwitchAndWait(On);
-        Report(AppHostControlState::Stopped);
-        Forget();
-        client_.onSend = [this, pending = true](const std::string& json) mutable {
-            if (pending && json.find("configurationLoaded") != std::string::npos) {
-                pending = false;
-                for (const std::string& value : GetWrittenStates()) {
-                    Send(State, value);
-                }
-            }
-        };
-        clock_->onCycleSleep = [this] {
-            hasWaited_ = hasWaited_ || HasLine("Waiting for app host and connector app host to have started.");
-            Report(AppHostControlState::Running);
-        };
-    }
-    Requests GetWrittenStates() const {
-        Requests states;
-        for (const std::string& request : deviceStack_.GetRequests()) {
-            for (const char* const value : {"3.1:0", "3.1:2"}) {
-                if (request == SetValue(State, value)) {
-                    states.emplace_back(value);
-                }
-            }
-        }
-        return states;
-    }
-    void RestartAndExpectThatTheAppIsWaitedFor() {
-        EXPECT_EQ(sut_->OnDeviceRestart(), Started);
-        EXPECT_TRUE(WaitForLine("[App] operator() - Thread finished."));
-        EXPECT_EQ(GetWrittenStates(), (Requests{"3.1:2", "3.1:0"}));
-        EXPECT_TRUE(hasWaited_) << "the new cycle took the old run state for that of its app";
-        EXPECT_EQ(GetChildren().size(), 2U);
-    }
-
-    std::atomic<bool> hasWaited_{false};
-};
-
-TEST_F(ProgramStaleRunState, OfTheDebugSwitchIsCorrectedByARestart) {
-    GivenDebugMode();
-    SwitchAndWait(Off);
-
-    RestartAndExpectThatTheAppIsWaitedFor();
-}
-
-TEST_F(ProgramStaleRunState, ThatIsWrittenDuringTheRestartIsCorrected) {
-    GivenDebugMode();
-    std::atomic<bool> isWriting{false};
-    client_.onSend = [this, &isWriting, report = client_.onSend](const std::string& json) {
-        if (json.find(R"("value":"3.1:2")") != std::string::npos) {
-            isWriting = true;
-            WaitUntil([this] { return isReleased_.load(); });
-        }
-        report(json);
-    };
-    EXPECT_TRUE(Send(AppDebug, Off));
-    ASSERT_TRUE(WaitUntil([&isWriting] { return isWriting.load(); }));
-    // When the app host has been stopped, and its run state been looked at where that does not wait.
-    boost::thread release([this] {
-        WaitForLine("Stopping app host and connector app host took");
-        boost::this_thread::sleep_for(boost::chrono::milliseconds(20));
-        isReleased_ = true;
-    });
-
-    RestartAndExpectThatTheAppIsWaitedFor();
-
-    release.join();
 }
 
 TEST_F(ProgramDebugMode, RestartInDebugModeLaunchesNothing) {
@@ -415,7 +352,7 @@ TEST_F(ProgramDebugMode, LaunchUnderWayWhenTheProgramExitsStartsNothing) {
     EXPECT_EQ(sut_->Exit(), Exited);
 
     EXPECT_TRUE(HasLine(Done));
-    EXPECT_TRUE(HasWholeLine({"INFO", "LaunchManagedApp - Interruption signaled."}));
+    EXPECT_TRUE(HasWholeLine({"INFO", "[App] LaunchManagedApp - Interruption signaled."}));
     EXPECT_TRUE(GetChildren().empty());
 }
 
@@ -423,13 +360,10 @@ TEST_F(ProgramDebugMode, TaskOfADeletedProgramStartsNothing) {
     StartManaged();
     SwitchAndWait(On);
     Forget();
-    packageCheck_ = [this] {
-        isChecking_ = true;
-        boost::this_thread::sleep_for(boost::chrono::milliseconds(20));
-        return VerificationResult::SignatureOk;
-    };
+    HoldPackageCheck();
     EXPECT_TRUE(Send(AppDebug, Off));
     ASSERT_TRUE(WaitUntil([this] { return isChecking_.load(); }));
+    const auto release = ReleaseOnceThisThreadWaits();
 
     sut_.reset();
 

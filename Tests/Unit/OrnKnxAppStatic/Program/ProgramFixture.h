@@ -73,7 +73,9 @@ protected:
         environment.clock = clock_;
         environment.clientFactory = client_.GetFactory();
         environment.connectionTimes = times;
-        environment.packageCheck = [this](const auto&, const auto&) { return packageCheck_(); };
+        environment.packageCheck = [this](const auto&, const auto&, const auto& control) {
+            return packageCheck_(control);
+        };
         sut_ = std::make_unique<Zandrel::OrnKnxAppPrg>(log_.GetLogger(), environment);
     }
 
@@ -156,7 +158,7 @@ protected:
     static std::vector<pid_t> GetChildren() { return TestSupport::GetChildren(::getpid()); }
 
     /// What a check of a managed app's package does.
-    std::function<Zandrel::VerificationResult()> packageCheck_ = [] {
+    std::function<Zandrel::VerificationResult(const Zandrel::ThreadControl&)> packageCheck_ = [](const auto&) {
         return Zandrel::VerificationResult::SignatureOk;
     };
     AppSideTools::WorkingDirectory folder_;
