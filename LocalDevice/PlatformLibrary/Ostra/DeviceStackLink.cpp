@@ -13,6 +13,7 @@
 #include <new>
 #include <utility>
 
+#include "LocalSocket.h"
 #include "WebSocketFrame.h"
 
 namespace Ostra {
@@ -26,7 +27,8 @@ constexpr std::size_t LongestFrame = std::size_t{64} << 20U;
 constexpr std::size_t LongestQueue = std::size_t{64} << 20U;
 
 /// A socket that no program started by this process inherits.
-error_code OpenSocket(asio::ip::tcp::socket& socket, const asio::ip::tcp& protocol) {
+template <typename Socket>
+error_code OpenSocket(Socket& socket, const asio::generic::stream_protocol& protocol) {
     const int descriptor = ::socket(protocol.family(), protocol.type() | SOCK_CLOEXEC, protocol.protocol());
     if (descriptor < 0) {
         return {errno, boost::system::system_category()};
@@ -51,62 +53,76 @@ DeviceStackLink::DeviceStackLink(asio::io_context& context, Owner& owner)
     stream_.read_message_max(LongestFrame);
 }
 
-void DeviceStackLink::Connect(std::vector<Endpoint> endpoints, std::chrono::steady_clock::duration timeout) {
-    endpoints_ = std::move(endpoints);
+void DeviceStackLink::Connect(const std::vector<Endpoint>& endpoints, std::chrono::steady_clock::duration timeout) {
+    for (const Endpoint& endpoint : endpoints) {
+        const auto host = boost::lexical_cast<std::string>(endpoint);
+        if (endpoint.address().is_loopback()) {
+            addresses_.push_back({MakeLocalEndpoint(endpoint), host});
+        }
+        addresses_.push_back({endpoint, host});
+    }
     stream_.next_layer().expires_after(timeout);
-    asio::post(stream_.get_executor(), [self = shared_from_this()] { self->ConnectNext(asio::error::host_not_found); });
+    asio::post(stream_.get_executor(), [self = shared_from_this()] { self->TryAddress(asio::error::host_not_found); });
 }
 
-void DeviceStackLink::ConnectNext(const error_code& lastError) {
+void DeviceStackLink::TryAddress(const error_code& lastError) {
     if (ended_) {
         return;
     }
-    if (nextEndpoint_ == endpoints_.size()) {
+    if (addresses_.empty()) {
         End(lastError);
         return;
     }
-    const Endpoint endpoint = endpoints_[nextEndpoint_++];
+    const auto endpoint = addresses_.front().endpoint;
     auto& transport = stream_.next_layer();
     error_code ignored;
     transport.socket().close(ignored);
     if (const auto error = OpenSocket(transport.socket(), endpoint.protocol())) {
-        ConnectNext(error);
+        TryNextAddress(error);
         return;
     }
     transport.async_connect(endpoint, [self = shared_from_this()](const error_code& error) {
         if (error == boost::beast::error::timeout) {
             self->End(error);
         } else if (error) {
-            self->ConnectNext(error);
+            self->TryNextAddress(error);
         } else {
-            self->ShakeHands();
+            self->OnConnected();
         }
     });
 }
 
-void DeviceStackLink::ShakeHands() {
+void DeviceStackLink::TryNextAddress(const error_code& lastError) {
+    addresses_.pop_front();
+    TryAddress(lastError);
+}
+
+void DeviceStackLink::OnConnected() {
     if (ended_) {
         return;
     }
     auto& socket = stream_.next_layer().socket();
+    const int descriptor = socket.native_handle();
+    if (addresses_.front().endpoint.protocol().family() == AF_UNIX && !IsPeerTrusted(descriptor)) {
+        TryNextAddress(asio::error::no_permission);
+        return;
+    }
     error_code ignored;
     socket.set_option(asio::ip::tcp::no_delay(true), ignored);
     {
         const boost::lock_guard<boost::mutex> lock(mutex_);
-        descriptor_ = socket.native_handle();
+        descriptor_ = descriptor;
     }
-    const Endpoint& endpoint = endpoints_[nextEndpoint_ - 1];
-    stream_.async_handshake(boost::lexical_cast<std::string>(endpoint), "/",
-                            [self = shared_from_this()](const error_code& error) {
-                                if (error || self->ended_) {
-                                    self->End(error);
-                                    return;
-                                }
-                                self->connected_ = true;
-                                self->stream_.next_layer().expires_never();
-                                self->owner_->OnLinkConnected();
-                                self->Read();
-                            });
+    stream_.async_handshake(addresses_.front().host, "/", [self = shared_from_this()](const error_code& error) {
+        if (error || self->ended_) {
+            self->End(error);
+            return;
+        }
+        self->connected_ = true;
+        self->stream_.next_layer().expires_never();
+        self->owner_->OnLinkConnected();
+        self->Read();
+    });
 }
 
 void DeviceStackLink::Open(const std::vector<std::string>& firstMessages) {
@@ -184,7 +200,7 @@ void DeviceStackLink::WriteQueued() {
     if (ended_) {
         return;
     }
-    stream_.next_layer().socket().async_wait(asio::ip::tcp::socket::wait_write,
+    stream_.next_layer().socket().async_wait(asio::socket_base::wait_write,
                                              [self = shared_from_this()](const error_code& error) {
                                                  if (error || self->ended_) {
                                                      self->End(error);

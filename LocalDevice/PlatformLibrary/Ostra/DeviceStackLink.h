@@ -1,5 +1,6 @@
 #pragma once
 
+#include <boost/asio/generic/stream_protocol.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -41,8 +42,8 @@ public:
 
     DeviceStackLink(boost::asio::io_context& context, Owner& owner);
 
-    /// Tries the end points in turn, for `timeout` in all.
-    void Connect(std::vector<Endpoint> endpoints, std::chrono::steady_clock::duration timeout);
+    /// Tries the end points in turn, for `timeout` in all; those of the loopback interface by their local socket first.
+    void Connect(const std::vector<Endpoint>& endpoints, std::chrono::steady_clock::duration timeout);
 
     /// Sends `firstMessages`; from now on `Send` works.
     void Open(const std::vector<std::string>& firstMessages);
@@ -58,8 +59,14 @@ public:
     void Close(std::chrono::steady_clock::duration timeout);
 
 private:
-    void ConnectNext(const boost::system::error_code& lastError);
-    void ShakeHands();
+    struct Address {
+        boost::asio::generic::stream_protocol::endpoint endpoint;
+        std::string host;
+    };
+
+    void TryAddress(const boost::system::error_code& lastError);
+    void TryNextAddress(const boost::system::error_code& lastError);
+    void OnConnected();
     void Read();
     bool HandOverFrame();
     void WriteLocked(std::string bytes);
@@ -72,8 +79,7 @@ private:
     Owner* owner_;
     boost::beast::websocket::stream<SharedWriteStream> stream_;
     boost::asio::steady_timer closeTimer_;
-    std::vector<Endpoint> endpoints_;
-    std::size_t nextEndpoint_ = 0;
+    std::deque<Address> addresses_;  ///< still to be tried; the first one is being tried
     boost::beast::flat_buffer readBuffer_;
     bool connected_ = false;
     bool ended_ = false;

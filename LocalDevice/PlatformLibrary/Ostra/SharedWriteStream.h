@@ -2,11 +2,12 @@
 
 #include <boost/asio/async_result.hpp>
 #include <boost/asio/buffer.hpp>
+#include <boost/asio/generic/stream_protocol.hpp>
 #include <boost/asio/post.hpp>
+#include <boost/beast/core/basic_stream.hpp>
 #include <boost/beast/core/bind_handler.hpp>
 #include <boost/beast/core/buffers_to_string.hpp>
 #include <boost/beast/core/role.hpp>
-#include <boost/beast/core/tcp_stream.hpp>
 #include <boost/system/error_code.hpp>
 #include <functional>
 #include <string>
@@ -14,10 +15,10 @@
 
 namespace Ostra {
 
-/// A TCP stream that hands what is written to somebody who also writes on his own, and thereby keeps the order. For a
+/// A connection that hands what is written to somebody who also writes on his own, and thereby keeps the order. For a
 /// layer above that writes little, and each time all that belongs together, such as the handshake and the control
 /// frames of a WebSocket.
-class SharedWriteStream : public boost::beast::tcp_stream {
+class SharedWriteStream : public boost::beast::basic_stream<boost::asio::generic::stream_protocol> {
 public:
     /// Takes bytes, and answers for their errors.
     using Writer = std::function<void(std::string bytes)>;
@@ -53,7 +54,7 @@ private:
 template <typename Handler>
 void async_teardown(boost::beast::role_type role, SharedWriteStream& stream, Handler&& handler) {
     stream.OnTeardown();
-    boost::beast::tcp_stream& transport = stream;
+    boost::beast::basic_stream<boost::asio::generic::stream_protocol>& transport = stream;
     boost::beast::async_teardown(role, transport, std::forward<Handler>(handler));
 }
 
