@@ -42,13 +42,16 @@ DescriptorWatch::~DescriptorWatch() {
     close(epoll_);
 }
 
+// A descriptor stays known once it was watched: to change what is watched costs less than to begin and to end it.
 bool DescriptorWatch::Watch(int descriptor) {
     auto event = MakeEvent(descriptor, EPOLLIN | EPOLLRDHUP | EPOLLONESHOT);
-    return epoll_ctl(epoll_, EPOLL_CTL_ADD, descriptor, &event) == 0;
+    return epoll_ctl(epoll_, EPOLL_CTL_MOD, descriptor, &event) == 0 ||
+           (errno == ENOENT && epoll_ctl(epoll_, EPOLL_CTL_ADD, descriptor, &event) == 0);
 }
 
 void DescriptorWatch::Forget(int descriptor) {
-    epoll_ctl(epoll_, EPOLL_CTL_DEL, descriptor, nullptr);
+    auto event = MakeEvent(descriptor, EPOLLONESHOT);
+    epoll_ctl(epoll_, EPOLL_CTL_MOD, descriptor, &event);
 }
 
 // Neither can fail in a way that matters: a full counter wakes too, an empty one is reset already.
