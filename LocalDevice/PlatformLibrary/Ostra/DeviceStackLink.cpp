@@ -2,6 +2,7 @@
 
 #include <sys/socket.h>
 
+#include <array>
 #include <boost/asio/error.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/beast/core/buffers_to_string.hpp>
@@ -9,6 +10,7 @@
 #include <boost/lexical_cast.hpp>
 #include <boost/thread/lock_guard.hpp>
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <new>
 #include <utility>
@@ -36,6 +38,17 @@ error_code OpenSocket(Socket& socket, const asio::generic::stream_protocol& prot
     error_code error;
     socket.assign(protocol, descriptor, error);
     return error;
+}
+
+/// One that nobody can foresee. Many at once are got from the kernel.
+std::uint32_t MakeMaskingKey() {
+    thread_local std::array<std::uint32_t, 64> keys{};
+    thread_local std::size_t left = 0;
+    if (left == 0) {
+        arc4random_buf(keys.data(), sizeof(keys));
+        left = keys.size();
+    }
+    return keys.at(--left);
 }
 
 }  // namespace
@@ -129,7 +142,7 @@ void DeviceStackLink::Open(const std::vector<std::string>& firstMessages) {
     const boost::lock_guard<boost::mutex> lock(mutex_);
     open_ = true;
     for (const auto& message : firstMessages) {
-        WriteLocked(EncodeBinaryFrame(message, arc4random()));
+        WriteLocked(EncodeBinaryFrame(message, MakeMaskingKey()));
     }
 }
 
@@ -162,7 +175,7 @@ bool DeviceStackLink::HandOverFrame() {
 }
 
 bool DeviceStackLink::Send(const std::string& message) {
-    std::string frame = EncodeBinaryFrame(message, arc4random());
+    std::string frame = EncodeBinaryFrame(message, MakeMaskingKey());
     const boost::lock_guard<boost::mutex> lock(mutex_);
     if (!open_) {
         return false;
