@@ -44,10 +44,11 @@ public:
                 return;
             case Manner::Talks:
             case Manner::NeverReads:
-                stream_.async_accept([self = shared_from_this(), manner](const error_code& error) {
+                reads_ = manner == Manner::Talks;
+                stream_.async_accept([self = shared_from_this()](const error_code& error) {
                     self->shaken_ = !error;
                     self->Write();
-                    if (!error && manner == Manner::Talks) {
+                    if (!error && self->reads_) {
                         self->Read();
                     }
                 });
@@ -74,6 +75,14 @@ public:
         stream_.async_ping(websocket::ping_data(text), [self = shared_from_this()](const error_code&) {});
     }
 
+    /// The client may have seen the end of the handshake earlier than this side.
+    void BeginToRead() {
+        if (!std::exchange(reads_, true) && shaken_) {
+            Read();
+        }
+    }
+
+private:
     void Read() {
         stream_.async_read(buffer_, [self = shared_from_this()](const error_code& error, std::size_t) {
             if (error) {
@@ -87,7 +96,6 @@ public:
         });
     }
 
-private:
     void Write() {
         if (!shaken_ || queue_.empty()) {
             return;
@@ -106,6 +114,7 @@ private:
     boost::beast::flat_buffer buffer_;
     std::deque<std::string> queue_;
     bool shaken_ = false;
+    bool reads_ = false;
 };
 
 FakeDeviceStack::FakeDeviceStack(Manner manner) : endpoint_(asio::ip::address_v4::loopback(), 0), manner_(manner) {
@@ -160,7 +169,7 @@ std::string FakeDeviceStack::Next(std::deque<std::string>& texts) {
 }
 
 void FakeDeviceStack::BeginToRead() {
-    asio::post(context_, [this] { session_->Read(); });
+    asio::post(context_, [this] { session_->BeginToRead(); });
 }
 
 void FakeDeviceStack::Ping(const std::string& text) {
