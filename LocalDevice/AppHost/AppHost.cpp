@@ -37,6 +37,7 @@ int AppHost::Run(DeviceModel model) {
     interface_.emplace(
         logicalDevice_, std::move(model), loop_, deviceStack_, appLogger_, [this] { RequestStop(Failure); },
         [this](bool running) { OnRunning(running); }, [this](bool alive) { OnAlive(alive); });
+    hasInterface_ = true;
     Report(RunState::Starting);
     if (Start()) {
         LiveUntilStopped();
@@ -96,8 +97,18 @@ void AppHost::RequestStop(int exitCode) {
 }
 
 void AppHost::OnCoValue(std::uint16_t co, ZANVALUE value) {
-    loop_.Post([this, co, value = std::move(value), arrival = std::chrono::steady_clock::now()] {
-        interface_->OnValue(co, value, arrival);
+    const auto arrival = std::chrono::steady_clock::now();
+    // The report of the app's own write does not wake it, unless something came before that it has to look at first.
+    if (hasInterface_ && unexamined_ == 0 && interface_->TakeOwnReport(co, value, arrival)) {
+        return;
+    }
+    ++unexamined_;
+    loop_.Post([this, co, value = std::move(value), arrival] {
+        const bool isNews = interface_->IsNews(co, value, arrival);
+        --unexamined_;
+        if (isNews) {
+            interface_->OnValue(co, value);
+        }
     });
 }
 
@@ -119,8 +130,10 @@ void AppHost::OnControlEvent(const ZANVALUE& value) {
 }
 
 void AppHost::OnReconnected() {
+    ++unexamined_;
     loop_.Post([this] {
         interface_->OnReconnected();
+        --unexamined_;
         SendRunState(state_);
     });
 }

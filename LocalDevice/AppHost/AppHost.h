@@ -82,6 +82,8 @@ private:
     std::atomic<int> exitCode_{Success};
     std::atomic<bool> canWork_{true};
     std::atomic<bool> isAlive_{true};
+    std::atomic<bool> hasInterface_{false};
+    std::atomic<int> unexamined_{0};  ///< what the app thread has not looked at yet of what concerns values
     EventLoop loop_;
 
     // Of the app thread.

@@ -132,10 +132,15 @@ AppInterface::Table AppInterface::MakeTable(int logicalDevice) {
     return table;
 }
 
-void AppInterface::OnValue(std::uint16_t co, const ZANVALUE& value, CoValues::TimePoint arrival) {
-    if (!cos_.IsNews(co, value, arrival)) {
-        return;
-    }
+bool AppInterface::IsNews(std::uint16_t co, const ZANVALUE& value, CoValues::TimePoint arrival) {
+    return cos_.IsNews(co, value, arrival);
+}
+
+bool AppInterface::TakeOwnReport(std::uint16_t co, const ZANVALUE& value, CoValues::TimePoint arrival) {
+    return cos_.TakeOwnReport(co, value, arrival);
+}
+
+void AppInterface::OnValue(std::uint16_t co, const ZANVALUE& value) {
     const auto [handler, context] = valueHandlers_.at(co);
     std::string text;
     const auto appValue = ToAppValue(value, text);

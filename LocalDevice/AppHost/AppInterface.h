@@ -34,8 +34,12 @@ public:
 
     const orn_host* GetHost() const noexcept { return &table_; }
 
-    /// The device stack reports the value of a CO; the app hears it when it is news. What the app throws comes out.
-    void OnValue(std::uint16_t co, const Zandrel::ZANVALUE& value, CoValues::TimePoint arrival);
+    /// The device stack reports the value of a CO, which came at `arrival`. True when it is news to the app.
+    bool IsNews(std::uint16_t co, const Zandrel::ZANVALUE& value, CoValues::TimePoint arrival);
+    /// Whether a report is that of the app's own write, see `CoValues`. Any thread.
+    bool TakeOwnReport(std::uint16_t co, const Zandrel::ZANVALUE& value, CoValues::TimePoint arrival);
+    /// The app hears the value of a CO. What it throws comes out.
+    void OnValue(std::uint16_t co, const Zandrel::ZANVALUE& value);
     /// Communication with the bus begins or ceases. What the app throws comes out.
     void OnCommunication(bool on);
     void OnReconnected() { cos_.ForgetWrites(); }

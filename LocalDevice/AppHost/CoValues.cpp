@@ -1,6 +1,8 @@
 #include "CoValues.h"
 
 #include <boost/thread/lock_guard.hpp>
+#include <boost/thread/lock_options.hpp>
+#include <boost/thread/lock_types.hpp>
 
 namespace LocalDevice {
 
@@ -44,14 +46,30 @@ bool CoValues::IsNews(std::uint16_t co, const ZANVALUE& value, TimePoint arrival
         return false;
     }
     Co& entry = found->second;
-    ForgetLateReports(entry, arrival);
-    if (!entry.writes.empty() && entry.writes.front().value == value) {
-        entry.writes.pop_front();
+    if (TakeOwnReport(entry, value, arrival)) {
         return false;
     }
     if (entry.writes.empty()) {
         entry.state.value = value.GetType() == ZANVALUE::Type::None ? std::nullopt : std::optional(value);
     }
+    return true;
+}
+
+bool CoValues::TakeOwnReport(std::uint16_t co, const ZANVALUE& value, TimePoint arrival) {
+    const boost::unique_lock<boost::mutex> lock(mutex_, boost::try_to_lock);
+    if (!lock) {
+        return false;
+    }
+    const auto found = cos_.find(co);
+    return found != cos_.end() && TakeOwnReport(found->second, value, arrival);
+}
+
+bool CoValues::TakeOwnReport(Co& entry, const ZANVALUE& value, TimePoint arrival) {
+    ForgetLateReports(entry, arrival);
+    if (entry.writes.empty() || entry.writes.front().value != value) {
+        return false;
+    }
+    entry.writes.pop_front();
     return true;
 }
 

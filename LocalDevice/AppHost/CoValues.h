@@ -39,6 +39,10 @@ public:
     /// The device stack reports a value of a CO. True when somebody else wrote it. `arrival`: when it came.
     bool IsNews(std::uint16_t co, const Zandrel::ZANVALUE& value, TimePoint arrival);
 
+    /// True when a report is that of the app's oldest write to the CO, which is then no longer due; otherwise nothing
+    /// changes, and `IsNews` has to be asked. Does not wait, and says false, while the app is just writing.
+    bool TakeOwnReport(std::uint16_t co, const Zandrel::ZANVALUE& value, TimePoint arrival);
+
     /// The connection is a new one: reports that were due will not come any more.
     void ForgetWrites();
 
@@ -53,6 +57,7 @@ private:
     };
 
     static void ForgetLateReports(Co& entry, TimePoint now);
+    static bool TakeOwnReport(Co& entry, const Zandrel::ZANVALUE& value, TimePoint arrival);
 
     mutable boost::mutex mutex_;
     std::map<std::uint16_t, Co> cos_;

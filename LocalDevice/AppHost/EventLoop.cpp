@@ -1,13 +1,50 @@
 #include "EventLoop.h"
 
-#include <boost/asio/post.hpp>
-#include <utility>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <boost/thread/lock_guard.hpp>
+#include <cerrno>
+#include <ctime>
+#include <system_error>
 
 namespace LocalDevice {
 
+namespace {
+
+using std::chrono::nanoseconds;
+using std::chrono::steady_clock;
+
+/// Waits until `descriptor` is readable, for `time` at most.
+bool AwaitReadable(int descriptor, nanoseconds time) {
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
+    timespec timeout{};
+    timeout.tv_sec = static_cast<decltype(timeout.tv_sec)>(seconds.count());
+    timeout.tv_nsec = static_cast<decltype(timeout.tv_nsec)>(nanoseconds(time - seconds).count());
+    pollfd wanted{descriptor, POLLIN, 0};
+    return ppoll(&wanted, 1, &timeout, nullptr) == 1;
+}
+
+}  // namespace
+
+EventLoop::EventLoop() : wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    if (wake_ == -1) {
+        throw std::system_error(errno, std::generic_category(), "eventfd");
+    }
+}
+
+EventLoop::~EventLoop() {
+    close(wake_);
+}
+
 void EventLoop::Run() {
     while (!quitting_) {
-        context_.run_one();
+        const bool isBusy = CallTask();
+        if (!quitting_ && !CallDueTimer() && !isBusy) {
+            Wait();
+        }
     }
 }
 
@@ -16,44 +53,81 @@ void EventLoop::Quit() {
 }
 
 void EventLoop::Post(Task task) {
-    boost::asio::post(context_, std::move(task));
+    {
+        const boost::lock_guard<boost::mutex> lock(mutex_);
+        tasks_.push_back(std::move(task));
+        if (!std::exchange(isWaiting_, false)) {
+            return;
+        }
+    }
+    // Without the lock: the loop would wake only to wait for it. A full counter, the one failure there is, wakes too.
+    eventfd_write(wake_, 1);
 }
 
 EventLoop::TimerId EventLoop::StartTimer(Milliseconds interval, bool periodic, Task task) {
     const TimerId id = ++lastTimer_;
-    Timer timer{boost::asio::steady_timer(context_, interval), interval, periodic,
-                std::make_shared<const Task>(std::move(task))};
-    Wait(id, timers_.emplace(id, std::move(timer)).first->second);
+    const TimePoint due = steady_clock::now() + interval;
+    timers_.emplace(id, Timer{due, interval, periodic, std::make_shared<const Task>(std::move(task))});
+    due_.emplace(due, id);
     return id;
 }
 
 void EventLoop::StopTimer(TimerId id) {
-    timers_.erase(id);
-}
-
-void EventLoop::Wait(TimerId id, Timer& timer) {
-    timer.due.async_wait([this, id](const boost::system::error_code& error) {
-        if (!error) {
-            OnDue(id);
-        }
-    });
-}
-
-void EventLoop::OnDue(TimerId id) {
     const auto found = timers_.find(id);
-    if (found == timers_.end()) {
-        return;  // stopped while the call was on its way
-    }
-    Timer& timer = found->second;
-    const auto task = timer.task;
-    if (timer.periodic) {
-        const auto late = std::chrono::steady_clock::now() - timer.due.expiry();
-        timer.due.expires_at(timer.due.expiry() + (late / timer.interval + 1) * timer.interval);
-        Wait(id, timer);
-    } else {
+    if (found != timers_.end()) {
+        due_.erase({found->second.due, id});
         timers_.erase(found);
     }
+}
+
+bool EventLoop::CallTask() {
+    Task task;
+    {
+        const boost::lock_guard<boost::mutex> lock(mutex_);
+        if (tasks_.empty()) {
+            return false;
+        }
+        task = std::move(tasks_.front());
+        tasks_.pop_front();
+    }
+    task();
+    return true;
+}
+
+bool EventLoop::CallDueTimer() {
+    const TimePoint now = steady_clock::now();
+    if (due_.empty() || due_.begin()->first > now) {
+        return false;
+    }
+    const TimerId id = due_.begin()->second;
+    due_.erase(due_.begin());
+    Timer& timer = timers_.at(id);
+    const auto task = timer.task;
+    if (timer.periodic) {
+        timer.due += ((now - timer.due) / timer.interval + 1) * timer.interval;
+        due_.emplace(timer.due, id);
+    } else {
+        timers_.erase(id);
+    }
     (*task)();
+    return true;
+}
+
+/// Until something is posted or due; also returns without a reason.
+void EventLoop::Wait() {
+    constexpr nanoseconds Longest = std::chrono::hours(1);
+    const nanoseconds time = due_.empty() ? Longest : std::min(due_.begin()->first - steady_clock::now(), Longest);
+    {
+        const boost::lock_guard<boost::mutex> lock(mutex_);
+        isWaiting_ = tasks_.empty();
+        if (!isWaiting_ || time <= nanoseconds::zero()) {
+            return;
+        }
+    }
+    if (AwaitReadable(wake_, time)) {
+        eventfd_t count = 0;
+        eventfd_read(wake_, &count);
+    }
 }
 
 }  // namespace LocalDevice

@@ -1,12 +1,14 @@
 #pragma once
 
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/steady_timer.hpp>
+#include <boost/thread/mutex.hpp>
 #include <chrono>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
+#include <utility>
 
 namespace LocalDevice {
 
@@ -16,6 +18,12 @@ public:
     using Task = std::function<void()>;
     using Milliseconds = std::chrono::milliseconds;
     using TimerId = std::uint64_t;
+
+    /// Throws `std::system_error`.
+    EventLoop();
+    ~EventLoop();
+    EventLoop(const EventLoop&) = delete;
+    EventLoop& operator=(const EventLoop&) = delete;
 
     /// Calls what is posted and due, one after the other, until `Quit`. What a task throws comes out of here; `Run` may
     /// then be called again.
@@ -33,24 +41,29 @@ public:
     void StopTimer(TimerId id);
 
 private:
+    using TimePoint = std::chrono::steady_clock::time_point;
     struct Timer {
-        boost::asio::steady_timer due;
+        TimePoint due;
         Milliseconds interval;
         bool periodic;
         std::shared_ptr<const Task> task;  ///< shared with a running call, which may stop its timer
     };
-    using Timers = std::map<TimerId, Timer>;
 
-    void Wait(TimerId id, Timer& timer);
-    void OnDue(TimerId id);
+    bool CallTask();
+    bool CallDueTimer();
+    void Wait();
 
-    boost::asio::io_context context_{1};
-    boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_{context_.get_executor()};
+    const int wake_;  ///< readable when the loop is to look for tasks
 
     // Of the loop's thread.
-    Timers timers_;
+    std::map<TimerId, Timer> timers_;
+    std::set<std::pair<TimePoint, TimerId>> due_;
     TimerId lastTimer_ = 0;
     bool quitting_ = false;
+
+    boost::mutex mutex_;
+    std::deque<Task> tasks_;
+    bool isWaiting_ = false;
 };
 
 }  // namespace LocalDevice

@@ -21,7 +21,7 @@ constexpr std::size_t BeginningSize = 64;
 
 }  // namespace
 
-ClientSession::ClientSession(beast::tcp_stream stream, RequestDispatcher& dispatcher, const ConnectionLimits& limits,
+ClientSession::ClientSession(Transport stream, RequestDispatcher& dispatcher, const ConnectionLimits& limits,
                              const log4cplus::Logger& logger, EndHandler onEnd)
     : limits_(limits), logger_(logger), dispatcher_(dispatcher), onEnd_(std::move(onEnd)), socket_(std::move(stream)) {
     socket_.set_option(websocket::stream_base::timeout{limits.handshake, limits.idle, true});

@@ -3,7 +3,6 @@
 #include <log4cplus/logger.h>
 
 #include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/websocket/stream.hpp>
 #include <cstddef>
 #include <deque>
@@ -25,7 +24,7 @@ public:
     using EndHandler = std::function<void(ClientSession&)>;
 
     /// The dispatcher must live until the session has ended or nothing runs any more.
-    ClientSession(boost::beast::tcp_stream stream, RequestDispatcher& dispatcher, const ConnectionLimits& limits,
+    ClientSession(Transport stream, RequestDispatcher& dispatcher, const ConnectionLimits& limits,
                   const log4cplus::Logger& logger, EndHandler onEnd);
 
     /// Finishes the handshake that `request` began and serves the client from then on.
@@ -51,7 +50,7 @@ private:
     const log4cplus::Logger logger_;
     RequestDispatcher& dispatcher_;
     EndHandler onEnd_;
-    boost::beast::websocket::stream<boost::beast::tcp_stream, false> socket_;
+    boost::beast::websocket::stream<Transport, false> socket_;
     bool isOpen_ = false;
 
     boost::beast::flat_buffer input_;

@@ -4,27 +4,42 @@
 
 #include <utility>
 
+#include "Ostra/LocalSocket.h"
+
 namespace LocalDevice {
 
-namespace {
-
 using boost::asio::ip::tcp;
-
-/// Between two attempts to accept while there is no descriptor left.
-constexpr std::chrono::milliseconds AcceptPause{100};
-
-}  // namespace
 
 DeviceStackServer::DeviceStackServer(boost::asio::io_context& io, const tcp::endpoint& endpoint,
                                      RequestDispatcher& dispatcher, const ConnectionLimits& limits,
                                      const log4cplus::Logger& logger)
-    : limits_(limits), logger_(logger), io_(io), dispatcher_(dispatcher), acceptor_(io, endpoint), timer_(io) {
-    Accept();
+    : limits_(limits),
+      logger_(logger),
+      io_(io),
+      dispatcher_(dispatcher),
+      timer_(io),
+      listener_(io, endpoint, logger, [this](Transport::socket_type socket) { StartConnection(std::move(socket)); }) {
+    if (GetEndpoint().address().is_loopback()) {
+        ListenLocally();
+    }
+}
+
+/// Clients that find nobody there use the port.
+void DeviceStackServer::ListenLocally() {
+    try {
+        localListener_.emplace(io_, Ostra::MakeLocalEndpoint(GetEndpoint()), logger_,
+                               [this](Transport::socket_type socket) { StartConnection(std::move(socket)); });
+    } catch (const boost::system::system_error& error) {
+        LOG4CPLUS_WARN(logger_, "Only the port can be used, without the local socket: " << error.what());
+    }
 }
 
 void DeviceStackServer::Stop() {
     isStopping_ = true;
-    acceptor_.close();
+    listener_.Close();
+    if (localListener_) {
+        localListener_->Close();
+    }
     timer_.expires_after(limits_.close);
     timer_.async_wait([this](const boost::system::error_code&) { io_.stop(); });
     if (sessions_.empty()) {
@@ -36,36 +51,16 @@ void DeviceStackServer::Stop() {
     }
 }
 
-void DeviceStackServer::Accept() {
-    acceptor_.async_accept(
-        [this](const boost::system::error_code& error, tcp::socket socket) { OnAccepted(error, std::move(socket)); });
-}
-
-void DeviceStackServer::OnAccepted(const boost::system::error_code& error, tcp::socket socket) {
-    if (isStopping_) {
-        return;
-    }
-    if (error) {
-        LOG4CPLUS_WARN(logger_, "Cannot accept a client: " << error.message());
-        timer_.expires_after(AcceptPause);
-        timer_.async_wait([this](const boost::system::error_code& aborted) {
-            if (!aborted) {
-                Accept();
-            }
-        });
-        return;
-    }
+void DeviceStackServer::StartConnection(Transport::socket_type socket) {
     boost::system::error_code ignored;
     socket.set_option(tcp::no_delay(true), ignored);
-    std::make_shared<HttpConnection>(std::move(socket), limits_,
-                                     [this](boost::beast::tcp_stream stream, const UpgradeRequest& request) {
-                                         StartSession(std::move(stream), request);
-                                     })
+    std::make_shared<HttpConnection>(
+        std::move(socket), limits_,
+        [this](Transport stream, const UpgradeRequest& request) { StartSession(std::move(stream), request); })
         ->Start();
-    Accept();
 }
 
-void DeviceStackServer::StartSession(boost::beast::tcp_stream stream, const UpgradeRequest& request) {
+void DeviceStackServer::StartSession(Transport stream, const UpgradeRequest& request) {
     if (isStopping_) {
         return;
     }

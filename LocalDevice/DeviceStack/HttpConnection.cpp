@@ -26,8 +26,7 @@ bool IsProtocolError(const boost::system::error_code& error) {
 
 }  // namespace
 
-HttpConnection::HttpConnection(boost::asio::ip::tcp::socket socket, const ConnectionLimits& limits,
-                               UpgradeHandler onUpgrade)
+HttpConnection::HttpConnection(Transport::socket_type socket, const ConnectionLimits& limits, UpgradeHandler onUpgrade)
     : limits_(limits), onUpgrade_(std::move(onUpgrade)), stream_(std::move(socket)) {
     parser_.header_limit(HeaderLimit);
 }
@@ -81,7 +80,7 @@ void HttpConnection::Refuse(http::status status, const std::string& text) {
 void HttpConnection::OnRefused() {
     // Closing with unread input would reset the connection and could take the answer with it.
     boost::system::error_code ignored;
-    stream_.socket().shutdown(boost::asio::ip::tcp::socket::shutdown_send, ignored);
+    stream_.socket().shutdown(boost::asio::socket_base::shutdown_send, ignored);
     Drain();
 }
 

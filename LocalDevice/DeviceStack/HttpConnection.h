@@ -1,8 +1,8 @@
 #pragma once
 
-#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/generic/stream_protocol.hpp>
+#include <boost/beast/core/basic_stream.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http/empty_body.hpp>
 #include <boost/beast/http/message.hpp>
 #include <boost/beast/http/parser.hpp>
@@ -17,6 +17,8 @@
 
 namespace LocalDevice {
 
+/// A connection of any kind, with time-outs.
+using Transport = boost::beast::basic_stream<boost::asio::generic::stream_protocol>;
 using UpgradeRequest = boost::beast::http::request<boost::beast::http::empty_body>;
 
 /// The first step of every connection: one HTTP request (RFC 9112), which has to ask for a WebSocket. Anything else is
@@ -25,9 +27,9 @@ using UpgradeRequest = boost::beast::http::request<boost::beast::http::empty_bod
 class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
 public:
     /// Gets the connection and the request that asks for a WebSocket.
-    using UpgradeHandler = std::function<void(boost::beast::tcp_stream, const UpgradeRequest&)>;
+    using UpgradeHandler = std::function<void(Transport, const UpgradeRequest&)>;
 
-    HttpConnection(boost::asio::ip::tcp::socket socket, const ConnectionLimits& limits, UpgradeHandler onUpgrade);
+    HttpConnection(Transport::socket_type socket, const ConnectionLimits& limits, UpgradeHandler onUpgrade);
 
     void Start();
 
@@ -39,7 +41,7 @@ private:
 
     const ConnectionLimits limits_;
     const UpgradeHandler onUpgrade_;
-    boost::beast::tcp_stream stream_;
+    Transport stream_;
     boost::beast::flat_buffer buffer_;
     boost::beast::http::request_parser<boost::beast::http::empty_body> parser_;
     boost::beast::http::response<boost::beast::http::string_body> response_;

@@ -38,6 +38,15 @@ std::string AsUtf8(std::string_view text) {
     return getUTF8FromLatin1(KnxStyleString(std::move(bytes))).GetBytes();
 }
 
+/// Whether nothing has to be put right for the parser, as in nearly every frame.
+bool IsClean(std::string_view bytes) {
+    const auto isClean = [](char character) { return IsAscii(character) && !NeedsCare(character); };
+    const auto isOpening = [](char character) { return character == '{' || character == '['; };
+    return std::all_of(bytes.begin(), bytes.end(), isClean) &&
+           static_cast<std::size_t>(std::count_if(bytes.begin(), bytes.end(), isOpening)) <=
+               LenientReader::MaximumDepth;
+}
+
 /// Keeps what the parser complains about, and nothing else.
 class ComplaintRecorder final : public nlohmann::json_sax<nlohmann::json> {
 public:
@@ -145,6 +154,12 @@ void LenientReader::AppendControlCharacter(char character) {
 }
 
 nlohmann::json ParseLeniently(std::string_view bytes) {
+    if (IsClean(bytes)) {
+        nlohmann::json value = nlohmann::json::parse(bytes, nullptr, false);
+        if (!value.is_discarded()) {
+            return value;
+        }
+    }
     const std::string text = LenientReader::ToJson(bytes);
     nlohmann::json value = nlohmann::json::parse(text, nullptr, false);
     if (value.is_discarded()) {

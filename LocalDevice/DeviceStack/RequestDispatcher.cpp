@@ -12,6 +12,7 @@
 #include "JsonFields.h"
 #include "LenientReader.h"
 #include "RequestError.h"
+#include "Zandrel/WireText.h"
 
 namespace LocalDevice {
 
@@ -66,9 +67,10 @@ ZANVALUE ReadValue(const JsonFields& request, ValueFormat format, const DataPoin
 }
 
 Message MakeValueEvent(ObjectId id, const ZANVALUE& value, ValueFormat format) {
-    OutgoingJson event{{"event", "valueChanged"}, {"id", id}};
-    AddValue(event, value, format);
-    return ToMessage(event);
+    std::string event = R"({"event":"valueChanged","id":)" + std::to_string(id) + ',';
+    Zandrel::AppendValueMembers(event, ToText(value, format));
+    event += '}';
+    return std::make_shared<const std::string>(std::move(event));
 }
 
 OutgoingJson EmptyResponse() {

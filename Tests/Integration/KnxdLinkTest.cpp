@@ -219,6 +219,38 @@ TEST_F(KnxdLinkTest, WhileKnxdIsAwaySomeTelegramsAreKeptAndTheRestIsDropped) {
     }
 }
 
+TEST_F(KnxdLinkTest, AKnxdThatPausesHoldsNobodyUpAndGetsEverythingInOrder) {
+    constexpr std::uint8_t Telegrams = 250;  // more than the connection holds
+    StartKnxd();
+    const auto firstLink = Connect(first);
+    const auto secondLink = Connect(second);
+    ASSERT_TRUE(knxd->Signal(SIGSTOP));
+    const auto start = std::chrono::steady_clock::now();
+    for (std::uint8_t i = 0; i < Telegrams; ++i) {
+        EXPECT_TRUE(firstLink->Send(Make(GroupService::Write, 1, {i})));
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+    ASSERT_TRUE(knxd->Signal(SIGCONT));
+    EXPECT_TRUE(firstLink->Send(Make(GroupService::Write, 1, {Telegrams})));
+    const auto heard = second.WaitForTelegrams(Telegrams + 1);
+    ASSERT_EQ(heard.size(), Telegrams + 1U);
+    for (std::uint8_t i = 0; i <= Telegrams; ++i) {
+        EXPECT_THAT(heard[i].data, ElementsAre(i));
+    }
+}
+
+TEST_F(KnxdLinkTest, AKnxdThatTakesNothingCountsAsGone) {
+    StartKnxd();
+    const auto link = Connect(first);
+    ASSERT_TRUE(knxd->Signal(SIGSTOP));
+    for (std::size_t i = 0; i < KnxdBusLink::MaxWaitingTelegrams; ++i) {
+        EXPECT_TRUE(link->Send(Make(GroupService::Write, 1, {1})));
+    }
+    EXPECT_THAT(first.WaitForLines(1), ElementsAre("knxd at " + url + " is gone; trying again"));
+    ASSERT_TRUE(knxd->Signal(SIGCONT));
+    EXPECT_THAT(first.WaitForLines(2).back(), StartsWith("knxd at " + url + " is back; "));
+}
+
 TEST_F(KnxdLinkTest, ALinkEndsWhileKnxdIsAway) {
     StartKnxd();
     auto link = Connect(first);

@@ -26,6 +26,7 @@ namespace {
 
 constexpr std::chrono::milliseconds FirstRetryPause{200};
 constexpr std::chrono::milliseconds LongestRetryPause{10'000};
+constexpr int SendTimeoutMs = 2'000;  // of a knxd that is there but takes nothing
 constexpr boost::chrono::seconds JoinTimeout{3};
 
 /// Wakes a thread that polls.
@@ -84,6 +85,9 @@ public:
     bool Send(const Telegram& telegram) {
         {
             const boost::lock_guard<boost::mutex> lock(mutex_);
+            if (outgoing_.empty() && connection_ && connection_->IsReadyToSend() && connection_->Send(telegram)) {
+                return true;
+            }
             if (outgoing_.size() >= MaxWaitingTelegrams) {
                 ++dropped_;
                 return false;
@@ -100,31 +104,44 @@ private:
     /// True when the connection is lost, false when stopped.
     bool Serve() {
         for (;;) {
-            std::array<pollfd, 2> descriptors{pollfd{connection_->GetDescriptor(), POLLIN, 0},
-                                              pollfd{waker_.GetDescriptor(), POLLIN, 0}};
-            if (poll(descriptors.data(), descriptors.size(), -1) == -1) {
+            std::array<pollfd, 2> descriptors{MakePoll(), pollfd{waker_.GetDescriptor(), POLLIN, 0}};
+            const bool isWaiting = (descriptors[0].events & POLLOUT) != 0;
+            const int ready = poll(descriptors.data(), descriptors.size(), isWaiting ? SendTimeoutMs : -1);
+            if (ready == -1) {
                 continue;  // a signal
+            }
+            if (ready == 0) {
+                return true;
             }
             if (descriptors[1].revents != 0) {
                 waker_.Reset();
             }
-            if (descriptors[0].revents != 0 && !Receive()) {
+            if ((descriptors[0].revents & ~POLLOUT) != 0 && !Receive()) {
                 return true;
             }
-            const bool isSent = SendAll();
+            const bool isAlive = SendWaiting();
             if (stop_.IsStopped()) {
                 return false;
             }
-            if (!isSent) {
+            if (!isAlive) {
                 return true;
             }
         }
     }
 
+    pollfd MakePoll() const {
+        const boost::lock_guard<boost::mutex> lock(mutex_);
+        const int events = outgoing_.empty() ? POLLIN : POLLIN | POLLOUT;
+        return {connection_->GetDescriptor(), static_cast<short>(events), 0};
+    }
+
     bool Receive() {
         std::optional<Telegram> telegram;
-        if (!connection_->Receive(telegram)) {
-            return false;
+        {
+            const boost::lock_guard<boost::mutex> lock(mutex_);
+            if (!connection_->Receive(telegram)) {
+                return false;
+            }
         }
         if (telegram) {
             telegramSlot_.Notify([&telegram](const TelegramHandler& handler) { handler(*telegram); });
@@ -132,34 +149,29 @@ private:
         return true;
     }
 
-    bool SendAll() {
-        for (;;) {
-            Telegram telegram;
-            {
-                const boost::lock_guard<boost::mutex> lock(mutex_);
-                if (outgoing_.empty()) {
-                    return true;
-                }
-                telegram = outgoing_.front();
-            }
-            if (!connection_->Send(telegram)) {
+    /// Sends as much of what waits as knxd takes at once. False when the connection is lost.
+    bool SendWaiting() {
+        const boost::lock_guard<boost::mutex> lock(mutex_);
+        while (!outgoing_.empty() && connection_->IsReadyToSend()) {
+            if (!connection_->Send(outgoing_.front())) {
                 return false;
             }
-            const boost::lock_guard<boost::mutex> lock(mutex_);
             outgoing_.pop_front();
         }
+        return true;
     }
 
     /// True when connected again, false when stopped.
     bool Reconnect() {
         isConnected_ = false;
-        connection_.reset();
+        {
+            const boost::lock_guard<boost::mutex> lock(mutex_);
+            connection_.reset();
+        }
         Report(false, "knxd at " + url_ + " is gone; trying again");
         GrowingPause pause(FirstRetryPause, LongestRetryPause);
         while (stop_.Sleep(pause.Next())) {
-            try {
-                connection_.emplace(url_);
-            } catch (const BusError&) {
+            if (!Connect()) {
                 continue;  // one line when lost and one when back is enough
             }
             isConnected_ = true;
@@ -168,6 +180,17 @@ private:
             return true;
         }
         return false;
+    }
+
+    bool Connect() {
+        try {
+            KnxdConnection connection(url_);  // may take a while
+            const boost::lock_guard<boost::mutex> lock(mutex_);
+            connection_.emplace(std::move(connection));
+            return true;
+        } catch (const BusError&) {
+            return false;
+        }
     }
 
     std::string TakeBacklogText() {
@@ -194,9 +217,8 @@ private:
     StopSignal stop_;
     std::atomic<bool> isConnected_{true};
 
-    std::optional<KnxdConnection> connection_;  ///< of the thread only
-
-    boost::mutex mutex_;
+    mutable boost::mutex mutex_;  ///< never held while something waits
+    std::optional<KnxdConnection> connection_;
     std::deque<Telegram> outgoing_;
     std::size_t dropped_ = 0;
 };

@@ -11,8 +11,9 @@
 
 namespace LocalDevice {
 
-/// The bus behind a knxd, through one group connection that one thread of this object reads and writes. A lost
-/// connection is opened again, with a pause that grows from 0.2 to 10 seconds.
+/// The bus behind a knxd, through one group connection that one thread of this object reads. Telegrams are written by
+/// the thread that sends them, or by this one where knxd does not take them at once. A lost connection is opened again,
+/// with a pause that grows from 0.2 to 10 seconds.
 ///
 /// While knxd is away, `MaxWaitingTelegrams` telegrams are kept and sent when it is back; the rest is dropped. The
 /// process must not die of SIGPIPE.

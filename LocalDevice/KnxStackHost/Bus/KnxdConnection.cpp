@@ -1,13 +1,17 @@
 #include "Bus/KnxdConnection.h"
 
 #include <eibclient.h>
+#include <eibtypes.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <system_error>
+#include <vector>
 
 namespace LocalDevice {
 
@@ -24,6 +28,11 @@ void PrepareSocket(int descriptor) {
     setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &AnswerTimeout, sizeof(AnswerTimeout));
     setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &AnswerTimeout, sizeof(AnswerTimeout));
     fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+}
+
+void AppendBigEndian(std::vector<std::uint8_t>& bytes, std::uint16_t number) {
+    bytes.push_back(static_cast<std::uint8_t>(number >> 8U));
+    bytes.push_back(static_cast<std::uint8_t>(number & 0xFFU));
 }
 
 }  // namespace
@@ -50,7 +59,11 @@ int KnxdConnection::GetDescriptor() const {
 }
 
 bool KnxdConnection::Receive(std::optional<Telegram>& telegram) {
-    const int completed = EIB_Poll_Complete(connection_.get());
+    // A telegram comes in two parts, its length and its content, mostly together. One call takes one part.
+    int completed = EIB_Poll_Complete(connection_.get());
+    if (completed == 0) {
+        completed = EIB_Poll_Complete(connection_.get());
+    }
     if (completed != 1) {
         return completed == 0;
     }
@@ -70,9 +83,22 @@ bool KnxdConnection::Receive(std::optional<Telegram>& telegram) {
     return true;
 }
 
+bool KnxdConnection::IsReadyToSend() const {
+    // A socket says so only when there is room for far more than a telegram.
+    pollfd descriptor{GetDescriptor(), POLLOUT, 0};
+    return poll(&descriptor, 1, 0) == 1;
+}
+
 bool KnxdConnection::Send(const Telegram& telegram) {
+    // A group packet of knxd's protocol in one piece: the library sends its length first, and knxd wakes for each part.
     const auto apdu = EncodeApdu(telegram);
-    return EIBSendGroup(connection_.get(), telegram.groupAddress, static_cast<int>(apdu.size()), apdu.data()) != -1;
+    std::vector<std::uint8_t> packet;
+    packet.reserve(3 * sizeof(std::uint16_t) + apdu.size());
+    AppendBigEndian(packet, static_cast<std::uint16_t>(2 * sizeof(std::uint16_t) + apdu.size()));
+    AppendBigEndian(packet, EIB_GROUP_PACKET);
+    AppendBigEndian(packet, telegram.groupAddress);
+    packet.insert(packet.end(), apdu.begin(), apdu.end());
+    return send(GetDescriptor(), packet.data(), packet.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(packet.size());
 }
 
 }  // namespace LocalDevice

@@ -31,6 +31,9 @@ public:
     /// lost.
     bool Receive(std::optional<Telegram>& telegram);
 
+    /// Whether `Send` would not have to wait; true as well when the connection is lost.
+    bool IsReadyToSend() const;
+
     /// False when the connection is lost.
     bool Send(const Telegram& telegram);
 

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <boost/asio/error.hpp>
-#include <boost/asio/post.hpp>
 #include <boost/thread/lock_guard.hpp>
 #include <nlohmann/json.hpp>
 #include <utility>
@@ -37,18 +36,14 @@ DeviceStackClient::DeviceStackClient(Endpoints endpoints)
 DeviceStackClient::~DeviceStackClient() {
     events_.SetHandler(nullptr);
     answers_.SetHandler(nullptr);
-    if (!ioThread_.joinable()) {
-        return;
-    }
-    boost::asio::post(context_, [this] {
+    threads_.Post([this] {
         releasing_ = true;
         reconnectTimer_.cancel();
         if (link_) {
             link_->Close(CloseTimeout);
         }
     });
-    const boost::this_thread::disable_interruption uninterrupted;
-    ioThread_.join();
+    threads_.Join();
 }
 
 error_code DeviceStackClient::Connect(std::chrono::steady_clock::duration timeout) {
@@ -59,7 +54,7 @@ error_code DeviceStackClient::Connect(std::chrono::steady_clock::duration timeou
     if (!everConnected_) {
         return firstError_;
     }
-    ioThread_ = boost::thread([this] { context_.run(); });
+    threads_.Start();
     return {};
 }
 
@@ -102,6 +97,10 @@ void DeviceStackClient::StartLink(std::chrono::steady_clock::duration timeout) {
         link_ = link;
     }
     link->Connect(endpoints_, timeout);
+}
+
+void DeviceStackClient::Post(std::function<void()> work) {
+    threads_.Post(std::move(work));
 }
 
 void DeviceStackClient::OnLinkConnected() {

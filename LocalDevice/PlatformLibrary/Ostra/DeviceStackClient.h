@@ -3,16 +3,18 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/thread/mutex.hpp>
-#include <boost/thread/thread_only.hpp>
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "DeviceStackFrame.h"
 #include "DeviceStackLink.h"
+#include "HandlerCalls.h"
 #include "HandlerThread.h"
 #include "Ostra/IDeviceStackClient.h"
+#include "ReadingThreads.h"
 
 namespace Ostra {
 
@@ -37,6 +39,7 @@ public:
     void SendAtEveryConnect(const std::string& json) override;
 
 private:
+    void Post(std::function<void()> work) override;
     void OnLinkConnected() override;
     void OnLinkFrame(const std::string& text) override;
     void OnLinkEnded(const boost::system::error_code& reason) override;
@@ -50,7 +53,7 @@ private:
     void StartLink(std::chrono::steady_clock::duration timeout);
     void ReconnectAfterPause();
 
-    // Used on the io thread only, and before that thread starts.
+    // Used by the thread that runs the context, and before the threads start.
     Endpoints endpoints_;
     boost::asio::io_context context_{1};
     boost::asio::steady_timer reconnectTimer_{context_};
@@ -64,9 +67,9 @@ private:
     std::shared_ptr<DeviceStackLink> link_;
     std::vector<std::string> session_;
 
-    HandlerThread<IEventHandler> events_;
+    HandlerCalls<IEventHandler> events_;
     HandlerThread<IResponseHandler> answers_;
-    boost::thread ioThread_;
+    ReadingThreads threads_{context_, events_, [this] { return link_->GetDescriptor(); }};
 };
 
 }  // namespace Ostra

@@ -2,6 +2,7 @@
 
 #include <sys/socket.h>
 
+#include <array>
 #include <boost/asio/error.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/beast/core/buffers_to_string.hpp>
@@ -9,8 +10,13 @@
 #include <boost/lexical_cast.hpp>
 #include <boost/thread/lock_guard.hpp>
 #include <cerrno>
+#include <cstdint>
+#include <cstdlib>
 #include <new>
 #include <utility>
+
+#include "LocalSocket.h"
+#include "WebSocketFrame.h"
 
 namespace Ostra {
 namespace {
@@ -21,10 +27,10 @@ namespace websocket = boost::beast::websocket;
 
 constexpr std::size_t LongestFrame = std::size_t{64} << 20U;
 constexpr std::size_t LongestQueue = std::size_t{64} << 20U;
-constexpr std::size_t WriteBufferSize = std::size_t{64} << 10U;
 
 /// A socket that no program started by this process inherits.
-error_code OpenSocket(asio::ip::tcp::socket& socket, const asio::ip::tcp& protocol) {
+template <typename Socket>
+error_code OpenSocket(Socket& socket, const asio::generic::stream_protocol& protocol) {
     const int descriptor = ::socket(protocol.family(), protocol.type() | SOCK_CLOEXEC, protocol.protocol());
     if (descriptor < 0) {
         return {errno, boost::system::system_category()};
@@ -34,75 +40,114 @@ error_code OpenSocket(asio::ip::tcp::socket& socket, const asio::ip::tcp& protoc
     return error;
 }
 
+/// One that nobody can foresee. Many at once are got from the kernel.
+std::uint32_t MakeMaskingKey() {
+    thread_local std::array<std::uint32_t, 64> keys{};
+    thread_local std::size_t left = 0;
+    if (left == 0) {
+        arc4random_buf(keys.data(), sizeof(keys));
+        left = keys.size();
+    }
+    return keys.at(--left);
+}
+
 }  // namespace
 
 DeviceStackLink::DeviceStackLink(asio::io_context& context, Owner& owner)
-    : owner_(&owner), stream_(context), closeTimer_(context) {
-    stream_.binary(true);
-    stream_.auto_fragment(false);
-    stream_.write_buffer_bytes(WriteBufferSize);
+    : owner_(&owner),
+      stream_(
+          context,
+          [this](std::string bytes) {
+              const boost::lock_guard<boost::mutex> lock(mutex_);
+              WriteLocked(std::move(bytes));
+          },
+          [this] { ForgetSocket(); }),
+      closeTimer_(context) {
     stream_.read_message_max(LongestFrame);
 }
 
-void DeviceStackLink::Connect(std::vector<Endpoint> endpoints, std::chrono::steady_clock::duration timeout) {
-    endpoints_ = std::move(endpoints);
+void DeviceStackLink::Connect(const std::vector<Endpoint>& endpoints, std::chrono::steady_clock::duration timeout) {
+    for (const Endpoint& endpoint : endpoints) {
+        const auto host = boost::lexical_cast<std::string>(endpoint);
+        if (endpoint.address().is_loopback()) {
+            addresses_.push_back({MakeLocalEndpoint(endpoint), host});
+        }
+        addresses_.push_back({endpoint, host});
+    }
     stream_.next_layer().expires_after(timeout);
-    asio::post(stream_.get_executor(), [self = shared_from_this()] { self->ConnectNext(asio::error::host_not_found); });
+    asio::post(stream_.get_executor(), [self = shared_from_this()] { self->TryAddress(asio::error::host_not_found); });
 }
 
-void DeviceStackLink::ConnectNext(const error_code& lastError) {
+void DeviceStackLink::TryAddress(const error_code& lastError) {
     if (ended_) {
         return;
     }
-    if (nextEndpoint_ == endpoints_.size()) {
+    if (addresses_.empty()) {
         End(lastError);
         return;
     }
-    const Endpoint endpoint = endpoints_[nextEndpoint_++];
+    const auto endpoint = addresses_.front().endpoint;
     auto& transport = stream_.next_layer();
     error_code ignored;
     transport.socket().close(ignored);
     if (const auto error = OpenSocket(transport.socket(), endpoint.protocol())) {
-        ConnectNext(error);
+        TryNextAddress(error);
         return;
     }
     transport.async_connect(endpoint, [self = shared_from_this()](const error_code& error) {
         if (error == boost::beast::error::timeout) {
             self->End(error);
         } else if (error) {
-            self->ConnectNext(error);
+            self->TryNextAddress(error);
         } else {
-            self->ShakeHands();
+            self->OnConnected();
         }
     });
 }
 
-void DeviceStackLink::ShakeHands() {
+void DeviceStackLink::TryNextAddress(const error_code& lastError) {
+    addresses_.pop_front();
+    TryAddress(lastError);
+}
+
+void DeviceStackLink::OnConnected() {
     if (ended_) {
         return;
     }
+    auto& socket = stream_.next_layer().socket();
+    const int descriptor = socket.native_handle();
+    if (addresses_.front().endpoint.protocol().family() == AF_UNIX && !IsPeerTrusted(descriptor)) {
+        TryNextAddress(asio::error::no_permission);
+        return;
+    }
     error_code ignored;
-    stream_.next_layer().socket().set_option(asio::ip::tcp::no_delay(true), ignored);
-    const Endpoint& endpoint = endpoints_[nextEndpoint_ - 1];
-    stream_.async_handshake(boost::lexical_cast<std::string>(endpoint), "/",
-                            [self = shared_from_this()](const error_code& error) {
-                                if (error || self->ended_) {
-                                    self->End(error);
-                                    return;
-                                }
-                                self->connected_ = true;
-                                self->stream_.next_layer().expires_never();
-                                self->owner_->OnLinkConnected();
-                                self->Read();
-                            });
+    socket.set_option(asio::ip::tcp::no_delay(true), ignored);
+    {
+        const boost::lock_guard<boost::mutex> lock(mutex_);
+        descriptor_ = descriptor;
+    }
+    stream_.async_handshake(addresses_.front().host, "/", [self = shared_from_this()](const error_code& error) {
+        if (error || self->ended_) {
+            self->End(error);
+            return;
+        }
+        self->connected_ = true;
+        self->stream_.next_layer().expires_never();
+        self->owner_->OnLinkConnected();
+        self->Read();
+    });
 }
 
-void DeviceStackLink::Open(const std::vector<std::string>& firstFrames) {
+void DeviceStackLink::Open(const std::vector<std::string>& firstMessages) {
     const boost::lock_guard<boost::mutex> lock(mutex_);
     open_ = true;
-    for (const auto& frame : firstFrames) {
-        EnqueueLocked(frame);
+    for (const auto& message : firstMessages) {
+        WriteLocked(EncodeBinaryFrame(message, MakeMaskingKey()));
     }
+}
+
+int DeviceStackLink::GetDescriptor() {
+    return connected_ && !ended_ ? stream_.next_layer().socket().native_handle() : -1;
 }
 
 void DeviceStackLink::Read() {
@@ -129,54 +174,77 @@ bool DeviceStackLink::HandOverFrame() {
     }
 }
 
-bool DeviceStackLink::Send(const std::string& text) {
+bool DeviceStackLink::Send(const std::string& message) {
+    std::string frame = EncodeBinaryFrame(message, MakeMaskingKey());
     const boost::lock_guard<boost::mutex> lock(mutex_);
     if (!open_) {
         return false;
     }
     if (queuedBytes_ >= LongestQueue) {
         open_ = false;
-        asio::post(stream_.get_executor(), [self = shared_from_this()] { self->End(asio::error::no_buffer_space); });
+        owner_->Post([self = shared_from_this()] { self->End(asio::error::no_buffer_space); });
         return false;
     }
-    EnqueueLocked(text);
+    WriteLocked(std::move(frame));
     return true;
 }
 
-void DeviceStackLink::EnqueueLocked(const std::string& text) {
-    queue_.push_back(text);
-    queuedBytes_ += text.size();
-    if (!std::exchange(writing_, true)) {
-        asio::post(stream_.get_executor(), [self = shared_from_this()] { self->Write(); });
-    }
-}
-
-void DeviceStackLink::Write() {
-    const std::string* frame = nullptr;
-    {
-        const boost::lock_guard<boost::mutex> lock(mutex_);
-        if (queue_.empty()) {
-            writing_ = false;
-        } else {
-            frame = &queue_.front();
-        }
-    }
-    if (frame == nullptr) {
-        CloseWhenWritten();
-        return;
-    }
-    stream_.async_write(asio::buffer(*frame), [self = shared_from_this()](const error_code& error, std::size_t) {
-        if (error || self->ended_) {
-            self->End(error);
+/// What cannot be sent at once is queued, also where the socket is broken: the thread that runs the context finds out.
+void DeviceStackLink::WriteLocked(std::string bytes) {
+    if (queue_.empty()) {
+        error_code ignored;
+        bytes.erase(0, SendSomeLocked(bytes, ignored));
+        if (bytes.empty()) {
             return;
         }
-        {
-            const boost::lock_guard<boost::mutex> lock(self->mutex_);
-            self->queuedBytes_ -= self->queue_.front().size();
-            self->queue_.pop_front();
+        owner_->Post([self = shared_from_this()] { self->WriteQueued(); });
+    }
+    queuedBytes_ += bytes.size();
+    queue_.push_back(std::move(bytes));
+}
+
+std::size_t DeviceStackLink::SendSomeLocked(const std::string& bytes, error_code& error) {
+    const ssize_t sent = ::send(descriptor_, bytes.data(), bytes.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    error = sent == -1 ? error_code(errno, boost::system::system_category()) : error_code();
+    return sent == -1 ? 0 : static_cast<std::size_t>(sent);
+}
+
+void DeviceStackLink::WriteQueued() {
+    if (ended_) {
+        return;
+    }
+    stream_.next_layer().socket().async_wait(asio::socket_base::wait_write,
+                                             [self = shared_from_this()](const error_code& error) {
+                                                 if (error || self->ended_) {
+                                                     self->End(error);
+                                                     return;
+                                                 }
+                                                 self->SendQueued();
+                                             });
+}
+
+void DeviceStackLink::SendQueued() {
+    error_code error;
+    {
+        const boost::lock_guard<boost::mutex> lock(mutex_);
+        while (!queue_.empty() && !error) {
+            std::string& front = queue_.front();
+            const std::size_t sent = SendSomeLocked(front, error);
+            queuedBytes_ -= sent;
+            front.erase(0, sent);
+            if (front.empty()) {
+                queue_.pop_front();
+            }
         }
-        self->Write();
-    });
+        if (queue_.empty()) {
+            return;
+        }
+    }
+    if (error != asio::error::would_block) {
+        End(error);
+        return;
+    }
+    WriteQueued();
 }
 
 void DeviceStackLink::Close(std::chrono::steady_clock::duration timeout) {
@@ -184,40 +252,33 @@ void DeviceStackLink::Close(std::chrono::steady_clock::duration timeout) {
         End(asio::error::operation_aborted);
         return;
     }
-    bool writing = false;
     {
         const boost::lock_guard<boost::mutex> lock(mutex_);
         open_ = false;
-        writing = writing_;
     }
-    closing_ = true;
     closeTimer_.expires_after(timeout);
     closeTimer_.async_wait([self = shared_from_this()](const error_code& error) {
         if (!error) {
             self->End(asio::error::timed_out);
         }
     });
-    if (!writing) {
-        CloseWhenWritten();
-    }
-}
-
-void DeviceStackLink::CloseWhenWritten() {
-    if (!closing_ || ended_) {
-        return;
-    }
+    // Goes out after what is queued.
     stream_.async_close(websocket::close_code::normal,
                         [self = shared_from_this()](const error_code& error) { self->End(error); });
+}
+
+/// Before it is closed: its number may soon be another one's.
+void DeviceStackLink::ForgetSocket() {
+    const boost::lock_guard<boost::mutex> lock(mutex_);
+    open_ = false;
+    descriptor_ = -1;
 }
 
 void DeviceStackLink::End(const error_code& reason) {
     if (std::exchange(ended_, true)) {
         return;
     }
-    {
-        const boost::lock_guard<boost::mutex> lock(mutex_);
-        open_ = false;
-    }
+    ForgetSocket();
     closeTimer_.cancel();
     stream_.next_layer().close();
     owner_->OnLinkEnded(reason);

@@ -1,30 +1,35 @@
 #pragma once
 
+#include <boost/asio/generic/stream_protocol.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/websocket/stream.hpp>
 #include <boost/thread/mutex.hpp>
 #include <chrono>
 #include <cstddef>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "SharedWriteStream.h"
+
 namespace Ostra {
 
-/// One WebSocket connection (RFC 6455) to a device stack, from connecting to its end. Its work is done on the thread
-/// that runs `context`; only `Send` may be called from any thread.
+/// One WebSocket connection (RFC 6455) to a device stack, from connecting to its end. Its work is done by the thread
+/// that runs `context`, one at a time; only `Send` may be called by any thread.
 class DeviceStackLink : public std::enable_shared_from_this<DeviceStackLink> {
 public:
     using Endpoint = boost::asio::ip::tcp::endpoint;
 
-    /// Called on the io thread. The link does not own it.
+    /// Called by the thread that runs the context, but for `Post`. The link does not own it.
     class Owner {
     public:
+        /// Has `work` done by the thread that runs the context, soon. Any thread.
+        virtual void Post(std::function<void()> work) = 0;
         /// The connection stands; the owner may now call `Open`.
         virtual void OnLinkConnected() = 0;
         virtual void OnLinkFrame(const std::string& text) = 0;
@@ -37,42 +42,52 @@ public:
 
     DeviceStackLink(boost::asio::io_context& context, Owner& owner);
 
-    /// Tries the end points in turn, for `timeout` in all.
-    void Connect(std::vector<Endpoint> endpoints, std::chrono::steady_clock::duration timeout);
+    /// Tries the end points in turn, for `timeout` in all; those of the loopback interface by their local socket first.
+    void Connect(const std::vector<Endpoint>& endpoints, std::chrono::steady_clock::duration timeout);
 
-    /// Queues `firstFrames`; from now on `Send` works.
-    void Open(const std::vector<std::string>& firstFrames);
+    /// Sends `firstMessages`; from now on `Send` works.
+    void Open(const std::vector<std::string>& firstMessages);
 
-    /// Queues a frame. False when the link is not open. Ends a link whose peer has left 64 MiB unread.
-    bool Send(const std::string& text);
+    /// What is read from; -1 while there is no connection.
+    int GetDescriptor();
+
+    /// Sends a message on the calling thread, as far as the socket takes it at once; the rest is queued, and so is what
+    /// is sent after it. Does not wait. False when the link is not open. Ends a link whose peer has left 64 MiB unread.
+    bool Send(const std::string& message);
 
     /// Sends what is queued and closes, for `timeout` at most.
     void Close(std::chrono::steady_clock::duration timeout);
 
 private:
-    void ConnectNext(const boost::system::error_code& lastError);
-    void ShakeHands();
+    struct Address {
+        boost::asio::generic::stream_protocol::endpoint endpoint;
+        std::string host;
+    };
+
+    void TryAddress(const boost::system::error_code& lastError);
+    void TryNextAddress(const boost::system::error_code& lastError);
+    void OnConnected();
     void Read();
     bool HandOverFrame();
-    void EnqueueLocked(const std::string& text);
-    void Write();
-    void CloseWhenWritten();
+    void WriteLocked(std::string bytes);
+    std::size_t SendSomeLocked(const std::string& bytes, boost::system::error_code& error);
+    void WriteQueued();
+    void SendQueued();
+    void ForgetSocket();
     void End(const boost::system::error_code& reason);
 
     Owner* owner_;
-    boost::beast::websocket::stream<boost::beast::tcp_stream> stream_;
+    boost::beast::websocket::stream<SharedWriteStream> stream_;
     boost::asio::steady_timer closeTimer_;
-    std::vector<Endpoint> endpoints_;
-    std::size_t nextEndpoint_ = 0;
+    std::deque<Address> addresses_;  ///< still to be tried; the first one is being tried
     boost::beast::flat_buffer readBuffer_;
     bool connected_ = false;
-    bool closing_ = false;
     bool ended_ = false;
 
     boost::mutex mutex_;
     bool open_ = false;
-    bool writing_ = false;
-    std::deque<std::string> queue_;  ///< the front one is being written while `writing_` is set
+    int descriptor_ = -1;
+    std::deque<std::string> queue_;  ///< what the socket has not taken yet
     std::size_t queuedBytes_ = 0;
 };
 

@@ -181,6 +181,31 @@ TEST_F(AppInterfaceTest, tellsTheAppNothingThatItWroteItself) {
     EXPECT_EQ(heard, (Texts{"integer 1", "integer 3"}));
 }
 
+TEST_F(AppInterfaceTest, anOwnReportDoesNotOvertakeAValueThatTheAppHasNotHeardYet) {
+    Texts heard;
+    deviceStack.onWrite = nullptr;
+    RunOnce([&] {
+        OnValue(1, [&](const orn_value& value) { heard.push_back(ToText(value)); });
+        sut->OnCoValue(1, ZANVALUE::FromInteger(5));
+        Set(1, Integer(7));
+        sut->OnCoValue(1, ZANVALUE::FromInteger(7));
+        Post([&] { heard.push_back(Get(1)); });
+    });
+    EXPECT_EQ(heard, (Texts{"integer 5", "integer 7"}));
+}
+
+TEST_F(AppInterfaceTest, anOwnReportThatComesAloneIsNotHeardEither) {
+    Texts heard;
+    deviceStack.onWrite = nullptr;
+    RunOnce([&] {
+        OnValue(1, [&](const orn_value& value) { heard.push_back(ToText(value)); });
+        Set(1, Integer(7));
+        sut->OnCoValue(1, ZANVALUE::FromInteger(7));
+        sut->OnCoValue(1, ZANVALUE::FromInteger(7));
+    });
+    EXPECT_EQ(heard, Texts{"integer 7"});
+}
+
 TEST_F(AppInterfaceTest, tellsEverythingAfterAReconnect) {
     Texts heard;
     deviceStack.onWrite = nullptr;  // the report is lost with the connection

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <boost/thread/thread_only.hpp>
+#include <chrono>
+
 namespace {
 
 using LocalDevice::CoValues;
@@ -135,6 +138,36 @@ TEST_F(CoValuesTest, aNewConnectionReportsNoEarlierWrite) {
 TEST_F(CoValuesTest, aCoCanLoseItsValue) {
     EXPECT_TRUE(IsNews(2, ZANVALUE{}));
     EXPECT_EQ(sut.Get(2), std::nullopt);
+}
+
+TEST_F(CoValuesTest, theReportOfTheOldestWriteIsTakenOnce) {
+    Set(1, A);
+    EXPECT_FALSE(sut.TakeOwnReport(1, B, now));
+    EXPECT_TRUE(sut.TakeOwnReport(1, A, now));
+    EXPECT_FALSE(sut.TakeOwnReport(1, A, now));
+    EXPECT_TRUE(IsNews(1, A));
+}
+
+TEST_F(CoValuesTest, aReportThatIsNotTakenChangesNothing) {
+    EXPECT_FALSE(sut.TakeOwnReport(2, B, now));
+    EXPECT_EQ(sut.Get(2), A);
+    EXPECT_FALSE(sut.TakeOwnReport(4, A, now));
+}
+
+TEST_F(CoValuesTest, aReportThatComesTooLateIsNotTaken) {
+    Set(1, A);
+    EXPECT_FALSE(sut.TakeOwnReport(1, A, now + CoValues::ReportLifetime + std::chrono::seconds(1)));
+}
+
+TEST_F(CoValuesTest, whileTheAppIsWritingNoReportIsWaitedFor) {
+    Set(1, A);
+    EXPECT_TRUE(sut.Set(1, B, now, [this] {
+        boost::thread reader([this] { EXPECT_FALSE(sut.TakeOwnReport(1, A, now)); });
+        reader.join();
+        return true;
+    }));
+    EXPECT_TRUE(sut.TakeOwnReport(1, A, now));
+    EXPECT_TRUE(sut.TakeOwnReport(1, B, now));
 }
 
 }  // namespace

@@ -27,6 +27,12 @@ class FakeDeviceStack::Session : public std::enable_shared_from_this<Session> {
 public:
     Session(Tcp::socket socket, FakeDeviceStack& owner) : owner_(&owner), stream_(std::move(socket)) {
         stream_.binary(true);
+        stream_.read_message_max(0);
+        stream_.control_callback([this](websocket::frame_type kind, boost::beast::string_view text) {
+            if (kind == websocket::frame_type::pong) {
+                owner_->OnPong(std::string(text));
+            }
+        });
     }
 
     void Start(Manner manner) {
@@ -38,10 +44,11 @@ public:
                 return;
             case Manner::Talks:
             case Manner::NeverReads:
-                stream_.async_accept([self = shared_from_this(), manner](const error_code& error) {
+                reads_ = manner == Manner::Talks;
+                stream_.async_accept([self = shared_from_this()](const error_code& error) {
                     self->shaken_ = !error;
                     self->Write();
-                    if (!error && manner == Manner::Talks) {
+                    if (!error && self->reads_) {
                         self->Read();
                     }
                 });
@@ -58,6 +65,21 @@ public:
     void Drop() {
         error_code ignored;
         stream_.next_layer().close(ignored);
+    }
+
+    void Close() {
+        stream_.async_close(websocket::close_code::going_away, [self = shared_from_this()](const error_code&) {});
+    }
+
+    void Ping(const std::string& text) {
+        stream_.async_ping(websocket::ping_data(text), [self = shared_from_this()](const error_code&) {});
+    }
+
+    /// The client may have seen the end of the handshake earlier than this side.
+    void BeginToRead() {
+        if (!std::exchange(reads_, true) && shaken_) {
+            Read();
+        }
     }
 
 private:
@@ -92,6 +114,7 @@ private:
     boost::beast::flat_buffer buffer_;
     std::deque<std::string> queue_;
     bool shaken_ = false;
+    bool reads_ = false;
 };
 
 FakeDeviceStack::FakeDeviceStack(Manner manner) : endpoint_(asio::ip::address_v4::loopback(), 0), manner_(manner) {
@@ -128,13 +151,29 @@ FakeDeviceStack::Manner FakeDeviceStack::GetManner() {
 }
 
 std::string FakeDeviceStack::NextFrame() {
+    return Next(frames_);
+}
+
+std::string FakeDeviceStack::NextPong() {
+    return Next(pongs_);
+}
+
+std::string FakeDeviceStack::Next(std::deque<std::string>& texts) {
     boost::unique_lock<boost::mutex> lock(mutex_);
-    if (!changed_.wait_for(lock, LongestWait, [this] { return !frames_.empty(); })) {
+    if (!changed_.wait_for(lock, LongestWait, [&texts] { return !texts.empty(); })) {
         return {};
     }
-    std::string frame = std::move(frames_.front());
-    frames_.pop_front();
-    return frame;
+    std::string text = std::move(texts.front());
+    texts.pop_front();
+    return text;
+}
+
+void FakeDeviceStack::BeginToRead() {
+    asio::post(context_, [this] { session_->BeginToRead(); });
+}
+
+void FakeDeviceStack::Ping(const std::string& text) {
+    asio::post(context_, [this, text] { session_->Ping(text); });
 }
 
 void FakeDeviceStack::SendFrame(const std::string& frame) {
@@ -143,6 +182,10 @@ void FakeDeviceStack::SendFrame(const std::string& frame) {
 
 void FakeDeviceStack::DropConnection() {
     asio::post(context_, [this] { session_->Drop(); });
+}
+
+void FakeDeviceStack::CloseConnection() {
+    asio::post(context_, [this] { session_->Close(); });
 }
 
 void FakeDeviceStack::StopListening() {
@@ -199,6 +242,14 @@ void FakeDeviceStack::OnFrame(const std::string& frame) {
     if (reply) {
         session_->Send(reply(frame));
     }
+}
+
+void FakeDeviceStack::OnPong(const std::string& text) {
+    {
+        const boost::lock_guard<boost::mutex> lock(mutex_);
+        pongs_.push_back(text);
+    }
+    changed_.notify_all();
 }
 
 void FakeDeviceStack::OnClosed(bool properly) {

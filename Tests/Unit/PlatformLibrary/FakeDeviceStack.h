@@ -36,6 +36,15 @@ public:
     std::string NextFrame();
     void SendFrame(const std::string& frame);
     void DropConnection();
+    /// Takes leave of the client, as a device stack does that ends.
+    void CloseConnection();
+
+    /// Of a session that was told never to read.
+    void BeginToRead();
+    /// Sends a ping with `text`.
+    void Ping(const std::string& text);
+    /// The text of the next pong that came in; waits for it, 20 s at most (then the empty string).
+    std::string NextPong();
 
     void StopListening();
     void ListenAgain();
@@ -52,6 +61,8 @@ private:
     void Listen();
     void Accept();
     void OnFrame(const std::string& frame);
+    void OnPong(const std::string& text);
+    std::string Next(std::deque<std::string>& texts);
     void OnClosed(bool properly);
     Manner GetManner();
 
@@ -65,6 +76,7 @@ private:
     Manner manner_;
     Reply reply_;
     std::deque<std::string> frames_;
+    std::deque<std::string> pongs_;
     std::vector<std::chrono::steady_clock::time_point> connections_;
     bool closedProperly_ = false;
 
