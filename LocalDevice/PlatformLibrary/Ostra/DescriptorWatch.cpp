@@ -29,7 +29,7 @@ epoll_event MakeEvent(int descriptor, std::uint32_t events) {
 DescriptorWatch::DescriptorWatch()
     : epoll_(Checked(epoll_create1(EPOLL_CLOEXEC), "epoll_create1")), wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     auto event = MakeEvent(wake_, EPOLLIN);
-    if (epoll_ctl(epoll_, EPOLL_CTL_ADD, wake_, &event) == -1) {
+    if (wake_ == -1 || epoll_ctl(epoll_, EPOLL_CTL_ADD, wake_, &event) == -1) {
         const int error = errno;
         close(wake_);
         close(epoll_);

@@ -142,9 +142,9 @@ TEST_F(ControlServerTest, ALineThatIsTooLongEndsTheConnection) {
 
 TEST_F(ControlServerTest, ASlowRequestHoldsUpNobodyElse) {
     boost::promise<void> release;
-    Make([&release](const json& request) {
+    Make([released = release.get_future().share()](const json& request) {
         if (request == "slow") {
-            release.get_future().wait();
+            released.wait();
         }
         return Echo(request);
     });
@@ -160,8 +160,7 @@ TEST_F(ControlServerTest, ManySlowRequestsHoldUpNobodyElse) {
     constexpr std::size_t Count = 40;
     std::atomic<std::size_t> waiting{0};
     boost::promise<void> release;
-    const auto released = release.get_future().share();
-    Make([&waiting, released](const json& request) {
+    Make([&waiting, released = release.get_future().share()](const json& request) {
         if (request == "slow") {
             ++waiting;
             released.wait();
@@ -184,18 +183,19 @@ TEST_F(ControlServerTest, ManySlowRequestsHoldUpNobodyElse) {
 
 TEST_F(ControlServerTest, AClientThatLeavesDuringItsRequestEndsNothingElse) {
     boost::promise<void> entered;
+    const auto isEntered = entered.get_future().share();
     boost::promise<void> release;
-    Make([&entered, &release](const json& request) {
+    Make([&entered, released = release.get_future().share()](const json& request) {
         if (request == "slow") {
             entered.set_value();
-            release.get_future().wait();
+            released.wait();
         }
         return Echo(request);
     });
     {
         Client slow(path);
         slow.Send("\"slow\"\n");
-        entered.get_future().wait();
+        isEntered.wait();
     }
     EXPECT_EQ(Client(path).Ask("1"), R"({"got":1,"ok":true})");
     release.set_value();
@@ -204,6 +204,7 @@ TEST_F(ControlServerTest, AClientThatLeavesDuringItsRequestEndsNothingElse) {
 
 TEST_F(ControlServerTest, TheEndOfTheServerWaitsForTheRequestsThatAreExecuted) {
     boost::promise<void> entered;
+    const auto isEntered = entered.get_future().share();
     std::atomic<bool> isEnding{false};
     std::atomic<bool> isExecuted{false};
     Make([&](const json& request) {
@@ -216,7 +217,7 @@ TEST_F(ControlServerTest, TheEndOfTheServerWaitsForTheRequestsThatAreExecuted) {
     });
     Client client(path);
     client.Send("1\n");
-    entered.get_future().wait();
+    isEntered.wait();
     boost::thread ending([&isEnding, this] {
         while (boost::filesystem::exists(path)) {
             boost::this_thread::yield();
