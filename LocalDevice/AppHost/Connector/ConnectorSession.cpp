@@ -49,7 +49,9 @@ void ConnectorSession::End(const std::string& reason) {
     if (std::exchange(hasEnded_, true)) {
         return;
     }
-    host_.set_running(&host_, false);
+    if (hasGreeted_) {  // a stranger's end is nobody's
+        host_.set_running(&host_, false);
+    }
     SetAlive(true);  // the next one is another app
     if (!isStopping_) {
         host_.log(&host_, ORN_LOG_ERROR, reason.c_str());

@@ -127,8 +127,29 @@ TEST_F(ManagedApp, throwsAtItsStartAndNeverRuns) {
     StartConnectorHost();
     ExpectErrorLine("The managed app failed: System.InvalidOperationException: not today");
     EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
+    EXPECT_EQ(NextReport(), Stopped);
+    EXPECT_EQ(CountHeartbeats(), 1U) << "with which the device's watchdog begins";
     Write(Event, ShutDown);
     EXPECT_EQ(NextReports(2), (Texts{Stopping, Stopped}));
+}
+
+TEST_F(ManagedApp, oneThatFailedAtItsStartIsReportedAgainAfterTheDeviceTookItForRunning) {
+    StartAppHost("throw-at-start");
+    StartConnectorHost();
+    EXPECT_EQ(NextReport(), Stopped);
+    connectorHost_->WaitForExit();
+    Write(State, "3.1:2");  // as the device does at the end of the debug mode
+
+    StartConnectorHost();
+
+    EXPECT_EQ(NextReport(), Stopped);
+}
+
+TEST_F(ManagedApp, endsItsProcessAtItsStartAndIsReported) {
+    StartAppHost("exit-at-start");
+    StartConnectorHost();
+    ExpectStoppedInTime();
+    EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(3));
 }
 
 TEST_F(ManagedApp, valueThatIsNoneEndsIt) {
@@ -215,6 +236,7 @@ TEST_F(ManagedApp, assemblyWithoutAnAppIsNamed) {
     StartAppHost("none");
     StartConnectorHost("NoManagedApp");
     ExpectErrorLine("NoManagedApp.dll has 0 public classes that implement Orn.IApp, expected one");
+    EXPECT_EQ(NextReport(), Stopped);
     EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
 }
 
@@ -232,6 +254,7 @@ TEST_F(ManagedApp, fileThatIsNoAssemblyIsNamed) {
     StartAppHost("none");
     StartConnectorHostWith(file);
     ExpectErrorLine(file + " is no assembly");
+    EXPECT_EQ(NextReport(), Stopped);
     EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
     EXPECT_EQ(connectorHost_->GetErrorLines(), Texts{"OrnAppConnectorHost: " + file + " is no assembly"});
 }

@@ -3,7 +3,7 @@ using System.Threading;
 using Orn;
 
 /// <summary>
-/// Makes the trouble that its text parameter 1 names: "throw-at-start" at its start, the others when CO 1 gets a value.
+/// Makes the trouble that its text parameter 1 names: those "at-start" at its start, the others when CO 1 gets a value.
 /// Tells on CO 2 what happens to it.
 /// </summary>
 public sealed class TroubleManagedApp : IApp
@@ -18,6 +18,10 @@ public sealed class TroubleManagedApp : IApp
         if (trouble == "throw-at-start")
         {
             throw new InvalidOperationException("not today");
+        }
+        if (trouble == "exit-at-start")
+        {
+            Environment.Exit(3);
         }
         device.OnCommunication(on => device.SetValue(2, on ? "on" : "off"));
         device.OnValue(1, OnValue);

@@ -82,6 +82,16 @@ TEST_F(ConnectorTest, HostThatFallsSilentIsNoticedWithinTwoSeconds) {
     EXPECT_THAT(host_.Take(2), ElementsAre("not running", "The connector host does not answer"));
 }
 
+TEST_F(ConnectorTest, StrangerWhoGoesIsNoHostThatEnds) {
+    stream_.close();
+    EXPECT_THAT(host_.Take(2), ElementsAre("not running", "The connection to the connector host is lost"));
+
+    Stream stranger("127.0.0.1", std::to_string(sut_.GetPort()));
+    stranger << "GET / HTTP/1.1\n" << std::flush;
+
+    EXPECT_THAT(host_.Take(1), ElementsAre("Somebody who is no connector host has connected"));
+}
+
 TEST_F(ConnectorTest, HostThatIsDisconnectedIsNoticedAtOnce) {
     stream_ << "running\n" << std::flush;
     EXPECT_THAT(host_.Take(1), ElementsAre("running"));

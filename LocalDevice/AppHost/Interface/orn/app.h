@@ -194,7 +194,8 @@ struct orn_host {
 
     /**
      * Tells whether the app can do its work. It can, from the return of orn_app_start on, unless it has said otherwise.
-     * While it cannot, the run state is not "Running" and there is no heartbeat: after a minute the device restarts.
+     * While it cannot, the run state is "Stopped" and there is no heartbeat: after a minute the device restarts. One that
+     * says so in orn_app_start is still starting, and has 90 s until it can, or until it says so again, elsewhere.
      * For an app that depends on another process. Any thread.
      */
     void (*set_running)(const orn_host* host, bool running);
