@@ -19,13 +19,11 @@ ConnectorSession::ConnectorSession(asio::ip::tcp::socket socket, const orn_host&
       handlers_(std::move(handlers)),
       durations_(durations),
       pingTimer_(socket_.get_executor()),
-      silenceTimer_(socket_.get_executor()),
       input_(ConnectorProtocol::LongestLine) {}
 
 void ConnectorSession::Begin() {
     Send(ConnectorProtocol::Greeting);
-    AwaitSpeech();
-    Ping();
+    AwaitPing();
     Read();
 }
 
@@ -59,7 +57,6 @@ void ConnectorSession::End(const std::string& reason) {
     error_code ignored;  // whatever is left of the connection goes
     socket_.close(ignored);
     pingTimer_.cancel();
-    silenceTimer_.cancel();
     handlers_.onEnd();
 }
 
@@ -98,7 +95,7 @@ void ConnectorSession::Read() {
             std::istream stream(&self->input_);
             std::string line;
             std::getline(stream, line);
-            self->AwaitSpeech();
+            self->silentPings_ = 0;
             self->OnLine(std::move(line));
             if (!self->hasEnded_) {
                 self->Read();
@@ -106,23 +103,24 @@ void ConnectorSession::Read() {
         });
 }
 
-void ConnectorSession::Ping() {
+void ConnectorSession::AwaitPing() {
     pingTimer_.expires_after(durations_.ping);
     pingTimer_.async_wait([self = shared_from_this()](const error_code& error) {
         if (!error && !self->hasEnded_) {
-            self->Tell("ping");
             self->Ping();
         }
     });
 }
 
-void ConnectorSession::AwaitSpeech() {
-    silenceTimer_.expires_after(durations_.silence);
-    silenceTimer_.async_wait([self = shared_from_this()](const error_code& error) {
-        if (!error) {
-            self->End("The connector host does not answer");
-        }
-    });
+/// Silence is counted in pings: a pause of this process, in which nobody was asked, is no silence of the host.
+void ConnectorSession::Ping() {
+    if (silentPings_ * durations_.ping >= durations_.silence) {
+        End("The connector host does not answer");
+        return;
+    }
+    ++silentPings_;
+    Tell("ping");
+    AwaitPing();
 }
 
 void ConnectorSession::OnLine(std::string line) {

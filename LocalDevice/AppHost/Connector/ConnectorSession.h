@@ -26,7 +26,7 @@ public:
 
     struct Durations {
         Milliseconds ping;     ///< from one ping to the next
-        Milliseconds silence;  ///< of a host that counts as gone
+        Milliseconds silence;  ///< of a host that counts as gone, in whole pings
         Milliseconds hang;     ///< of a call of the app, after which the app does not go on
     };
 
@@ -43,8 +43,8 @@ private:
     void Send(const std::string& line);
     void Write();
     void Read();
+    void AwaitPing();
     void Ping();
-    void AwaitSpeech();
     void OnLine(std::string line);
     void OnSet(std::string line);
     void OnLog(std::string line);
@@ -57,9 +57,9 @@ private:
     const Durations durations_;
 
     boost::asio::steady_timer pingTimer_;
-    boost::asio::steady_timer silenceTimer_;
     boost::asio::streambuf input_;
     std::deque<std::string> output_;
+    int silentPings_ = 0;  ///< in a row, without a line of the host
     bool hasGreeted_ = false;
     bool isStopping_ = false;
     bool isAlive_ = true;

@@ -1,5 +1,6 @@
 #include <boost/filesystem/fstream.hpp>
 #include <boost/filesystem/operations.hpp>
+#include <boost/thread/thread_only.hpp>
 #include <csignal>
 #include <string>
 #include <vector>
@@ -209,6 +210,20 @@ TEST_F(ManagedApp, frozenOneIsReported) {
     ExpectErrorLine("The connector host does not answer");
     connectorHost_->Signal(SIGCONT);
     EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
+}
+
+TEST_F(ManagedApp, pauseOfTheAppHostIsNoSilenceOfTheApp) {
+    StartBoth("echo");
+    appHost->Signal(SIGSTOP);
+    boost::this_thread::sleep_for(boost::chrono::seconds(3));  // twice the silence of a host that counts as gone
+    appHost->Signal(SIGCONT);
+
+    Write(Co1, "3.1:7");
+
+    EXPECT_EQ(NextReport(), "1010021 3.1:7");
+    boost::this_thread::sleep_for(boost::chrono::seconds(1));
+    Write(Co1, "3.1:8");
+    EXPECT_EQ(NextReport(), "1010021 3.1:8");
 }
 
 TEST_F(ManagedApp, oneThatHangsIsReportedAndGoesOn) {
