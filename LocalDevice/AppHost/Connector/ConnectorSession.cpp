@@ -12,6 +12,13 @@ namespace LocalDevice {
 namespace asio = boost::asio;
 using boost::system::error_code;
 
+namespace {
+
+/// The values of a host after which the app thread, which hears of each, has to come along.
+constexpr std::size_t MostValues = 256;
+
+}  // namespace
+
 ConnectorSession::ConnectorSession(asio::ip::tcp::socket socket, const orn_host& host, Handlers handlers,
                                    Durations durations)
     : socket_(std::move(socket)),
@@ -35,6 +42,7 @@ void ConnectorSession::Tell(const std::string& line) {
 
 void ConnectorSession::Stop() {
     isStopping_ = true;
+    GoOn();  // the app thread waits for the end
     if (hasGreeted_) {
         Send("stop");
     } else {
@@ -97,10 +105,17 @@ void ConnectorSession::Read() {
             std::getline(stream, line);
             self->silentPings_ = 0;
             self->OnLine(std::move(line));
-            if (!self->hasEnded_) {
+            if (!self->hasEnded_ && !self->isResting_) {
                 self->Read();
             }
         });
+}
+
+void ConnectorSession::GoOn() {
+    values_ = 0;
+    if (std::exchange(isResting_, false) && !hasEnded_) {
+        Read();
+    }
 }
 
 void ConnectorSession::AwaitPing() {
@@ -118,7 +133,7 @@ void ConnectorSession::Ping() {
         End("The connector host does not answer");
         return;
     }
-    ++silentPings_;
+    silentPings_ += isResting_ ? 0 : 1;
     Tell("ping");
     AwaitPing();
 }
@@ -164,6 +179,10 @@ void ConnectorSession::OnSet(std::string line) {
     if (result != ORN_OK) {
         const std::string warning = "A value for CO " + text + " was refused with " + std::to_string(result);
         host_.log(&host_, ORN_LOG_WARN, warning.c_str());
+    }
+    if (++values_ >= MostValues && !isStopping_) {
+        isResting_ = true;
+        handlers_.askForRoom();
     }
 }
 

@@ -4,6 +4,7 @@
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/streambuf.hpp>
 #include <chrono>
+#include <cstddef>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -22,6 +23,7 @@ public:
     struct Handlers {
         std::function<std::vector<std::string>()> getOpening;  ///< the lines that a new host is told
         std::function<void()> onEnd;                           ///< called once
+        std::function<void()> askForRoom;                      ///< lets `GoOn` be called when the app thread has room
     };
 
     struct Durations {
@@ -37,6 +39,8 @@ public:
     void Tell(const std::string& line);
     /// Asks the app to stop; the host ends the connection then.
     void Stop();
+    /// There is room for more values: the host is listened to again.
+    void GoOn();
 
 private:
     void End(const std::string& reason);
@@ -59,7 +63,9 @@ private:
     boost::asio::steady_timer pingTimer_;
     boost::asio::streambuf input_;
     std::deque<std::string> output_;
-    int silentPings_ = 0;  ///< in a row, without a line of the host
+    int silentPings_ = 0;     ///< in a row, without a line of the host
+    std::size_t values_ = 0;  ///< since there was room
+    bool isResting_ = false;  ///< listens no more until there is
     bool hasGreeted_ = false;
     bool isStopping_ = false;
     bool isAlive_ = true;

@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <boost/filesystem/fstream.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <boost/thread/thread_only.hpp>
@@ -79,6 +81,14 @@ protected:
         EXPECT_NE(line->find(level), std::string::npos) << *line;
     }
     void ExpectErrorLine(const std::string& text) { ExpectLine("ERROR", text); }
+
+    /// The memory of the app host that is in use, in bytes.
+    std::size_t GetMemory() const {
+        std::size_t totalPages = 0;
+        std::size_t residentPages = 0;
+        fs::ifstream("/proc/" + std::to_string(appHost->GetPid()) + "/statm") >> totalPages >> residentPages;
+        return residentPages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    }
 
     const std::string portFile_ = (fs::temp_directory_path() / fs::unique_path("orn-port-%%%%%%%%%%%%")).string();
     std::optional<ChildProcess> connectorHost_;
@@ -224,6 +234,26 @@ TEST_F(ManagedApp, pauseOfTheAppHostIsNoSilenceOfTheApp) {
     boost::this_thread::sleep_for(boost::chrono::seconds(1));
     Write(Co1, "3.1:8");
     EXPECT_EQ(NextReport(), "1010021 3.1:8");
+}
+
+TEST_F(ManagedApp, oneThatSetsValuesWithoutEndIsSlowedDownAndStopsWhenAsked) {
+    StartBoth("flood");
+    Call();
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(6);
+    EXPECT_EQ(NextReport(), "1010021 2.1:1");
+    const std::size_t before = GetMemory();
+    while (std::chrono::steady_clock::now() < limit) {
+        ASSERT_EQ(NextReport(), "1010021 2.1:1");
+    }
+    EXPECT_LT(GetMemory(), before + (std::size_t{6} << 20U));
+
+    const auto begin = std::chrono::steady_clock::now();
+    Write(Event, ShutDown);
+
+    while (NextReport() != Stopped) {
+        ASSERT_LT(std::chrono::steady_clock::now() - begin, ReportLimit);
+    }
+    EXPECT_EQ(WaitForExit(), ExitStatus::Exited(0));
 }
 
 TEST_F(ManagedApp, oneThatHangsIsReportedAndGoesOn) {

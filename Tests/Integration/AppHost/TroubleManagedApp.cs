@@ -52,12 +52,23 @@ public sealed class TroubleManagedApp : IApp
             case "exit":
                 Environment.Exit(3);
                 break;
+            case "flood":
+                new Thread(Flood) { IsBackground = true }.Start();
+                break;
             case "bad-value":
                 device.SetValue(2, new object());
                 break;
             case "echo":
                 device.SetValue(2, value);
                 break;
+        }
+    }
+
+    private void Flood()
+    {
+        for (;;)
+        {
+            device.SetValue(2, true);
         }
     }
 }

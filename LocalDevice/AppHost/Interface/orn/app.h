@@ -144,8 +144,9 @@ struct orn_host {
     orn_result (*get_value)(const orn_host* host, uint16_t co, orn_value* value);
 
     /**
-     * Sets the value of a CO, and with that sends it to the bus where the CO transmits. Returns at once; the values of
-     * one CO arrive in the order of the calls. A text longer than 14 characters scrolls. A value that the CO's
+     * Sets the value of a CO, and with that sends it to the bus where the CO transmits. Returns at once, unless hundreds
+     * of values are on their way: then the device stack has to catch up. The values of one CO arrive in the order of the
+     * calls. A text longer than 14 characters scrolls. A value that the CO's
      * data-point type cannot express does not reach the bus; the device's log says so.
      * ORN_BAD_ARGUMENT, ORN_NO_SUCH_CO, ORN_NOT_CONNECTED (the value is lost). Any thread.
      */
