@@ -170,6 +170,27 @@ TEST_F(ManagedApp, valueThatIsNoneEndsIt) {
     ExpectErrorLine("a value is a bool, a number or a string");
 }
 
+TEST_F(ManagedApp, ofALineThatIsTooLongTheBeginningIsLogged) {
+    StartBoth("long-line");
+    Call();
+    EXPECT_EQ(NextReport(), Told("logged"));
+    ExpectLine("INFO", "\u20ac\u20ac [...]");
+}
+
+TEST_F(ManagedApp, valueThatIsTooLongEndsIt) {
+    StartBoth("long-value");
+    Call();
+    ExpectStoppedInTime();
+    ExpectErrorLine("The managed app failed: System.ArgumentException: a text has 16384 characters at most");
+}
+
+TEST_F(ManagedApp, overflowOfItsStackIsReported) {
+    StartBoth("overflow");
+    Call();
+    ExpectStoppedInTime();
+    ExpectErrorLine("The managed app failed: System.StackOverflowException");
+}
+
 TEST_F(ManagedApp, endsItsProcessAndIsReported) {
     StartBoth("exit");
     Call();

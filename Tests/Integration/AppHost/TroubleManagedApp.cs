@@ -55,6 +55,16 @@ public sealed class TroubleManagedApp : IApp
             case "flood":
                 new Thread(Flood) { IsBackground = true }.Start();
                 break;
+            case "long-line":
+                device.Log(LogLevel.Info, new string('\u20ac', 5000000));
+                device.SetValue(2, "logged");
+                break;
+            case "long-value":
+                device.SetValue(2, new string('x', 5000000));
+                break;
+            case "overflow":
+                device.SetValue(2, Recurse(0));
+                break;
             case "bad-value":
                 device.SetValue(2, new object());
                 break;
@@ -62,6 +72,11 @@ public sealed class TroubleManagedApp : IApp
                 device.SetValue(2, value);
                 break;
         }
+    }
+
+    private static long Recurse(long depth)
+    {
+        return depth < 0 ? 0 : 1 + Recurse(depth + 1);
     }
 
     private void Flood()
