@@ -9,6 +9,7 @@
 
 #include "AppHostFixture.h"
 #include "Relay.h"
+#include "Stranger.h"
 
 namespace {
 
@@ -60,6 +61,17 @@ protected:
         unsigned short port = 0;
         fs::ifstream(portFile_) >> port;
         return port;
+    }
+    /// The port file is an old one, whose port is a stranger's, until the app host starts.
+    void MeetStrangerFirst(const std::string& text, std::chrono::milliseconds pause) {
+        IntegrationTest::Stranger stranger(text, pause);
+        fs::ofstream(portFile_) << stranger.GetPort() << '\n';
+        StartConnectorHost();
+        EXPECT_TRUE(stranger.AwaitClient());
+        const auto begin = std::chrono::steady_clock::now();
+        StartAppHost("echo");
+        EXPECT_EQ(NextReport(), Running);
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, ReportLimit);
     }
     void StartBoth(const std::string& trouble) {
         StartAppHost(trouble);
@@ -115,6 +127,14 @@ TEST_F(ManagedApp, connectorHostMayBeThereFirst) {
     StartConnectorHost();
     StartAppHost("echo");
     EXPECT_EQ(NextReport(), Running);
+}
+
+TEST_F(ManagedApp, strangerAtAnOldPortWhoSaysLittleIsLeft) {
+    MeetStrangerFirst("o", std::chrono::milliseconds(300));
+}
+
+TEST_F(ManagedApp, strangerAtAnOldPortWhoSaysOneLineWithoutEndIsLeft) {
+    MeetStrangerFirst(std::string(1U << 20U, 'o'), std::chrono::milliseconds(0));
 }
 
 TEST_F(ManagedApp, throwsAndIsReported) {
