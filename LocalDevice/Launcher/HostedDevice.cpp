@@ -4,6 +4,7 @@
 #include <boost/algorithm/string/join.hpp>
 #include <chrono>
 #include <nlohmann/json.hpp>
+#include <string_view>
 #include <utility>
 
 namespace LocalDevice {
@@ -12,6 +13,9 @@ namespace {
 
 /// The application program may have to wait for an app that does not end.
 constexpr std::chrono::seconds HostGrace{30};
+
+constexpr std::string_view Separator = " - ";  ///< in a log line of the app host, before its message
+
 bool IsAboutFailure(const nlohmann::json& message) {
     const std::string event = TextOf(message, "event");
     const std::string level = TextOf(message, "level");
@@ -35,6 +39,7 @@ HostedDevice::HostedDevice(boost::asio::io_context& io, int logicalDevice, const
 
 void HostedDevice::PowerOn() {
     lastErrors_.clear();
+    appError_.clear();
     host_.Start();
     Connect();
 }
@@ -57,6 +62,14 @@ bool HostedDevice::IsReady() const {
 std::string HostedDevice::GetRunStateText() const {
     constexpr std::array Names{"Stopped", "Starting", "Running", "Stopping"};
     return std::string("run state ") + (runState_ ? Names.at(static_cast<std::size_t>(*runState_)) : "unknown");
+}
+
+void HostedDevice::OnOutput(const std::string& line) {
+    const auto begin = line.find(" ERROR OrnAppHost");
+    const auto text = line.find(Separator, begin);
+    if (begin != std::string::npos && text != std::string::npos) {
+        appError_ = line.substr(text + Separator.size());
+    }
 }
 
 std::string HostedDevice::GetLastErrors() const {

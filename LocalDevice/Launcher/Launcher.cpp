@@ -20,6 +20,7 @@ namespace {
 
 constexpr std::chrono::seconds DeviceStackGrace{5};
 constexpr std::chrono::seconds RunningTimeout{60};
+constexpr std::chrono::milliseconds AppErrorDelay{200};
 constexpr std::uint8_t ManagedApp = 1;  ///< as a description has it
 
 /// A port that nobody listens on now.
@@ -48,6 +49,7 @@ Launcher::Launcher(const Options& options, const Installation& installation, Con
       directory_(options.directory),
       signals_(io_, SIGINT, SIGTERM),
       demoDeadline_(io_),
+      appErrorTimer_(io_),
       port_(options.port) {
     for (const std::string& file : options_.devices) {
         AddDevice(file);
@@ -75,7 +77,9 @@ void Launcher::AddDevice(const std::string& file) {
     HostedDevice::Handlers handlers;
     handlers.process.command = [this, index] { return HostCommand(*devices_[index]); };
     handlers.process.onOutput = [this, index](const std::string& line) {
-        if (!options_.quiet && !options_.once) {
+        if (options_.once) {
+            devices_[index]->OnOutput(line);
+        } else if (!options_.quiet) {
             console_.Print(devices_.size() > 1 ? "[" + std::to_string(index + 1) + "] " + line : line);
         }
     };
@@ -177,6 +181,7 @@ void Launcher::OnAppControl(int logicalDevice, AppControlWatcher::Point point, s
         return;
     }
     const std::string before = device.GetRunStateText();
+    const bool wasStarting = device.IsStarting();
     device.SetAppControl(point, value);
     if (device.GetRunStateText() != before) {
         console_.Tell(device.GetName(), device.GetRunStateText());
@@ -184,7 +189,24 @@ void Launcher::OnAppControl(int logicalDevice, AppControlWatcher::Point point, s
     if (point == AppControlWatcher::Point::RunState && value == AppControlWatcher::Running) {
         SetRunLed(true);
     }
+    if (options_.once && wasStarting && point == AppControlWatcher::Point::RunState &&
+        value == AppControlWatcher::Stopped) {
+        // What the app host wrote before it may still be on its way through the host's output.
+        appErrorTimer_.expires_after(AppErrorDelay);
+        appErrorTimer_.async_wait([this, &device](const boost::system::error_code& error) {
+            if (!error) {
+                OnAppFailed(device);
+            }
+        });
+    }
     PlayDemos();
+}
+
+void Launcher::OnAppFailed(const HostedDevice& device) {
+    if (goal_ == Goal::Run) {
+        const std::string& error = device.GetAppError();
+        Fail(device.GetName() + " cannot run: " + (error.empty() ? "its app ended at its start" : error));
+    }
 }
 
 void Launcher::OnDeviceStackOutput(const std::string& line) {
@@ -295,6 +317,7 @@ void Launcher::ContinuePowerOff() {
     }
     signals_.cancel();
     demoDeadline_.cancel();
+    appErrorTimer_.cancel();
     supervisor_.reset();
 }
 
