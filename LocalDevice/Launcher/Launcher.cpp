@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <array>
+#include <boost/algorithm/string/replace.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/system/system_error.hpp>
 #include <csignal>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 #include <variant>
 
@@ -38,6 +40,15 @@ std::string SerialText(const DeviceDescription& description) {
         text += Digits[byte & 0xFU];
     }
     return text;
+}
+
+/// As one word of a shell's command line (POSIX, 2.2.2).
+std::string Quote(const std::string& text) {
+    constexpr std::string_view Plain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789%+,-./:=@_";
+    if (!text.empty() && text.find_first_not_of(Plain) == std::string::npos) {
+        return text;
+    }
+    return "'" + boost::algorithm::replace_all_copy(text, "'", R"('\'')") + "'";
 }
 
 }  // namespace
@@ -391,14 +402,14 @@ std::string Launcher::NameOf(pid_t peer) const {
 /// How a developer starts what the device does not start in debug mode.
 void Launcher::TellDebugCommands(const HostedDevice& device) {
     const int logicalDevice = device.GetLogicalDevice();
-    const std::string portFile = "ORN_CONNECTOR_PORT_FILE=" + directory_.ConnectorPortFile(logicalDevice) + " ";
+    const std::string portFile = "ORN_CONNECTOR_PORT_FILE=" + Quote(directory_.ConnectorPortFile(logicalDevice)) + " ";
     console_.Tell(device.GetName(), "debug mode is on: the connector host is yours to start:");
-    console_.Tell(device.GetName(), portFile + "mono --debug " + installation_.AppConnectorHost() + " " +
-                                        installation_.ManagedApp(device.GetDescription().appId) + " 127.0.0.1");
+    console_.Tell(device.GetName(), portFile + "mono --debug " + Quote(installation_.AppConnectorHost()) + " " +
+                                        Quote(installation_.ManagedApp(device.GetDescription().appId)) + " 127.0.0.1");
     console_.Tell(device.GetName(), "and, after a restart of the application, the app host:");
     console_.Tell(device.GetName(), portFile + "ORN_DEVICE_STACK=" + DeviceStackAddress() + " " +
-                                        installation_.AppHost() + " " + installation_.ConnectorLibrary() + " " +
-                                        std::to_string(logicalDevice));
+                                        Quote(installation_.AppHost()) + " " + Quote(installation_.ConnectorLibrary()) +
+                                        " " + std::to_string(logicalDevice));
 }
 
 LaunchCommand Launcher::DeviceStackCommand() const {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <boost/filesystem/operations.hpp>
 #include <csignal>
 #include <cstdio>
 #include <fstream>
@@ -193,8 +194,14 @@ protected:
     }
 
     const EndToEnd::TemporaryFolder folder_;
-    const ChildProcess::Environment environment_{{"TMPDIR", folder_.GetPath().string()}};
+    const ChildProcess::Environment environment_{{"TMPDIR", MakeFolder(folder_.At("it's a folder"))}};
     std::optional<ChildProcess> sut_;
+
+private:
+    static std::string MakeFolder(const std::string& path) {
+        boost::filesystem::create_directory(path);
+        return path;
+    }
 };
 
 TEST_F(DebugMode, CommandLineThatIsToldRunsAsItStands) {
