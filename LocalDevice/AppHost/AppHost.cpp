@@ -50,7 +50,10 @@ int AppHost::Run(DeviceModel model) {
 
 bool AppHost::Start() {
     orn_result result = ORN_FAILED;
-    if (!Try([&] { result = app_.start(interface_->GetHost(), &appContext_); })) {
+    isStarting_ = true;
+    const bool returned = Try([&] { result = app_.start(interface_->GetHost(), &appContext_); });
+    isStarting_ = false;
+    if (!returned) {
         return false;
     }
     if (result != ORN_OK) {
@@ -140,7 +143,21 @@ void AppHost::OnReconnected() {
 
 void AppHost::OnRunning(bool running) {
     canWork_ = running;
-    loop_.Post([this] { UpdateRunState(); });
+    if (interface_->IsAppThread() && isStarting_) {
+        return;  // it is looked at when the start has ended: what cannot work yet may still be on its way
+    }
+    loop_.Post([this, running] { running ? UpdateRunState() : OnCannotWork(); });
+}
+
+/// Again, too, where it could not before: others may have written the run state meanwhile.
+void AppHost::OnCannotWork() {
+    if (canWork_) {
+        return;
+    }
+    if (state_ == RunState::Starting) {
+        WriteHeartbeat();  // the device's watchdog begins with the first one; without it a failed start would last
+    }
+    Report(RunState::Stopped);
 }
 
 void AppHost::OnAlive(bool alive) {
@@ -152,8 +169,6 @@ void AppHost::UpdateRunState() {
     if (canWork_ && state_ != RunState::Running) {
         Report(RunState::Running);
         SendHeartbeat();
-    } else if (!canWork_ && state_ == RunState::Running) {
-        Report(RunState::Stopped);
     }
 }
 
@@ -170,9 +185,12 @@ void AppHost::SendRunState(RunState state) {
 }
 
 void AppHost::SendHeartbeat() {
-    if (state_ != RunState::Running || !isAlive_) {
-        return;
+    if (state_ == RunState::Running && isAlive_) {
+        WriteHeartbeat();
     }
+}
+
+void AppHost::WriteHeartbeat() {
     const auto id = Zandrel::KnxOdsMapping::GetAppHostAppControlAliveObjModelId(logicalDevice_);
     deviceStack_.SetValue(id, ZANVALUE::FromBoolean(true));
 }

@@ -66,10 +66,15 @@ private:
     void SendRunState(RunState state);
     /// The app says whether it can work. Any thread.
     void OnRunning(bool running);
+    /// What follows from it, on the app thread.
+    void OnCannotWork();
     /// The app says whether it goes on. Any thread.
     void OnAlive(bool alive);
+    /// Reports "Running" where the app can work.
     void UpdateRunState();
+    /// The regular one, where it is due.
     void SendHeartbeat();
+    void WriteHeartbeat();
 
     const AppFunctions app_;
     const int logicalDevice_;
@@ -90,6 +95,7 @@ private:
     std::optional<AppInterface> interface_;
     void* appContext_ = nullptr;
     RunState state_ = RunState::Stopped;
+    bool isStarting_ = false;  ///< in the app's start
 };
 
 }  // namespace LocalDevice

@@ -209,6 +209,7 @@ orn_result AppInterface::SetValue(std::uint16_t co, const orn_value* value) {
     if (!id || !cos_.Exists(co)) {
         return ORN_NO_SUCH_CO;
     }
+    deviceStack_.AwaitRoom();
     const auto now = std::chrono::steady_clock::now();
     const bool sent = cos_.Set(co, *newValue, now, [&] { return deviceStack_.SetValue(*id, *newValue); });
     return sent ? ORN_OK : ORN_NOT_CONNECTED;

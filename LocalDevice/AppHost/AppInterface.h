@@ -33,6 +33,7 @@ public:
     AppInterface& operator=(const AppInterface&) = delete;
 
     const orn_host* GetHost() const noexcept { return &table_; }
+    bool IsAppThread() const noexcept { return boost::this_thread::get_id() == appThread_; }
 
     /// The device stack reports the value of a CO, which came at `arrival`. True when it is news to the app.
     bool IsNews(std::uint16_t co, const Zandrel::ZANVALUE& value, CoValues::TimePoint arrival);
@@ -56,7 +57,6 @@ private:
 
     static AppInterface& Of(const orn_host* host) noexcept { return *static_cast<const Table*>(host)->owner; }
     Table MakeTable(int logicalDevice);
-    bool IsAppThread() const noexcept { return boost::this_thread::get_id() == appThread_; }
 
     const char* GetTextOf(Zandrel::ParameterType type, std::uint16_t slot, const char* unset) const noexcept;
     orn_result GetNumberParameter(std::uint16_t slot, std::uint32_t* number) const;

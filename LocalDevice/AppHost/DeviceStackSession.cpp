@@ -4,6 +4,7 @@
 
 #include <boost/chrono/duration.hpp>
 #include <boost/date_time/posix_time/posix_time_duration.hpp>
+#include <boost/thread/lock_guard.hpp>
 #include <boost/thread/thread_only.hpp>
 #include <utility>
 
@@ -20,6 +21,7 @@ constexpr int ConnectionAttempts = 10;
 constexpr boost::chrono::milliseconds ConnectionPause{200};
 constexpr int RequestTimeoutSeconds = 5;
 constexpr unsigned int WarnAfterTimeouts = 3;
+constexpr unsigned int ValuesBetweenMarks = 256;
 
 }  // namespace
 
@@ -76,6 +78,18 @@ DeviceModel DeviceStackSession::ReadModel() {
 
 bool DeviceStackSession::SetValue(unsigned long id, const ZANVALUE& value) {
     return messenger_->SetValueAndIgnoreResponse(id, value);
+}
+
+/// The device stack works in order: its answer to a mark comes after all values before it. So at most those of two
+/// marks are on their way.
+void DeviceStackSession::AwaitRoom() {
+    const boost::lock_guard<boost::mutex> lock(roomMutex_);
+    if (++valuesSince_ < ValuesBetweenMarks) {
+        return;
+    }
+    valuesSince_ = 0;
+    const auto state = Mapping::GetAppHostAppControlStateObjModelId(logicalDevice_);
+    std::exchange(mark_, messenger_->GetValue(state, true)).IsAnswered();
 }
 
 void DeviceStackSession::Drain() {

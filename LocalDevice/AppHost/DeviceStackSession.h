@@ -2,6 +2,7 @@
 
 #include <log4cplus/logger.h>
 
+#include <boost/thread/mutex.hpp>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -52,6 +53,7 @@ public:
     DeviceModel ReadModel();
 
     bool SetValue(unsigned long id, const Zandrel::ZANVALUE& value) override;
+    void AwaitRoom() override;
 
     /// Waits, for 5 s at most, until the device stack has done what it was asked for so far. Any thread.
     void Drain();
@@ -78,6 +80,10 @@ private:
     std::unique_ptr<Ostra::IDeviceStackClient, Release> client_;
     std::optional<Zandrel::RemoteRequestMessengerDeviceStack> road_;
     std::optional<Zandrel::DscAsyncRequestMessenger> messenger_;
+
+    boost::mutex roomMutex_;
+    Zandrel::Docket mark_;          ///< a request among the values
+    unsigned int valuesSince_ = 0;  ///< after it
 };
 
 }  // namespace LocalDevice

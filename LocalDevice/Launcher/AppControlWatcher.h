@@ -22,6 +22,8 @@ public:
         Event,     ///< 1 shut down, 2 KNX communication on, 3 KNX communication off
         AppDebug,  ///< 1 when a developer starts the managed app by hand
     };
+    static constexpr int Stopped = 0;
+    static constexpr int Starting = 1;
     static constexpr int Running = 2;
     static constexpr int CommunicationOn = 2;
     static constexpr int DebugOn = 1;

@@ -3,11 +3,14 @@
 #include <array>
 #include <boost/algorithm/string/join.hpp>
 #include <nlohmann/json.hpp>
+#include <string_view>
 #include <utility>
 
 namespace LocalDevice {
 
 namespace {
+
+constexpr std::string_view Separator = " - ";  ///< in a log line of the app host, before its message
 
 bool IsAboutFailure(const nlohmann::json& message) {
     const std::string event = TextOf(message, "event");
@@ -32,6 +35,7 @@ HostedDevice::HostedDevice(boost::asio::io_context& io, int logicalDevice, const
 
 void HostedDevice::PowerOn() {
     lastErrors_.clear();
+    appError_.clear();
     host_.Start();
     Connect();
 }
@@ -54,6 +58,14 @@ bool HostedDevice::IsReady() const {
 std::string HostedDevice::GetRunStateText() const {
     constexpr std::array Names{"Stopped", "Starting", "Running", "Stopping"};
     return std::string("run state ") + (runState_ ? Names.at(static_cast<std::size_t>(*runState_)) : "unknown");
+}
+
+void HostedDevice::OnOutput(const std::string& line) {
+    const auto begin = line.find(" ERROR OrnAppHost");
+    const auto text = line.find(Separator, begin);
+    if (begin != std::string::npos && text != std::string::npos) {
+        appError_ = line.substr(text + Separator.size());
+    }
 }
 
 std::string HostedDevice::GetLastErrors() const {

@@ -56,6 +56,13 @@ public:
     /// Such as "run state Starting".
     std::string GetRunStateText() const;
 
+    bool IsStarting() const { return runState_ == AppControlWatcher::Starting; }
+
+    /// Takes in a line of the host's output, which is the app host's as well.
+    void OnOutput(const std::string& line);
+    /// What the app host said last of an error; empty where it said none since power-on.
+    const std::string& GetAppError() const { return appError_; }
+
     /// What the log of the host's plug-in said last of errors; empty where it said none since power-on.
     std::string GetLastErrors() const;
 
@@ -82,6 +89,7 @@ private:
     std::unique_ptr<DemoSession> demo_;
     bool isConnected_ = false;
     std::vector<std::string> lastErrors_;  ///< the oldest first
+    std::string appError_;
     std::optional<int> runState_;
     std::optional<int> appEvent_;
 };

@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <array>
+#include <boost/algorithm/string/replace.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/system/system_error.hpp>
 #include <csignal>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 #include <variant>
 
@@ -19,6 +21,7 @@ namespace LocalDevice {
 namespace {
 
 constexpr std::chrono::seconds RunningTimeout{60};
+constexpr std::chrono::milliseconds AppErrorDelay{200};
 constexpr std::uint8_t ManagedApp = 1;  ///< as a description has it
 
 /// A port that nobody listens on now.
@@ -38,6 +41,15 @@ std::string SerialText(const DeviceDescription& description) {
     return text;
 }
 
+/// As one word of a shell's command line (POSIX, 2.2.2).
+std::string Quote(const std::string& text) {
+    constexpr std::string_view Plain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789%+,-./:=@_";
+    if (!text.empty() && text.find_first_not_of(Plain) == std::string::npos) {
+        return text;
+    }
+    return "'" + boost::algorithm::replace_all_copy(text, "'", R"('\'')") + "'";
+}
+
 }  // namespace
 
 Launcher::Launcher(const Options& options, const Installation& installation, Console& console,
@@ -49,6 +61,7 @@ Launcher::Launcher(const Options& options, const Installation& installation, Con
       directory_(options.directory),
       signals_(io_, SIGINT, SIGTERM),
       demoDeadline_(io_),
+      appErrorTimer_(io_),
       port_(options.port) {
     for (const std::string& file : options_.devices) {
         AddDevice(file);
@@ -76,7 +89,9 @@ void Launcher::AddDevice(const std::string& file) {
     HostedDevice::Handlers handlers;
     handlers.process.command = [this, index] { return HostCommand(*devices_[index]); };
     handlers.process.onOutput = [this, index](const std::string& line) {
-        if (!options_.quiet && !options_.once) {
+        if (options_.once) {
+            devices_[index]->OnOutput(line);
+        } else if (!options_.quiet) {
             console_.Print(devices_.size() > 1 ? "[" + std::to_string(index + 1) + "] " + line : line);
         }
     };
@@ -178,6 +193,7 @@ void Launcher::OnAppControl(int logicalDevice, AppControlWatcher::Point point, s
         return;
     }
     const std::string before = device.GetRunStateText();
+    const bool wasStarting = device.IsStarting();
     device.SetAppControl(point, value);
     if (device.GetRunStateText() != before) {
         console_.Tell(device.GetName(), device.GetRunStateText());
@@ -185,7 +201,24 @@ void Launcher::OnAppControl(int logicalDevice, AppControlWatcher::Point point, s
     if (point == AppControlWatcher::Point::RunState && value == AppControlWatcher::Running) {
         SetRunLed(true);
     }
+    if (options_.once && wasStarting && point == AppControlWatcher::Point::RunState &&
+        value == AppControlWatcher::Stopped) {
+        // What the app host wrote before it may still be on its way through the host's output.
+        appErrorTimer_.expires_after(AppErrorDelay);
+        appErrorTimer_.async_wait([this, &device](const boost::system::error_code& error) {
+            if (!error) {
+                OnAppFailed(device);
+            }
+        });
+    }
     PlayDemos();
+}
+
+void Launcher::OnAppFailed(const HostedDevice& device) {
+    if (goal_ == Goal::Run) {
+        const std::string& error = device.GetAppError();
+        Fail(device.GetName() + " cannot run: " + (error.empty() ? "its app ended at its start" : error));
+    }
 }
 
 void Launcher::OnDeviceStackOutput(const std::string& line) {
@@ -311,6 +344,7 @@ void Launcher::ContinuePowerOff() {
     }
     signals_.cancel();
     demoDeadline_.cancel();
+    appErrorTimer_.cancel();
     supervisor_.reset();
 }
 
@@ -388,14 +422,14 @@ std::string Launcher::NameOf(pid_t peer) const {
 /// How a developer starts what the device does not start in debug mode.
 void Launcher::TellDebugCommands(const HostedDevice& device) {
     const int logicalDevice = device.GetLogicalDevice();
-    const std::string portFile = "ORN_CONNECTOR_PORT_FILE=" + directory_.ConnectorPortFile(logicalDevice) + " ";
+    const std::string portFile = "ORN_CONNECTOR_PORT_FILE=" + Quote(directory_.ConnectorPortFile(logicalDevice)) + " ";
     console_.Tell(device.GetName(), "debug mode is on: the connector host is yours to start:");
-    console_.Tell(device.GetName(), portFile + "mono --debug " + installation_.AppConnectorHost() + " " +
-                                        installation_.ManagedApp(device.GetDescription().appId) + " 127.0.0.1");
+    console_.Tell(device.GetName(), portFile + "mono --debug " + Quote(installation_.AppConnectorHost()) + " " +
+                                        Quote(installation_.ManagedApp(device.GetDescription().appId)) + " 127.0.0.1");
     console_.Tell(device.GetName(), "and, after a restart of the application, the app host:");
     console_.Tell(device.GetName(), portFile + "ORN_DEVICE_STACK=" + DeviceStackAddress() + " " +
-                                        installation_.AppHost() + " " + installation_.ConnectorLibrary() + " " +
-                                        std::to_string(logicalDevice));
+                                        Quote(installation_.AppHost()) + " " + Quote(installation_.ConnectorLibrary()) +
+                                        " " + std::to_string(logicalDevice));
 }
 
 LaunchCommand Launcher::DeviceStackCommand() const {

@@ -65,6 +65,7 @@ private:
     void PlayNextDemo();
     void OnDemoEnded(const std::string& failure);
     void OnError(const HostedDevice& device);
+    void OnAppFailed(const HostedDevice& device);
     void OnNotRunning();
 
     std::string NameOf(pid_t peer) const;
@@ -87,6 +88,7 @@ private:
     std::vector<DemoScript> demos_;  ///< by device; empty where none is to be played
     std::size_t playedDemos_ = 0;
     boost::asio::steady_timer demoDeadline_;
+    boost::asio::steady_timer appErrorTimer_;
     DeathRecord deaths_;
 
     std::uint16_t port_;

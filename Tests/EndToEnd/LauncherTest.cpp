@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <boost/filesystem/operations.hpp>
 #include <csignal>
 #include <cstdio>
 #include <fstream>
@@ -54,6 +55,22 @@ TEST(Demo, OfADeviceWhoseAppIsMissingFailsAtOnceAndSaysWhy) {
     std::ifstream log(errors.front().substr(beginning.size()) + "/host1.log");
     const std::string text{std::istreambuf_iterator<char>(log), {}};
     EXPECT_NE(text.find("Failed to find native app: Missing"), std::string::npos);
+}
+
+TEST(Demo, OfADeviceWhoseAppDoesNotStartFailsAtOnceAndSaysWhy) {
+    const EndToEnd::TemporaryFolder folder;
+    // The app copies CO 1 to CO 2.
+    std::ofstream(folder.At("device.json")) << R"({"name": "No CO", "serialNumber": "000000010009",
+        "individualAddress": "1.1.10", "appId": "Copy", "communicationObjects": []})";
+    std::ofstream(folder.At("device.demo.json")) << R"({"title": "None", "steps": []})";
+    ChildProcess sut(ORN_LOCALDEVICE_PROGRAM, {"--once", "--device", folder.At("device.json")},
+                     {{"TMPDIR", folder.At("")}});
+    EXPECT_EQ(sut.WaitForExit(), ExitStatus::Exited(1));
+    const auto errors = sut.GetErrorLines();
+    ASSERT_EQ(errors.size(), 1U);
+    const std::string beginning =
+        "localdevice: device 1 cannot run: The app did not start: it returned 2; the logs stay in ";
+    EXPECT_EQ(errors.front().substr(0, beginning.size()), beginning);
 }
 
 INSTANTIATE_TEST_SUITE_P(Devices, Launcher, testing::Values("stairlight", "copy"),
@@ -177,8 +194,14 @@ protected:
     }
 
     const EndToEnd::TemporaryFolder folder_;
-    const ChildProcess::Environment environment_{{"TMPDIR", folder_.GetPath().string()}};
+    const ChildProcess::Environment environment_{{"TMPDIR", MakeFolder(folder_.At("it's a folder"))}};
     std::optional<ChildProcess> sut_;
+
+private:
+    static std::string MakeFolder(const std::string& path) {
+        boost::filesystem::create_directory(path);
+        return path;
+    }
 };
 
 TEST_F(DebugMode, CommandLineThatIsToldRunsAsItStands) {

@@ -16,6 +16,13 @@ namespace fs = boost::filesystem;
 using asio::ip::tcp;
 using boost::system::error_code;
 
+namespace {
+
+/// Small, so that an answer to a ping is not long behind the values of an app that sets many.
+constexpr int ReceiveBuffer = 65536;
+
+}  // namespace
+
 Connector::Connector(const orn_host& host, std::string portFile, Durations durations)
     : host_(host),
       portFile_(std::move(portFile)),
@@ -117,9 +124,11 @@ void Connector::OnAccepted(tcp::socket socket) {
     }
     error_code ignored;  // without it answers are slower
     socket.set_option(tcp::no_delay(true), ignored);
+    socket.set_option(tcp::socket::receive_buffer_size(ReceiveBuffer), ignored);
     session_ = std::make_shared<ConnectorSession>(
         std::move(socket), host_,
-        ConnectorSession::Handlers{[this] { return GetOpening(); }, [this] { OnSessionEnd(); }},
+        ConnectorSession::Handlers{[this] { return GetOpening(); }, [this] { OnSessionEnd(); },
+                                   [this] { AskForRoom(); }},
         ConnectorSession::Durations{durations_.ping, durations_.silence, durations_.hang});
     session_->Begin();
 }
@@ -130,6 +139,19 @@ void Connector::OnSessionEnd() {
     if (stopping_) {
         context_.stop();
     }
+}
+
+/// By a task of the app thread, which comes behind what is due there.
+void Connector::AskForRoom() {
+    const orn_task answer = [](void* context) {
+        auto& self = *static_cast<Connector*>(context);
+        asio::post(self.context_, [&self] {
+            if (self.session_) {
+                self.session_->GoOn();
+            }
+        });
+    };
+    host_.post(&host_, answer, this);
 }
 
 void Connector::Stop() {

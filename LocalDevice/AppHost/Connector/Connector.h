@@ -47,6 +47,7 @@ private:
     void Accept();
     void OnAccepted(boost::asio::ip::tcp::socket socket);
     void OnSessionEnd();
+    void AskForRoom();
     void Stop();
     void Tell(const std::string& line);
     std::vector<std::string> GetOpening() const;

@@ -33,7 +33,7 @@ namespace LocalDevice::ConnectorProtocol {
 
 inline constexpr const char* Greeting = "orn-connector 1";
 
-/// A line without its line feed; a longer one is a violation.
+/// A line of the host without its line feed; a longer one is a violation. The host cuts what it logs.
 inline constexpr std::size_t LongestLine = 65536;
 
 std::string Escape(const std::string& text);

@@ -12,6 +12,13 @@ namespace LocalDevice {
 namespace asio = boost::asio;
 using boost::system::error_code;
 
+namespace {
+
+/// The values of a host after which the app thread, which hears of each, has to come along.
+constexpr std::size_t MostValues = 256;
+
+}  // namespace
+
 ConnectorSession::ConnectorSession(asio::ip::tcp::socket socket, const orn_host& host, Handlers handlers,
                                    Durations durations)
     : socket_(std::move(socket)),
@@ -19,13 +26,11 @@ ConnectorSession::ConnectorSession(asio::ip::tcp::socket socket, const orn_host&
       handlers_(std::move(handlers)),
       durations_(durations),
       pingTimer_(socket_.get_executor()),
-      silenceTimer_(socket_.get_executor()),
       input_(ConnectorProtocol::LongestLine) {}
 
 void ConnectorSession::Begin() {
     Send(ConnectorProtocol::Greeting);
-    AwaitSpeech();
-    Ping();
+    AwaitPing();
     Read();
 }
 
@@ -37,6 +42,7 @@ void ConnectorSession::Tell(const std::string& line) {
 
 void ConnectorSession::Stop() {
     isStopping_ = true;
+    GoOn();  // the app thread waits for the end
     if (hasGreeted_) {
         Send("stop");
     } else {
@@ -49,7 +55,9 @@ void ConnectorSession::End(const std::string& reason) {
     if (std::exchange(hasEnded_, true)) {
         return;
     }
-    host_.set_running(&host_, false);
+    if (hasGreeted_) {  // a stranger's end is nobody's
+        host_.set_running(&host_, false);
+    }
     SetAlive(true);  // the next one is another app
     if (!isStopping_) {
         host_.log(&host_, ORN_LOG_ERROR, reason.c_str());
@@ -57,7 +65,6 @@ void ConnectorSession::End(const std::string& reason) {
     error_code ignored;  // whatever is left of the connection goes
     socket_.close(ignored);
     pingTimer_.cancel();
-    silenceTimer_.cancel();
     handlers_.onEnd();
 }
 
@@ -96,31 +103,39 @@ void ConnectorSession::Read() {
             std::istream stream(&self->input_);
             std::string line;
             std::getline(stream, line);
-            self->AwaitSpeech();
+            self->silentPings_ = 0;
             self->OnLine(std::move(line));
-            if (!self->hasEnded_) {
+            if (!self->hasEnded_ && !self->isResting_) {
                 self->Read();
             }
         });
 }
 
-void ConnectorSession::Ping() {
+void ConnectorSession::GoOn() {
+    values_ = 0;
+    if (std::exchange(isResting_, false) && !hasEnded_) {
+        Read();
+    }
+}
+
+void ConnectorSession::AwaitPing() {
     pingTimer_.expires_after(durations_.ping);
     pingTimer_.async_wait([self = shared_from_this()](const error_code& error) {
         if (!error && !self->hasEnded_) {
-            self->Tell("ping");
             self->Ping();
         }
     });
 }
 
-void ConnectorSession::AwaitSpeech() {
-    silenceTimer_.expires_after(durations_.silence);
-    silenceTimer_.async_wait([self = shared_from_this()](const error_code& error) {
-        if (!error) {
-            self->End("The connector host does not answer");
-        }
-    });
+/// Silence is counted in pings: a pause of this process, in which nobody was asked, is no silence of the host.
+void ConnectorSession::Ping() {
+    if (silentPings_ * durations_.ping >= durations_.silence) {
+        End("The connector host does not answer");
+        return;
+    }
+    silentPings_ += isResting_ ? 0 : 1;
+    Tell("ping");
+    AwaitPing();
 }
 
 void ConnectorSession::OnLine(std::string line) {
@@ -164,6 +179,10 @@ void ConnectorSession::OnSet(std::string line) {
     if (result != ORN_OK) {
         const std::string warning = "A value for CO " + text + " was refused with " + std::to_string(result);
         host_.log(&host_, ORN_LOG_WARN, warning.c_str());
+    }
+    if (++values_ >= MostValues && !isStopping_) {
+        isResting_ = true;
+        handlers_.askForRoom();
     }
 }
 

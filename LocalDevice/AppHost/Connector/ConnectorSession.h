@@ -4,6 +4,7 @@
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/streambuf.hpp>
 #include <chrono>
+#include <cstddef>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -22,11 +23,12 @@ public:
     struct Handlers {
         std::function<std::vector<std::string>()> getOpening;  ///< the lines that a new host is told
         std::function<void()> onEnd;                           ///< called once
+        std::function<void()> askForRoom;                      ///< lets `GoOn` be called when the app thread has room
     };
 
     struct Durations {
         Milliseconds ping;     ///< from one ping to the next
-        Milliseconds silence;  ///< of a host that counts as gone
+        Milliseconds silence;  ///< of a host that counts as gone, in whole pings
         Milliseconds hang;     ///< of a call of the app, after which the app does not go on
     };
 
@@ -37,14 +39,16 @@ public:
     void Tell(const std::string& line);
     /// Asks the app to stop; the host ends the connection then.
     void Stop();
+    /// There is room for more values: the host is listened to again.
+    void GoOn();
 
 private:
     void End(const std::string& reason);
     void Send(const std::string& line);
     void Write();
     void Read();
+    void AwaitPing();
     void Ping();
-    void AwaitSpeech();
     void OnLine(std::string line);
     void OnSet(std::string line);
     void OnLog(std::string line);
@@ -57,9 +61,11 @@ private:
     const Durations durations_;
 
     boost::asio::steady_timer pingTimer_;
-    boost::asio::steady_timer silenceTimer_;
     boost::asio::streambuf input_;
     std::deque<std::string> output_;
+    int silentPings_ = 0;     ///< in a row, without a line of the host
+    std::size_t values_ = 0;  ///< since there was room
+    bool isResting_ = false;  ///< listens no more until there is
     bool hasGreeted_ = false;
     bool isStopping_ = false;
     bool isAlive_ = true;

@@ -92,7 +92,7 @@ namespace Orn
 
         public void Log(LogLevel level, string text)
         {
-            link.Send("log " + level.ToString().ToLowerInvariant() + " " + Wire.Escape(text ?? ""));
+            link.Send("log " + level.ToString().ToLowerInvariant() + " " + Wire.Escape(Wire.Cut(text ?? "")));
         }
 
         private void OnValueLine(int co, object value)

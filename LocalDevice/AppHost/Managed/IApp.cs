@@ -47,7 +47,8 @@ namespace Orn
 
         /// <summary>
         /// Sets the value of a CO, and with that sends it to the bus where the CO transmits. Other numbers than long and
-        /// double count as one of the two; any other type throws ArgumentException.
+        /// double count as one of the two; any other type throws ArgumentException, and so does a string of more than
+        /// 16384 characters. Waits where values come faster than the device can take them.
         /// </summary>
         void SetValue(int co, object value);
 
@@ -57,7 +58,7 @@ namespace Orn
         /// <summary>Calls the handler when communication with the bus begins or ceases.</summary>
         void OnCommunication(Action<bool> handler);
 
-        /// <summary>Writes a line to the device's log.</summary>
+        /// <summary>Writes a line to the device's log; of a long text the first 16384 characters.</summary>
         void Log(LogLevel level, string text);
     }
 }

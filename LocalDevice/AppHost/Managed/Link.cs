@@ -24,6 +24,8 @@ namespace Orn
     {
         private const int RetryMilliseconds = 100;
         private const int AttemptLimitMilliseconds = 60000;
+        private const int GreetingLimitMilliseconds = 1000;
+        private const int SendBuffer = 65536; // small: an answer to a ping goes behind what is in it
 
         private readonly TcpClient client;
         private readonly StreamReader reader;
@@ -42,7 +44,7 @@ namespace Orn
         /// <summary>Waits up to a minute for the app host, which may be started later.</summary>
         public static Link Connect(string host, string portFile)
         {
-            for (int waited = 0; waited < AttemptLimitMilliseconds; waited += RetryMilliseconds)
+            for (var waited = Stopwatch.StartNew(); waited.ElapsedMilliseconds < AttemptLimitMilliseconds;)
             {
                 Link link = TryConnect(host, portFile);
                 if (link != null)
@@ -91,14 +93,13 @@ namespace Orn
                 int port = int.Parse(File.ReadAllText(portFile).Trim());
                 client.Connect(host, port);
                 client.NoDelay = true;
-                client.ReceiveTimeout = 1000;
-                var encoding = new UTF8Encoding(false);
-                var link = new Link(client, new StreamReader(client.GetStream(), encoding),
-                                    new StreamWriter(client.GetStream(), encoding));
-                // The file may be an old one, and the port somebody else's by now.
-                if (link.reader.ReadLine() == Wire.Greeting)
+                client.SendBufferSize = SendBuffer;
+                if (IsGreeted(client))
                 {
                     client.ReceiveTimeout = 0;
+                    var encoding = new UTF8Encoding(false);
+                    var link = new Link(client, new StreamReader(client.GetStream(), encoding),
+                                        new StreamWriter(client.GetStream(), encoding));
                     link.Send(Wire.Greeting);
                     new Thread(link.Read) { IsBackground = true }.Start();
                     return link;
@@ -112,6 +113,29 @@ namespace Orn
             }
             client.Close();
             return null;
+        }
+
+        /// <summary>
+        /// Whether the app host is there: the file may be an old one, and the port by now somebody's who says something
+        /// else, little by little or without end.
+        /// </summary>
+        private static bool IsGreeted(TcpClient client)
+        {
+            var time = Stopwatch.StartNew();
+            foreach (char expected in Wire.Greeting + "\n")
+            {
+                int left = GreetingLimitMilliseconds - (int)time.ElapsedMilliseconds;
+                if (left <= 0)
+                {
+                    return false;
+                }
+                client.ReceiveTimeout = left;
+                if (client.GetStream().ReadByte() != expected)
+                {
+                    return false;
+                }
+            }
+            return true;
         }
 
         private long GetBusyMilliseconds()

@@ -111,7 +111,7 @@ namespace Orn
             try
             {
                 string text = error == null ? "an exception of a type of its own" : error.ToString();
-                link.Send("fail " + Wire.Escape(text));
+                link.Send("fail " + Wire.Escape(Wire.Cut(text)));
             }
             catch (IOException)
             {

@@ -9,6 +9,21 @@ namespace Orn
     {
         public const string Greeting = "orn-connector 1";
 
+        /// <summary>The longest text, in characters: escaped and in UTF-8 it fits into a line.</summary>
+        public const int LongestText = 16384;
+
+        /// <summary>The beginning of a text that is too long.</summary>
+        public static string Cut(string text)
+        {
+            if (text.Length <= LongestText)
+            {
+                return text;
+            }
+            const string mark = " [...]";
+            int end = LongestText - mark.Length;
+            return text.Substring(0, char.IsHighSurrogate(text[end - 1]) ? end - 1 : end) + mark;
+        }
+
         public static string Escape(string text)
         {
             return text.Replace("\\", "\\\\").Replace("\n", "\\n").Replace("\r", "\\r");
@@ -37,9 +52,14 @@ namespace Orn
             {
                 return (bool)value ? "boolean 1" : "boolean 0";
             }
-            if (value is string)
+            string text = value as string;
+            if (text != null)
             {
-                return "text " + Escape((string)value);
+                if (text.Length > LongestText)
+                {
+                    throw new ArgumentException("a text has " + LongestText + " characters at most");
+                }
+                return "text " + Escape(text);
             }
             if (value is double || value is float)
             {

@@ -1,11 +1,15 @@
+#include <unistd.h>
+
 #include <boost/filesystem/fstream.hpp>
 #include <boost/filesystem/operations.hpp>
+#include <boost/thread/thread_only.hpp>
 #include <csignal>
 #include <string>
 #include <vector>
 
 #include "AppHostFixture.h"
 #include "Relay.h"
+#include "Stranger.h"
 
 namespace {
 
@@ -58,6 +62,17 @@ protected:
         fs::ifstream(portFile_) >> port;
         return port;
     }
+    /// The port file is an old one, whose port is a stranger's, until the app host starts.
+    void MeetStrangerFirst(const std::string& text, std::chrono::milliseconds pause) {
+        IntegrationTest::Stranger stranger(text, pause);
+        fs::ofstream(portFile_) << stranger.GetPort() << '\n';
+        StartConnectorHost();
+        EXPECT_TRUE(stranger.AwaitClient());
+        const auto begin = std::chrono::steady_clock::now();
+        StartAppHost("echo");
+        EXPECT_EQ(NextReport(), Running);
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, ReportLimit);
+    }
     void StartBoth(const std::string& trouble) {
         StartAppHost(trouble);
         StartConnectorHost();
@@ -78,6 +93,14 @@ protected:
         EXPECT_NE(line->find(level), std::string::npos) << *line;
     }
     void ExpectErrorLine(const std::string& text) { ExpectLine("ERROR", text); }
+
+    /// The memory of the app host that is in use, in bytes.
+    std::size_t GetMemory() const {
+        std::size_t totalPages = 0;
+        std::size_t residentPages = 0;
+        fs::ifstream("/proc/" + std::to_string(appHost->GetPid()) + "/statm") >> totalPages >> residentPages;
+        return residentPages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    }
 
     const std::string portFile_ = (fs::temp_directory_path() / fs::unique_path("orn-port-%%%%%%%%%%%%")).string();
     std::optional<ChildProcess> connectorHost_;
@@ -106,6 +129,14 @@ TEST_F(ManagedApp, connectorHostMayBeThereFirst) {
     EXPECT_EQ(NextReport(), Running);
 }
 
+TEST_F(ManagedApp, strangerAtAnOldPortWhoSaysLittleIsLeft) {
+    MeetStrangerFirst("o", std::chrono::milliseconds(300));
+}
+
+TEST_F(ManagedApp, strangerAtAnOldPortWhoSaysOneLineWithoutEndIsLeft) {
+    MeetStrangerFirst(std::string(1U << 20U, 'o'), std::chrono::milliseconds(0));
+}
+
 TEST_F(ManagedApp, throwsAndIsReported) {
     StartBoth("throw");
     Call();
@@ -127,8 +158,29 @@ TEST_F(ManagedApp, throwsAtItsStartAndNeverRuns) {
     StartConnectorHost();
     ExpectErrorLine("The managed app failed: System.InvalidOperationException: not today");
     EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
+    EXPECT_EQ(NextReport(), Stopped);
+    EXPECT_EQ(CountHeartbeats(), 1U) << "with which the device's watchdog begins";
     Write(Event, ShutDown);
     EXPECT_EQ(NextReports(2), (Texts{Stopping, Stopped}));
+}
+
+TEST_F(ManagedApp, oneThatFailedAtItsStartIsReportedAgainAfterTheDeviceTookItForRunning) {
+    StartAppHost("throw-at-start");
+    StartConnectorHost();
+    EXPECT_EQ(NextReport(), Stopped);
+    connectorHost_->WaitForExit();
+    Write(State, "3.1:2");  // as the device does at the end of the debug mode
+
+    StartConnectorHost();
+
+    EXPECT_EQ(NextReport(), Stopped);
+}
+
+TEST_F(ManagedApp, endsItsProcessAtItsStartAndIsReported) {
+    StartAppHost("exit-at-start");
+    StartConnectorHost();
+    ExpectStoppedInTime();
+    EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(3));
 }
 
 TEST_F(ManagedApp, valueThatIsNoneEndsIt) {
@@ -136,6 +188,27 @@ TEST_F(ManagedApp, valueThatIsNoneEndsIt) {
     Call();
     ExpectStoppedInTime();
     ExpectErrorLine("a value is a bool, a number or a string");
+}
+
+TEST_F(ManagedApp, ofALineThatIsTooLongTheBeginningIsLogged) {
+    StartBoth("long-line");
+    Call();
+    EXPECT_EQ(NextReport(), Told("logged"));
+    ExpectLine("INFO", "\u20ac\u20ac [...]");
+}
+
+TEST_F(ManagedApp, valueThatIsTooLongEndsIt) {
+    StartBoth("long-value");
+    Call();
+    ExpectStoppedInTime();
+    ExpectErrorLine("The managed app failed: System.ArgumentException: a text has 16384 characters at most");
+}
+
+TEST_F(ManagedApp, overflowOfItsStackIsReported) {
+    StartBoth("overflow");
+    Call();
+    ExpectStoppedInTime();
+    ExpectErrorLine("The managed app failed: System.StackOverflowException");
 }
 
 TEST_F(ManagedApp, endsItsProcessAndIsReported) {
@@ -190,6 +263,40 @@ TEST_F(ManagedApp, frozenOneIsReported) {
     EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
 }
 
+TEST_F(ManagedApp, pauseOfTheAppHostIsNoSilenceOfTheApp) {
+    StartBoth("echo");
+    appHost->Signal(SIGSTOP);
+    boost::this_thread::sleep_for(boost::chrono::seconds(3));  // twice the silence of a host that counts as gone
+    appHost->Signal(SIGCONT);
+
+    Write(Co1, "3.1:7");
+
+    EXPECT_EQ(NextReport(), "1010021 3.1:7");
+    boost::this_thread::sleep_for(boost::chrono::seconds(1));
+    Write(Co1, "3.1:8");
+    EXPECT_EQ(NextReport(), "1010021 3.1:8");
+}
+
+TEST_F(ManagedApp, oneThatSetsValuesWithoutEndIsSlowedDownAndStopsWhenAsked) {
+    StartBoth("flood");
+    Call();
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(6);
+    EXPECT_EQ(NextReport(), "1010021 2.1:1");
+    const std::size_t before = GetMemory();
+    while (std::chrono::steady_clock::now() < limit) {
+        ASSERT_EQ(NextReport(), "1010021 2.1:1");
+    }
+    EXPECT_LT(GetMemory(), before + (std::size_t{6} << 20U));
+
+    const auto begin = std::chrono::steady_clock::now();
+    Write(Event, ShutDown);
+
+    while (NextReport() != Stopped) {
+        ASSERT_LT(std::chrono::steady_clock::now() - begin, ReportLimit);
+    }
+    EXPECT_EQ(WaitForExit(), ExitStatus::Exited(0));
+}
+
 TEST_F(ManagedApp, oneThatHangsIsReportedAndGoesOn) {
     StartBoth("hang");
     Call();
@@ -215,6 +322,7 @@ TEST_F(ManagedApp, assemblyWithoutAnAppIsNamed) {
     StartAppHost("none");
     StartConnectorHost("NoManagedApp");
     ExpectErrorLine("NoManagedApp.dll has 0 public classes that implement Orn.IApp, expected one");
+    EXPECT_EQ(NextReport(), Stopped);
     EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
 }
 
@@ -232,6 +340,7 @@ TEST_F(ManagedApp, fileThatIsNoAssemblyIsNamed) {
     StartAppHost("none");
     StartConnectorHostWith(file);
     ExpectErrorLine(file + " is no assembly");
+    EXPECT_EQ(NextReport(), Stopped);
     EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
     EXPECT_EQ(connectorHost_->GetErrorLines(), Texts{"OrnAppConnectorHost: " + file + " is no assembly"});
 }

@@ -83,6 +83,30 @@ TEST_F(AppHostTest, appThatCannotWorkIsStoppedWithoutAHeartbeat) {
     EXPECT_GT(GetHeartbeats().size(), heartbeats);
 }
 
+TEST_F(AppHostTest, appThatFailsBeforeItCouldWorkIsStoppedWithTheHeartbeatThatTheWatchdogBeginsWith) {
+    UseHeartbeatPeriod(1);
+    Run([&] {
+        host->set_running(host, false);
+        Post([&] { host->set_running(host, false); });
+        StartTimer(20, false, [&] {
+            EXPECT_EQ(GetRunStates(), (Texts{Starting, Stopped}));
+            EXPECT_EQ(GetHeartbeats().size(), 1U);
+            ShutDown();
+        });
+    });
+}
+
+TEST_F(AppHostTest, appThatFailsAgainIsReportedAgain) {
+    Run([&] {
+        Post([&] { host->set_running(host, false); });
+        // The device may have taken the next one for running meanwhile.
+        Post([&] { host->set_running(host, false); });
+        Post([&] { Post([this] { ShutDown(); }); });
+    });
+    EXPECT_EQ(GetRunStates(), (Texts{Starting, Running, Stopped, Stopped, Stopping, Stopped}));
+    EXPECT_EQ(GetHeartbeats().size(), 1U);
+}
+
 TEST_F(AppHostTest, repeatsTheHeartbeatWhileTheAppLives) {
     UseHeartbeatPeriod(1);
     Run([&] {

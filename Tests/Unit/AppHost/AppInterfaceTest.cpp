@@ -156,6 +156,14 @@ TEST_F(AppInterfaceTest, saysWhenAValueIsLost) {
     });
 }
 
+TEST_F(AppInterfaceTest, asksForRoomBeforeEachValue) {
+    RunOnce([&] {
+        Set(2, Boolean(false));
+        Set(2, Boolean(true));
+        EXPECT_EQ(deviceStack.askedForRoom, 2);
+    });
+}
+
 TEST_F(AppInterfaceTest, tellsEveryForeignValueInOrder) {
     for (const int number : {1, 1, 2, 1}) {
         sut->OnCoValue(1, ZANVALUE::FromInteger(number));

@@ -2,10 +2,12 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/thread/condition_variable.hpp>
 #include <boost/thread/lock_types.hpp>
 #include <boost/thread/mutex.hpp>
+#include <deque>
 
 #include "TemporaryFolder.h"
 
@@ -27,6 +29,16 @@ public:
         get_value = [](const orn_host*, std::uint16_t, orn_value*) { return ORN_NO_VALUE; };
         on_value = [](const orn_host*, std::uint16_t, orn_value_handler, void*) { return ORN_OK; };
         on_communication = [](const orn_host*, orn_communication_handler, void*) { return ORN_OK; };
+        set_value = [](const orn_host* host, std::uint16_t, const orn_value*) {
+            ++Of(host).values_;
+            return ORN_OK;
+        };
+        post = [](const orn_host* host, orn_task task, void* context) {
+            const boost::lock_guard<boost::mutex> lock(Of(host).mutex_);
+            Of(host).tasks_.emplace_back(task, context);
+            Of(host).changed_.notify_all();
+            return ORN_OK;
+        };
         log = [](const orn_host* host, orn_log_level, const char* text) { Note(host, text); };
         set_running = [](const orn_host* host, bool running) { Note(host, running ? "running" : "not running"); };
     }
@@ -38,18 +50,40 @@ public:
         return std::exchange(texts_, {});
     }
 
+    std::size_t CountValues() const { return values_; }
+
+    void AwaitTask() const {
+        boost::unique_lock<boost::mutex> lock(mutex_);
+        ASSERT_TRUE(changed_.wait_for(lock, boost::chrono::seconds(20), [this] { return !tasks_.empty(); }));
+    }
+
+    /// The app thread comes to the next task.
+    void CallTask() const {
+        AwaitTask();
+        boost::unique_lock<boost::mutex> lock(mutex_);
+        ASSERT_FALSE(tasks_.empty());
+        const auto [task, context] = tasks_.front();
+        tasks_.pop_front();
+        lock.unlock();
+        task(context);
+    }
+
 private:
+    static const NotingHost& Of(const orn_host* host) { return *static_cast<const NotingHost*>(host); }
+
     static void Note(const orn_host* host, const std::string& text) {
-        const auto& self = *static_cast<const NotingHost*>(host);
+        const auto& self = Of(host);
         const boost::lock_guard<boost::mutex> lock(self.mutex_);
         self.texts_.push_back(text);
         self.changed_.notify_all();
     }
 
     // The app sees its host as constant.
+    mutable std::atomic<std::size_t> values_{0};
     mutable boost::mutex mutex_;  ///< guards what follows
     mutable boost::condition_variable changed_;
     mutable Texts texts_;
+    mutable std::deque<std::pair<orn_task, void*>> tasks_;
 };
 
 /// A connector whose host, the test, has greeted.
@@ -80,6 +114,50 @@ TEST_F(ConnectorTest, HostThatFallsSilentIsNoticedWithinTwoSeconds) {
     EXPECT_GT(pings, 0);
     EXPECT_LE((pings + 1) * durations_.ping, std::chrono::seconds(2));
     EXPECT_THAT(host_.Take(2), ElementsAre("not running", "The connector host does not answer"));
+}
+
+TEST_F(ConnectorTest, ValuesAreTakenOnlyAsFastAsTheAppThreadComesAlong) {
+    constexpr std::size_t Batch = 256;
+    for (std::size_t i = 0; i < 2 * Batch + 1; ++i) {
+        stream_ << "set 2 boolean 1\n";
+    }
+    stream_ << "log info all\n" << std::flush;
+
+    host_.AwaitTask();
+    EXPECT_EQ(host_.CountValues(), Batch) << "until the app thread has come along";
+    host_.CallTask();
+    host_.AwaitTask();
+    EXPECT_EQ(host_.CountValues(), 2 * Batch);
+    host_.CallTask();
+
+    EXPECT_THAT(host_.Take(1), ElementsAre("all"));
+    EXPECT_EQ(host_.CountValues(), 2 * Batch + 1);
+}
+
+TEST_F(ConnectorTest, HostThatIsNotListenedToIsNotSilent) {
+    for (std::size_t i = 0; i < 256; ++i) {
+        stream_ << "set 2 boolean 1\n";
+    }
+    stream_ << std::flush;
+    int pings = 0;
+    for (std::string line; pings < 5 && std::getline(stream_, line);) {
+        pings += line == "ping" ? 1 : 0;
+    }
+    host_.CallTask();
+    stream_ << "log info here\n" << std::flush;
+
+    EXPECT_EQ(pings, 5);
+    EXPECT_THAT(host_.Take(1), ElementsAre("here"));
+}
+
+TEST_F(ConnectorTest, StrangerWhoGoesIsNoHostThatEnds) {
+    stream_.close();
+    EXPECT_THAT(host_.Take(2), ElementsAre("not running", "The connection to the connector host is lost"));
+
+    Stream stranger("127.0.0.1", std::to_string(sut_.GetPort()));
+    stranger << "GET / HTTP/1.1\n" << std::flush;
+
+    EXPECT_THAT(host_.Take(1), ElementsAre("Somebody who is no connector host has connected"));
 }
 
 TEST_F(ConnectorTest, HostThatIsDisconnectedIsNoticedAtOnce) {

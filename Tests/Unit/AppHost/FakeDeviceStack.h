@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <boost/thread/lock_guard.hpp>
 #include <boost/thread/mutex.hpp>
 #include <cstdint>
@@ -39,6 +40,9 @@ public:
         }
         return true;
     }
+
+    void AwaitRoom() override { ++askedForRoom; }
+    std::atomic<int> askedForRoom{0};
 
     void SetConnected(bool connected) {
         const boost::lock_guard<boost::mutex> lock(mutex_);

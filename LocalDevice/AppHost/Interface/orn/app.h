@@ -144,10 +144,11 @@ struct orn_host {
     orn_result (*get_value)(const orn_host* host, uint16_t co, orn_value* value);
 
     /**
-     * Sets the value of a CO, and with that sends it to the bus where the CO transmits. Returns at once; the values of
-     * one CO arrive in the order of the calls. A text longer than 14 characters scrolls. A value that the CO's
-     * data-point type cannot express does not reach the bus; the device's log says so.
-     * ORN_BAD_ARGUMENT, ORN_NO_SUCH_CO, ORN_NOT_CONNECTED (the value is lost). Any thread.
+     * Sets the value of a CO, and with that sends it to the bus where the CO transmits. Returns at once, unless
+     * hundreds of values are on their way: then the device stack has to catch up. The values of one CO arrive in the
+     * order of the calls. A text longer than 14 characters scrolls. A value that the CO's data-point type cannot
+     * express does not reach the bus; the device's log says so. ORN_BAD_ARGUMENT, ORN_NO_SUCH_CO, ORN_NOT_CONNECTED
+     * (the value is lost). Any thread.
      */
     orn_result (*set_value)(const orn_host* host, uint16_t co, const orn_value* value);
 
@@ -194,7 +195,8 @@ struct orn_host {
 
     /**
      * Tells whether the app can do its work. It can, from the return of orn_app_start on, unless it has said otherwise.
-     * While it cannot, the run state is not "Running" and there is no heartbeat: after a minute the device restarts.
+     * While it cannot, the run state is "Stopped" and there is no heartbeat: after a minute the device restarts. One
+     * that says so in orn_app_start is still starting, and has 90 s until it can, or until it says so again, elsewhere.
      * For an app that depends on another process. Any thread.
      */
     void (*set_running)(const orn_host* host, bool running);
