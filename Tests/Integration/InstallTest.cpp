@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include <boost/filesystem/directory.hpp>
 #include <string>
 #include <vector>
@@ -79,6 +81,49 @@ TEST_F(InstallTest, DeviceThatCannotBeWrittenIsNamed) {
     EXPECT_EQ(outcome.status, ExitStatus::Exited(3));
     ASSERT_THAT(outcome.error, SizeIs(1));
     EXPECT_THAT(outcome.error.front(), StartsWith("ornpackage: cannot write " + installed_.string() + ".new: "));
+}
+
+/// With a second device, in shared memory.
+class TwoFileSystemsTest : public InstallTest {
+protected:
+    ~TwoFileSystemsTest() override {
+        boost::system::error_code ignored;
+        filesystem::remove_all(elsewhere_, ignored);
+    }
+    static dev_t GetDevice(const filesystem::path& path) {
+        struct stat status {};
+        return stat(path.c_str(), &status) == 0 ? status.st_dev : dev_t{};
+    }
+
+    const filesystem::path elsewhere_ = "/dev/shm" / folder_.filename();
+};
+
+TEST_F(TwoFileSystemsTest, PackageGoesFromOneToTheOtherAndBack) {
+    if (GetDevice("/dev/shm") == dev_t{} || GetDevice("/dev/shm") == GetDevice(folder_)) {
+        GTEST_SKIP() << "here temporary files and shared memory are on one file system, or there is no shared memory";
+    }
+    filesystem::create_directory(elsewhere_);
+    const std::string there = (elsewhere_ / "opt/userdata/ornApp/1").string();
+
+    EXPECT_THAT(Output({"install", App(), "--ca", Path("ca.crt"), "--root", elsewhere_.string()}),
+                ElementsAre("Signature OK", "installed in " + there));
+    EXPECT_THAT(Output({"install", there, "--ca", Path("ca.crt"), "--root", Path("root")}),
+                ElementsAre("Signature OK", "installed in " + installed_.string()));
+
+    EXPECT_EQ(CheckOnDevice(), Zandrel::VerificationResult::SignatureOk);
+}
+
+TEST_F(InstallTest, PackageThatDoesNotFitIsToldOf) {
+    WriteFile(Path("app/large"), std::string(std::size_t{64} << 10, 'a'));
+    Output(SignCommand());
+    ChildProcess program("/bin/sh", {"-c", "ulimit -f 100 && trap '' XFSZ && exec \"$0\" \"$@\"", ORN_PACKAGE_PROGRAM,
+                                     "install", App(), "--ca", Path("ca.crt"), "--root", Path("root")});
+
+    const Outcome outcome = WaitForOutcome(program);
+
+    EXPECT_EQ(outcome.status, ExitStatus::Exited(3));
+    EXPECT_THAT(outcome.error,
+                ElementsAre("ornpackage: cannot write " + installed_.string() + ".new/large: File too large"));
 }
 
 /// What a build does with its sample app.

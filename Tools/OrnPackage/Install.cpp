@@ -1,11 +1,16 @@
 #include "Install.h"
 
+#include <sys/stat.h>
+
 #include <boost/filesystem/operations.hpp>
 #include <iostream>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "DeviceRoot.h"
+#include "MessageOutput.h"
+#include "OutputFile.h"
 #include "PackageContent.h"
 #include "PackageError.h"
 #include "PackageFiles.h"
@@ -20,10 +25,14 @@ namespace {
 namespace filesystem = boost::filesystem;
 namespace PackageFiles = Zandrel::PackageFiles;
 using boost::system::error_code;
+using Zandrel::RegularFile;
 
 // On the device
 constexpr const char* AppDirectory = "opt/userdata/ornApp/1";
 constexpr const char* CaCertificate = "opt/ostra/etc/programmable/ca.crt";
+
+constexpr mode_t ForAll = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
+constexpr std::size_t ChunkSize = std::size_t{64} << 10;
 
 void Check(const error_code& error, const filesystem::path& path) {
     if (error) {
@@ -38,7 +47,7 @@ filesystem::path GetOwnRoot() {
 
 std::string ReadCaCertificate(const filesystem::path& file) {
     std::optional<std::string> pem =
-        Zandrel::ReadWholeFile(file, Zandrel::RegularFile::Links::Followed, PackageFiles::CertificateLimit);
+        Zandrel::ReadWholeFile(file, RegularFile::Links::Followed, PackageFiles::CertificateLimit);
     if (!pem) {
         throw Unexpected("cannot read " + file.string());
     }
@@ -49,8 +58,21 @@ void CopyFile(const std::string& name, const filesystem::path& from, const files
     error_code error;
     filesystem::create_directories((to / name).parent_path(), error);
     Check(error, (to / name).parent_path());
-    filesystem::copy_file(from / name, to / name, error);
-    Check(error, to / name);
+    // Not by copy_file: between two file systems the kernel's own copy may not do it.
+    std::optional<RegularFile> source = RegularFile::Open(from / name, RegularFile::Links::Refused);
+    OutputFile target(to / name, OutputFile::Mode::New, ForAll);
+    std::vector<char> buffer(ChunkSize);
+    for (;;) {
+        const std::optional<std::size_t> count = source ? source->Read(buffer.data(), buffer.size()) : std::nullopt;
+        if (!count) {
+            throw Unexpected("cannot read " + Printable((from / name).string()));
+        }
+        if (*count == 0) {
+            break;
+        }
+        target.Write(buffer.data(), *count);
+    }
+    target.Close();
 }
 
 /// A fresh directory `to` with the files of the package.

@@ -1,17 +1,15 @@
 #include "PemFiles.h"
 
-#include <fcntl.h>
 #include <openssl/pem.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <boost/algorithm/string/predicate.hpp>
 #include <boost/filesystem/operations.hpp>
-#include <cerrno>
 #include <memory>
 #include <optional>
-#include <system_error>
 
+#include "OutputFile.h"
 #include "PackageError.h"
 #include "PackageFiles.h"
 #include "RegularFile.h"
@@ -24,10 +22,6 @@ std::string TakeText(BIO& bio) {
     char* data = nullptr;
     const long size = BIO_get_mem_data(&bio, &data);
     return {data, static_cast<std::size_t>(size)};
-}
-
-[[noreturn]] void ThrowSystemError(const boost::filesystem::path& path, int error) {
-    throw Unexpected("cannot write " + path.string() + ": " + std::generic_category().message(error));
 }
 
 struct MemoryDeleter {
@@ -53,30 +47,8 @@ std::optional<std::string> ReadPemBlock(BIO& bio) {
     return std::nullopt;
 }
 
-int OpenFile(const boost::filesystem::path& path, int flags, mode_t mode) {
-    const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | flags, mode);
-    if (descriptor < 0) {
-        ThrowSystemError(path, errno);
-    }
-    return descriptor;
-}
-
-/// Closes the descriptor, whatever happens.
-void WriteAndClose(int descriptor, const boost::filesystem::path& path, const std::string& content) {
-    std::size_t written = 0;
-    while (written < content.size()) {
-        const ssize_t count = write(descriptor, content.data() + written, content.size() - written);
-        if (count < 0 && errno != EINTR) {
-            const int error = errno;
-            close(descriptor);
-            ThrowSystemError(path, error);
-        }
-        written += count > 0 ? static_cast<std::size_t>(count) : 0;
-    }
-    if (close(descriptor) != 0) {
-        ThrowSystemError(path, errno);
-    }
-}
+constexpr mode_t ForAll = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
+constexpr mode_t ForTheOwner = S_IRUSR | S_IWUSR;
 
 }  // namespace
 
@@ -138,9 +110,10 @@ bool HoldsPrivateKey(const boost::filesystem::path& path) {
 }
 
 void CreateFile(const boost::filesystem::path& path, const std::string& content, bool isSecret) {
-    const int descriptor = OpenFile(path, O_EXCL, isSecret ? S_IRUSR | S_IWUSR : S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH);
+    OutputFile file(path, OutputFile::Mode::New, isSecret ? ForTheOwner : ForAll);
     try {
-        WriteAndClose(descriptor, path, content);
+        file.Write(content);
+        file.Close();
     } catch (...) {
         unlink(path.c_str());
         throw;
@@ -148,7 +121,9 @@ void CreateFile(const boost::filesystem::path& path, const std::string& content,
 }
 
 void ReplaceFile(const boost::filesystem::path& path, const std::string& content) {
-    WriteAndClose(OpenFile(path, O_TRUNC, S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH), path, content);
+    OutputFile file(path, OutputFile::Mode::Overwritten, ForAll);
+    file.Write(content);
+    file.Close();
 }
 
 }  // namespace LocalDevice
