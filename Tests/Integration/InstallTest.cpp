@@ -25,9 +25,9 @@ protected:
     Zandrel::VerificationResult CheckOnDevice() const {
         return Zandrel::VerifyAppPackage(installed_ / "appfiles.xml", trusted_);
     }
-    std::vector<std::string> GetFoldersBesideTheApp() const {
+    static std::vector<std::string> GetNamesIn(const filesystem::path& folder) {
         std::vector<std::string> names;
-        for (const auto& entry : filesystem::directory_iterator(installed_.parent_path())) {
+        for (const auto& entry : filesystem::directory_iterator(folder)) {
             names.push_back(entry.path().filename().string());
         }
         return names;
@@ -55,7 +55,7 @@ TEST_F(InstallTest, TakesThePlaceOfTheAppThatIsThere) {
     Output(InstallCommand());
 
     EXPECT_EQ(CheckOnDevice(), Zandrel::VerificationResult::SignatureOk);
-    EXPECT_THAT(GetFoldersBesideTheApp(), ElementsAre("1"));
+    EXPECT_THAT(GetNamesIn(installed_.parent_path()), ElementsAre("1"));
 }
 
 TEST_F(InstallTest, PackageThatIsWrongChangesNothing) {
@@ -124,6 +124,26 @@ TEST_F(InstallTest, PackageThatDoesNotFitIsToldOf) {
     EXPECT_EQ(outcome.status, ExitStatus::Exited(3));
     EXPECT_THAT(outcome.error,
                 ElementsAre("ornpackage: cannot write " + installed_.string() + ".new/large: File too large"));
+}
+
+TEST_F(InstallTest, ServiceOfAnotherUserCanReadWhatWasInstalled) {
+    const auto owner = filesystem::owner_read | filesystem::owner_write;
+    filesystem::permissions(Path("app/MyApp.dll"), owner);
+    WriteFile(Path("app/data/tool"), "#!/bin/sh");
+    filesystem::permissions(Path("app/data/tool"), owner | filesystem::owner_exe);
+    Output(SignCommand());
+    Words words{"-c", "umask 077 && exec \"$0\" \"$@\"", ORN_PACKAGE_PROGRAM};
+    const Words command = InstallCommand();
+    words.insert(words.end(), command.begin(), command.end());
+    ChildProcess program("/bin/sh", words);
+
+    EXPECT_EQ(WaitForOutcome(program).status, ExitStatus::Exited(0));
+
+    ASSERT_TRUE(filesystem::exists(installed_ / "data/tool"));
+    for (const auto& entry : filesystem::recursive_directory_iterator(Path("root"))) {
+        const bool isForAllToRun = filesystem::is_directory(entry) || entry.path().filename() == "tool";
+        EXPECT_EQ(entry.status().permissions(), isForAllToRun ? 0755 : 0644) << entry.path();
+    }
 }
 
 /// What a build does with its sample app.

@@ -31,7 +31,9 @@ using Zandrel::RegularFile;
 constexpr const char* AppDirectory = "opt/userdata/ornApp/1";
 constexpr const char* CaCertificate = "opt/ostra/etc/programmable/ca.crt";
 
-constexpr mode_t ForAll = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
+// For the service's user, who is another one than the installer
+constexpr mode_t ReadByAll = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
+constexpr mode_t RunByAll = S_IXUSR | S_IXGRP | S_IXOTH;
 constexpr std::size_t ChunkSize = std::size_t{64} << 10;
 
 void Check(const error_code& error, const filesystem::path& path) {
@@ -54,13 +56,18 @@ std::string ReadCaCertificate(const filesystem::path& file) {
     return *pem;
 }
 
+bool IsProgram(const filesystem::path& file) {
+    error_code ignored;  // what cannot be looked at cannot be read
+    return (filesystem::status(file, ignored).permissions() & filesystem::owner_exe) != 0;
+}
+
 void CopyFile(const std::string& name, const filesystem::path& from, const filesystem::path& to) {
     error_code error;
     filesystem::create_directories((to / name).parent_path(), error);
     Check(error, (to / name).parent_path());
     // Not by copy_file: between two file systems the kernel's own copy may not do it.
     std::optional<RegularFile> source = RegularFile::Open(from / name, RegularFile::Links::Refused);
-    OutputFile target(to / name, OutputFile::Mode::New, ForAll);
+    OutputFile target(to / name, OutputFile::Mode::New, IsProgram(from / name) ? ReadByAll | RunByAll : ReadByAll);
     std::vector<char> buffer(ChunkSize);
     for (;;) {
         const std::optional<std::size_t> count = source ? source->Read(buffer.data(), buffer.size()) : std::nullopt;
@@ -121,6 +128,7 @@ Zandrel::VerificationResult RunInstall(const PackageOptions& options) {
     if (result != Zandrel::VerificationResult::SignatureOk) {
         return result;
     }
+    umask(S_IWGRP | S_IWOTH);
     const std::string ca = ReadCaCertificate(options.ca);
     const filesystem::path app = root / AppDirectory;
     const filesystem::path draft = app.string() + ".new";
