@@ -1,7 +1,14 @@
+#include <fcntl.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <array>
 #include <boost/filesystem/directory.hpp>
+#include <cerrno>
+#include <cstdio>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "OrnPackageFixture.h"
@@ -21,6 +28,13 @@ protected:
         Output(SignCommand());
     }
     Words InstallCommand() const { return {"install", App(), "--ca", Path("ca.crt"), "--root", Path("root")}; }
+    /// Runs the program in a shell that has run `preparation` before.
+    static Outcome RunAfter(const std::string& preparation, const Words& arguments) {
+        Words words{"-c", preparation + " && exec \"$0\" \"$@\"", ORN_PACKAGE_PROGRAM};
+        words.insert(words.end(), arguments.begin(), arguments.end());
+        ChildProcess shell("/bin/sh", words);
+        return WaitForOutcome(shell);
+    }
     /// What the device says of its app.
     Zandrel::VerificationResult CheckOnDevice() const {
         return Zandrel::VerifyAppPackage(installed_ / "appfiles.xml", trusted_);
@@ -116,10 +130,8 @@ TEST_F(TwoFileSystemsTest, PackageGoesFromOneToTheOtherAndBack) {
 TEST_F(InstallTest, PackageThatDoesNotFitIsToldOf) {
     WriteFile(Path("app/large"), std::string(std::size_t{64} << 10, 'a'));
     Output(SignCommand());
-    ChildProcess program("/bin/sh", {"-c", "ulimit -f 100 && trap '' XFSZ && exec \"$0\" \"$@\"", ORN_PACKAGE_PROGRAM,
-                                     "install", App(), "--ca", Path("ca.crt"), "--root", Path("root")});
 
-    const Outcome outcome = WaitForOutcome(program);
+    const Outcome outcome = RunAfter("ulimit -f 100 && trap '' XFSZ", InstallCommand());
 
     EXPECT_EQ(outcome.status, ExitStatus::Exited(3));
     EXPECT_THAT(outcome.error,
@@ -132,18 +144,67 @@ TEST_F(InstallTest, ServiceOfAnotherUserCanReadWhatWasInstalled) {
     WriteFile(Path("app/data/tool"), "#!/bin/sh");
     filesystem::permissions(Path("app/data/tool"), owner | filesystem::owner_exe);
     Output(SignCommand());
-    Words words{"-c", "umask 077 && exec \"$0\" \"$@\"", ORN_PACKAGE_PROGRAM};
-    const Words command = InstallCommand();
-    words.insert(words.end(), command.begin(), command.end());
-    ChildProcess program("/bin/sh", words);
 
-    EXPECT_EQ(WaitForOutcome(program).status, ExitStatus::Exited(0));
+    EXPECT_EQ(RunAfter("umask 077", InstallCommand()).status, ExitStatus::Exited(0));
 
     ASSERT_TRUE(filesystem::exists(installed_ / "data/tool"));
     for (const auto& entry : filesystem::recursive_directory_iterator(Path("root"))) {
         const bool isForAllToRun = filesystem::is_directory(entry) || entry.path().filename() == "tool";
         EXPECT_EQ(entry.status().permissions(), isForAllToRun ? 0755 : 0644) << entry.path();
     }
+}
+
+/// Tells which names in a folder were changed, by inotify(7).
+class RenameWatch {
+public:
+    explicit RenameWatch(const filesystem::path& folder) {
+        if (inotify_add_watch(descriptor_, folder.c_str(), IN_MOVED_FROM | IN_MOVED_TO) < 0) {
+            throw std::system_error(errno, std::generic_category(), folder.string());
+        }
+    }
+    ~RenameWatch() { close(descriptor_); }
+    RenameWatch(const RenameWatch&) = delete;
+    RenameWatch& operator=(const RenameWatch&) = delete;
+
+    /// The names, each old one with the new one after it.
+    Words Take() const {
+        Words names;
+        alignas(inotify_event) std::array<char, 4096> buffer{};
+        const ssize_t size = read(descriptor_, buffer.data(), buffer.size());
+        for (ssize_t begin = 0; begin < size;) {
+            const auto* const event = reinterpret_cast<const inotify_event*>(buffer.data() + begin);
+            names.emplace_back(event->name);
+            begin += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
+        }
+        return names;
+    }
+
+private:
+    const int descriptor_ = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
+};
+
+TEST_F(InstallTest, DeviceHasAnAppAtEveryMoment) {
+    WriteFile(Path("a"), "");
+    WriteFile(Path("b"), "");
+    if (renameat2(AT_FDCWD, Path("a").c_str(), AT_FDCWD, Path("b").c_str(), RENAME_EXCHANGE) != 0) {
+        GTEST_SKIP() << "the file system of temporary files cannot exchange names";
+    }
+    Output(InstallCommand());
+    const RenameWatch watch(installed_.parent_path());
+
+    Output(InstallCommand());
+
+    EXPECT_THAT(watch.Take(), ElementsAre("1", "1.new", "1.new", "1"));
+}
+
+TEST_F(InstallTest, InstallationThatFailsLeavesNothingBehind) {
+    filesystem::create_directories(installed_);
+    WriteFile(Path("app/large"), std::string(std::size_t{64} << 10, 'a'));
+    Output(SignCommand());
+
+    EXPECT_EQ(RunAfter("ulimit -f 100 && trap '' XFSZ", InstallCommand()).status, ExitStatus::Exited(3));
+
+    EXPECT_THAT(GetNamesIn(installed_.parent_path()), ElementsAre("1"));
 }
 
 /// What a build does with its sample app.

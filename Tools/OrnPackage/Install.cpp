@@ -10,6 +10,7 @@
 
 #include "DeviceRoot.h"
 #include "MessageOutput.h"
+#include "NameExchange.h"
 #include "OutputFile.h"
 #include "PackageContent.h"
 #include "PackageError.h"
@@ -56,15 +57,19 @@ std::string ReadCaCertificate(const filesystem::path& file) {
     return *pem;
 }
 
+void MakeFolder(const filesystem::path& folder) {
+    error_code error;
+    filesystem::create_directories(folder, error);
+    Check(error, folder);
+}
+
 bool IsProgram(const filesystem::path& file) {
     error_code ignored;  // what cannot be looked at cannot be read
     return (filesystem::status(file, ignored).permissions() & filesystem::owner_exe) != 0;
 }
 
 void CopyFile(const std::string& name, const filesystem::path& from, const filesystem::path& to) {
-    error_code error;
-    filesystem::create_directories((to / name).parent_path(), error);
-    Check(error, (to / name).parent_path());
+    MakeFolder((to / name).parent_path());
     // Not by copy_file: between two file systems the kernel's own copy may not do it.
     std::optional<RegularFile> source = RegularFile::Open(from / name, RegularFile::Links::Refused);
     OutputFile target(to / name, OutputFile::Mode::New, IsProgram(from / name) ? ReadByAll | RunByAll : ReadByAll);
@@ -82,39 +87,36 @@ void CopyFile(const std::string& name, const filesystem::path& from, const files
     target.Close();
 }
 
-/// A fresh directory `to` with the files of the package.
+/// A name beside another one, for what is to take its place. Whatever it stands for at the end is removed.
+class Draft {
+public:
+    explicit Draft(const filesystem::path& place) : path_(place.string() + ".new") { Remove(); }
+    ~Draft() {
+        error_code ignored;  // the next installation tells
+        filesystem::remove_all(path_, ignored);
+    }
+    Draft(const Draft&) = delete;
+    Draft& operator=(const Draft&) = delete;
+
+    const filesystem::path& GetPath() const { return path_; }
+    void Remove() const {
+        error_code error;
+        filesystem::remove_all(path_, error);
+        Check(error, path_);
+    }
+
+private:
+    const filesystem::path path_;
+};
+
 void CopyPackage(const filesystem::path& from, const filesystem::path& to) {
-    error_code error;
-    filesystem::remove_all(to, error);
-    Check(error, to);
-    filesystem::create_directories(to, error);
-    Check(error, to);
+    MakeFolder(to);
     for (const std::string& name : CollectContent(from).names) {
         CopyFile(name, from, to);
     }
     for (const char* const name : PackageFiles::All) {
         CopyFile(name, from, to);
     }
-}
-
-/// Lets `draft` take the place of `directory`, which is there as a whole, the old one or the new one.
-void Replace(const filesystem::path& directory, const filesystem::path& draft) {
-    const filesystem::path old = directory.string() + ".old";
-    error_code error;
-    filesystem::remove_all(old, error);
-    Check(error, old);
-    if (filesystem::symlink_status(directory, error).type() != filesystem::file_not_found) {
-        filesystem::rename(directory, old, error);
-        Check(error, directory);
-    }
-    filesystem::rename(draft, directory, error);
-    if (error) {
-        error_code ignored;  // the first error is the one to tell
-        filesystem::rename(old, directory, ignored);
-    }
-    Check(error, directory);
-    filesystem::remove_all(old, error);
-    Check(error, old);
 }
 
 }  // namespace
@@ -131,14 +133,13 @@ Zandrel::VerificationResult RunInstall(const PackageOptions& options) {
     umask(S_IWGRP | S_IWOTH);
     const std::string ca = ReadCaCertificate(options.ca);
     const filesystem::path app = root / AppDirectory;
-    const filesystem::path draft = app.string() + ".new";
-    CopyPackage(options.directory, draft);
-    Replace(app, draft);
+    const Draft draft(app);
+    CopyPackage(options.directory, draft.GetPath());
+    ExchangeNames(app, draft.GetPath());
+    draft.Remove();
 
     const filesystem::path trusted = root / CaCertificate;
-    error_code error;
-    filesystem::create_directories(trusted.parent_path(), error);
-    Check(error, trusted.parent_path());
+    MakeFolder(trusted.parent_path());
     ReplaceFile(trusted, ca);
     std::cout << "installed in " << app.string() << '\n';
     return result;
