@@ -5,8 +5,10 @@
 
 #include <array>
 #include <boost/filesystem/directory.hpp>
+#include <boost/filesystem/fstream.hpp>
 #include <cerrno>
 #include <cstdio>
+#include <iterator>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -152,6 +154,67 @@ TEST_F(InstallTest, ServiceOfAnotherUserCanReadWhatWasInstalled) {
         const bool isForAllToRun = filesystem::is_directory(entry) || entry.path().filename() == "tool";
         EXPECT_EQ(entry.status().permissions(), isForAllToRun ? 0755 : 0644) << entry.path();
     }
+}
+
+TEST_F(InstallTest, NothingButTheCertificateOfTheCaGoesToTheDevice) {
+    const std::string certificate = ReadFile(Path("ca.crt"));
+    WriteFile(Path("ca.crt"), "My CA:\n" + ReadFile(Path("ca.key")) + certificate + ReadFile(Path("developer.key")));
+
+    Output(InstallCommand());
+
+    EXPECT_EQ(ReadFile(trusted_), certificate);
+}
+
+TEST_F(InstallTest, CertificateIsReplacedAsAWhole) {
+    filesystem::create_directories(trusted_.parent_path());
+    WriteFile(trusted_, "another CA");
+    WriteFile(trusted_.string() + ".new", "of an installation that was cut short");
+    filesystem::ifstream reader(trusted_);  // sees the one or the other, never a part
+
+    Output(InstallCommand());
+
+    EXPECT_EQ((std::string{std::istreambuf_iterator<char>(reader), {}}), "another CA");
+    EXPECT_EQ(ReadFile(trusted_), ReadFile(Path("ca.crt")));
+    EXPECT_THAT(GetNamesIn(trusted_.parent_path()), ElementsAre("ca.crt"));
+}
+
+TEST_F(InstallTest, CertificateTakesThePlaceOfALink) {
+    filesystem::create_directories(trusted_.parent_path());
+    WriteFile(Path("real.crt"), "another CA");
+    filesystem::create_symlink(Path("real.crt"), trusted_);
+
+    Output(InstallCommand());
+
+    EXPECT_FALSE(filesystem::is_symlink(trusted_));
+    EXPECT_EQ(CheckOnDevice(), Zandrel::VerificationResult::SignatureOk);
+    EXPECT_EQ(ReadFile(Path("real.crt")), "another CA");
+}
+
+TEST_F(InstallTest, CertificateThatCannotBeReplacedLeavesTheAppThatIsThere) {
+    filesystem::create_directories(trusted_);
+    filesystem::create_directories(installed_);
+    WriteFile(installed_ / "Other.dll", "another app");
+
+    const Outcome outcome = Run(InstallCommand());
+
+    EXPECT_EQ(outcome.status, ExitStatus::Exited(3));
+    EXPECT_THAT(outcome.error, ElementsAre("ornpackage: cannot write " + trusted_.string() + ": Is a directory"));
+    EXPECT_THAT(GetNamesIn(installed_), ElementsAre("Other.dll"));
+    EXPECT_THAT(GetNamesIn(installed_.parent_path()), ElementsAre("1"));
+    EXPECT_THAT(GetNamesIn(trusted_.parent_path()), ElementsAre("ca.crt"));
+}
+
+TEST_F(InstallTest, CertificateThatCannotBeWrittenLeavesNoAppWhereThereWasNone) {
+    WriteFile(Path("root/blocked"), "");
+    filesystem::create_directory(Path("root/opt"));
+    filesystem::create_symlink(Path("root/blocked"), Path("root/opt/ostra"));
+
+    const Outcome outcome = Run(InstallCommand());
+
+    EXPECT_EQ(outcome.status, ExitStatus::Exited(3));
+    ASSERT_THAT(outcome.error, SizeIs(1));
+    EXPECT_THAT(outcome.error.front(), StartsWith("ornpackage: cannot write " + Path("root/opt/ostra/")));
+    EXPECT_THAT(GetNamesIn(installed_.parent_path()), IsEmpty());
 }
 
 /// Tells which names in a folder were changed, by inotify(7).

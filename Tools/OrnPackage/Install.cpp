@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "DeveloperCertificate.h"
 #include "DeviceRoot.h"
 #include "MessageOutput.h"
 #include "NameExchange.h"
@@ -48,13 +49,13 @@ filesystem::path GetOwnRoot() {
     return FindDeviceRoot(filesystem::read_symlink("/proc/self/exe").parent_path());
 }
 
+/// The certificate that packages are checked with and nothing else of its file, as PEM.
 std::string ReadCaCertificate(const filesystem::path& file) {
-    std::optional<std::string> pem =
-        Zandrel::ReadWholeFile(file, RegularFile::Links::Followed, PackageFiles::CertificateLimit);
-    if (!pem) {
-        throw Unexpected("cannot read " + file.string());
+    const Zandrel::CertificatePointer certificate = Zandrel::LoadCerfificate(file);
+    if (certificate == nullptr) {
+        throw Unexpected("nothing was installed");
     }
-    return *pem;
+    return ToPem(*certificate);
 }
 
 void MakeFolder(const filesystem::path& folder) {
@@ -119,6 +120,26 @@ void CopyPackage(const filesystem::path& from, const filesystem::path& to) {
     }
 }
 
+void WriteCaCertificate(const std::string& pem, const filesystem::path& to) {
+    MakeFolder(to.parent_path());
+    OutputFile file(to, OutputFile::Mode::New, ReadByAll);
+    file.Write(pem);
+    file.Flush();  // a device that trusts no CA starts no app
+    file.Close();
+}
+
+/// An app needs the CA of its own: both are ready before, and neither is replaced without the other.
+void ReplaceBoth(const filesystem::path& app, const filesystem::path& newApp, const filesystem::path& trusted,
+                 const filesystem::path& newTrusted) {
+    ExchangeNames(app, newApp);
+    error_code error;
+    filesystem::rename(newTrusted, trusted, error);
+    if (error) {
+        ExchangeNames(app, newApp);
+        Check(error, trusted);
+    }
+}
+
 }  // namespace
 
 Zandrel::VerificationResult RunInstall(const PackageOptions& options) {
@@ -133,14 +154,13 @@ Zandrel::VerificationResult RunInstall(const PackageOptions& options) {
     umask(S_IWGRP | S_IWOTH);
     const std::string ca = ReadCaCertificate(options.ca);
     const filesystem::path app = root / AppDirectory;
-    const Draft draft(app);
-    CopyPackage(options.directory, draft.GetPath());
-    ExchangeNames(app, draft.GetPath());
-    draft.Remove();
-
     const filesystem::path trusted = root / CaCertificate;
-    MakeFolder(trusted.parent_path());
-    ReplaceFile(trusted, ca);
+    const Draft newApp(app);
+    CopyPackage(options.directory, newApp.GetPath());
+    const Draft newTrusted(trusted);
+    WriteCaCertificate(ca, newTrusted.GetPath());
+    ReplaceBoth(app, newApp.GetPath(), trusted, newTrusted.GetPath());
+    newApp.Remove();
     std::cout << "installed in " << app.string() << '\n';
     return result;
 }
