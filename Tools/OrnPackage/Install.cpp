@@ -10,6 +10,7 @@
 
 #include "DeveloperCertificate.h"
 #include "DeviceRoot.h"
+#include "FolderLock.h"
 #include "MessageOutput.h"
 #include "NameExchange.h"
 #include "OutputFile.h"
@@ -146,6 +147,11 @@ Zandrel::VerificationResult RunInstall(const PackageOptions& options) {
     const filesystem::path root = options.root.empty() ? GetOwnRoot() : options.root;
     if (!filesystem::is_directory(root)) {
         throw Unexpected(root.string() + " is no directory: --root names the root folder of a local device");
+    }
+    const FolderLock device(root, FolderLock::Kind::Exclusive);
+    std::optional<FolderLock> package;
+    if (filesystem::is_directory(options.directory)) {  // else the check tells
+        package.emplace(options.directory, FolderLock::Kind::Shared);
     }
     const Zandrel::VerificationResult result = RunVerify(options);
     if (result != Zandrel::VerificationResult::SignatureOk) {
