@@ -270,6 +270,40 @@ TEST_F(InstallTest, InstallationThatFailsLeavesNothingBehind) {
     EXPECT_THAT(GetNamesIn(installed_.parent_path()), ElementsAre("1"));
 }
 
+TEST_F(InstallTest, PackageThatLiesWhereTheInstallationWritesIsRefusedAndStays) {
+    filesystem::create_directories(installed_);
+    for (const char* const place : {"1.new", "1.old", "1.new/app", "1/app"}) {
+        const filesystem::path package = installed_.parent_path() / place;
+        filesystem::create_directories(package.parent_path());
+        filesystem::rename(App(), package);
+
+        const std::string refusal =
+            "ornpackage: " + package.string() + "/. lies where the installation writes: move it";
+        EXPECT_EQ(Error(3, {"install", package.string() + "/.", "--ca", Path("ca.crt"), "--root", Path("root")}),
+                  refusal);
+
+        EXPECT_EQ(ReadFile(package / "MyApp.dll"), "the app");
+        filesystem::rename(package, App());
+    }
+}
+
+TEST_F(InstallTest, DeviceThatLiesInThePackageIsRefused) {
+    Words words = InstallCommand();
+    words.back() = App();
+    EXPECT_EQ(Error(3, words), "ornpackage: " + App() + " lies where the installation writes: move it");
+    EXPECT_THAT(Output(VerifyCommand()), ElementsAre("Signature OK"));
+}
+
+TEST_F(InstallTest, AppOfTheDeviceCanBeInstalledAgain) {
+    Output(InstallCommand());
+    Words words = InstallCommand();
+    words[1] = installed_.string();
+
+    Output(words);
+
+    EXPECT_EQ(CheckOnDevice(), Zandrel::VerificationResult::SignatureOk);
+}
+
 /// What a build does with its sample app.
 class SampleTest : public InstallTest {
 protected:

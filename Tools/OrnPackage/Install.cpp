@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <boost/filesystem/operations.hpp>
 #include <iostream>
 #include <optional>
@@ -121,6 +122,20 @@ void CopyPackage(const filesystem::path& from, const filesystem::path& to) {
     }
 }
 
+bool LiesIn(const filesystem::path& inner, const filesystem::path& outer) {
+    return std::mismatch(outer.begin(), outer.end(), inner.begin(), inner.end()).first == outer.end();
+}
+
+/// The app of the device itself may be installed again, but not what is removed on the way or what contains it.
+void ExpectApart(const filesystem::path& directory, const filesystem::path& app) {
+    const filesystem::path package = filesystem::canonical(directory);
+    const filesystem::path place = filesystem::weakly_canonical(app.parent_path()) / app.filename();
+    if (package != place && (LiesIn(package, place) || LiesIn(place, package) ||
+                             LiesIn(package, place.string() + ".new") || LiesIn(package, place.string() + ".old"))) {
+        throw Unexpected(directory.string() + " lies where the installation writes: move it");
+    }
+}
+
 void WriteCaCertificate(const std::string& pem, const filesystem::path& to) {
     MakeFolder(to.parent_path());
     OutputFile file(to, OutputFile::Mode::New, ReadByAll);
@@ -148,9 +163,11 @@ Zandrel::VerificationResult RunInstall(const PackageOptions& options) {
     if (!filesystem::is_directory(root)) {
         throw Unexpected(root.string() + " is no directory: --root names the root folder of a local device");
     }
+    const filesystem::path app = root / AppDirectory;
     const FolderLock device(root, FolderLock::Kind::Exclusive);
     std::optional<FolderLock> package;
     if (filesystem::is_directory(options.directory)) {  // else the check tells
+        ExpectApart(options.directory, app);
         package.emplace(options.directory, FolderLock::Kind::Shared);
     }
     const Zandrel::VerificationResult result = RunVerify(options);
@@ -159,7 +176,6 @@ Zandrel::VerificationResult RunInstall(const PackageOptions& options) {
     }
     umask(S_IWGRP | S_IWOTH);
     const std::string ca = ReadCaCertificate(options.ca);
-    const filesystem::path app = root / AppDirectory;
     const filesystem::path trusted = root / CaCertificate;
     const Draft newApp(app);
     CopyPackage(options.directory, newApp.GetPath());
