@@ -29,7 +29,8 @@ EntryType GetType(const std::filesystem::directory_entry& entry) {
 
 }  // namespace
 
-bool LookForAdditionalFiles(const boost::filesystem::path& appDirectory, const ListedPaths& listed) {
+bool LookForAdditionalFiles(const boost::filesystem::path& appDirectory, const ListedPaths& listed,
+                            const HashProgress& progress) {
     bool isClean = true;
     std::vector<std::string> left{""};  // directories to look into, below the app directory
     while (!left.empty()) {
@@ -39,6 +40,9 @@ bool LookForAdditionalFiles(const boost::filesystem::path& appDirectory, const L
         std::error_code error;
         std::filesystem::directory_iterator entry(place, error);
         for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+            if (progress) {
+                progress(0);
+            }
             const std::string fileName = entry->path().filename().string();
             const std::string path = directory.empty() ? fileName : directory + "/" + fileName;
             const std::optional<ListedPaths::Kind> kind = listed.Find(path);

@@ -16,7 +16,7 @@ namespace Zandrel {
 using Sha256Digest = std::array<unsigned char, 32>;
 
 /// Hears of each number of bytes that was hashed. Called on the hashing thread, every 64 KiB at the latest, and with 0
-/// at the end of each file. What it throws ends the calculation.
+/// at the end of each file and at each entry of the package's directories. What it throws ends the check.
 using HashProgress = std::function<void(std::uint64_t bytes)>;
 
 /// Calculates the SHA-256 sums of files, one after the other, in constant memory. Used by one thread.

@@ -64,7 +64,7 @@ VerificationResult VerifyAppPackage(const path& fileList, const path& caCertific
         }
         listed.AddFile(packageFile);
     }
-    if (!LookForAdditionalFiles(appDirectory, listed)) {
+    if (!LookForAdditionalFiles(appDirectory, listed, progress)) {
         ORN_LOG_GLOBAL(ERROR,
                        "The application is considered corrupt due to additional files that are not in the signed file "
                        "list");

@@ -71,7 +71,7 @@ Certificate MakeCertificate(const CertificateText& text, const Key& key, const C
     static std::atomic<long> serial{0};
     Certificate certificate(X509_new(), &X509_free);
     Check(certificate != nullptr, "make a certificate");
-    X509_set_version(certificate.get(), X509_VERSION_3);
+    X509_set_version(certificate.get(), text.version);
     ASN1_INTEGER_set(X509_get_serialNumber(certificate.get()), ++serial);
     SetTimes(*certificate, text);
     X509_NAME_add_entry_by_txt(X509_get_subject_name(certificate.get()), "CN", MBSTRING_UTF8,

@@ -25,6 +25,7 @@ struct CertificateText {
     std::string notAfter = "20600101000000Z";
     std::vector<std::pair<int, std::string>> extensions{};  ///< by NID, as an OpenSSL configuration writes them
     const char* digest = "SHA256";                          ///< of the issuer's signature; null for Ed25519
+    long version = X509_VERSION_3;
 };
 
 /// The text of a certificate authority.

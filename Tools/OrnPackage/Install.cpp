@@ -1,11 +1,20 @@
 #include "Install.h"
 
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <boost/filesystem/operations.hpp>
 #include <iostream>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "DeveloperCertificate.h"
 #include "DeviceRoot.h"
+#include "FolderLock.h"
+#include "MessageOutput.h"
+#include "NameExchange.h"
+#include "OutputFile.h"
 #include "PackageContent.h"
 #include "PackageError.h"
 #include "PackageFiles.h"
@@ -20,10 +29,16 @@ namespace {
 namespace filesystem = boost::filesystem;
 namespace PackageFiles = Zandrel::PackageFiles;
 using boost::system::error_code;
+using Zandrel::RegularFile;
 
 // On the device
 constexpr const char* AppDirectory = "opt/userdata/ornApp/1";
 constexpr const char* CaCertificate = "opt/ostra/etc/programmable/ca.crt";
+
+// For the service's user, who is another one than the installer
+constexpr mode_t ReadByAll = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
+constexpr mode_t RunByAll = S_IXUSR | S_IXGRP | S_IXOTH;
+constexpr std::size_t ChunkSize = std::size_t{64} << 10;
 
 void Check(const error_code& error, const filesystem::path& path) {
     if (error) {
@@ -36,30 +51,69 @@ filesystem::path GetOwnRoot() {
     return FindDeviceRoot(filesystem::read_symlink("/proc/self/exe").parent_path());
 }
 
+/// The certificate that packages are checked with and nothing else of its file, as PEM.
 std::string ReadCaCertificate(const filesystem::path& file) {
-    std::optional<std::string> pem =
-        Zandrel::ReadWholeFile(file, Zandrel::RegularFile::Links::Followed, PackageFiles::CertificateLimit);
-    if (!pem) {
-        throw Unexpected("cannot read " + file.string());
+    const Zandrel::CertificatePointer certificate = Zandrel::LoadCerfificate(file);
+    if (certificate == nullptr) {
+        throw Unexpected("nothing was installed");
     }
-    return *pem;
+    return ToPem(*certificate);
+}
+
+void MakeFolder(const filesystem::path& folder) {
+    error_code error;
+    filesystem::create_directories(folder, error);
+    Check(error, folder);
+}
+
+bool IsProgram(const filesystem::path& file) {
+    error_code ignored;  // what cannot be looked at cannot be read
+    return (filesystem::status(file, ignored).permissions() & filesystem::owner_exe) != 0;
 }
 
 void CopyFile(const std::string& name, const filesystem::path& from, const filesystem::path& to) {
-    error_code error;
-    filesystem::create_directories((to / name).parent_path(), error);
-    Check(error, (to / name).parent_path());
-    filesystem::copy_file(from / name, to / name, error);
-    Check(error, to / name);
+    MakeFolder((to / name).parent_path());
+    // Not by copy_file: between two file systems the kernel's own copy may not do it.
+    std::optional<RegularFile> source = RegularFile::Open(from / name, RegularFile::Links::Refused);
+    OutputFile target(to / name, OutputFile::Mode::New, IsProgram(from / name) ? ReadByAll | RunByAll : ReadByAll);
+    std::vector<char> buffer(ChunkSize);
+    for (;;) {
+        const std::optional<std::size_t> count = source ? source->Read(buffer.data(), buffer.size()) : std::nullopt;
+        if (!count) {
+            throw Unexpected("cannot read " + Printable((from / name).string()));
+        }
+        if (*count == 0) {
+            break;
+        }
+        target.Write(buffer.data(), *count);
+    }
+    target.Close();
 }
 
-/// A fresh directory `to` with the files of the package.
+/// A name beside another one, for what is to take its place. Whatever it stands for at the end is removed.
+class Draft {
+public:
+    explicit Draft(const filesystem::path& place) : path_(place.string() + ".new") { Remove(); }
+    ~Draft() {
+        error_code ignored;  // the next installation tells
+        filesystem::remove_all(path_, ignored);
+    }
+    Draft(const Draft&) = delete;
+    Draft& operator=(const Draft&) = delete;
+
+    const filesystem::path& GetPath() const { return path_; }
+    void Remove() const {
+        error_code error;
+        filesystem::remove_all(path_, error);
+        Check(error, path_);
+    }
+
+private:
+    const filesystem::path path_;
+};
+
 void CopyPackage(const filesystem::path& from, const filesystem::path& to) {
-    error_code error;
-    filesystem::remove_all(to, error);
-    Check(error, to);
-    filesystem::create_directories(to, error);
-    Check(error, to);
+    MakeFolder(to);
     for (const std::string& name : CollectContent(from).names) {
         CopyFile(name, from, to);
     }
@@ -68,24 +122,38 @@ void CopyPackage(const filesystem::path& from, const filesystem::path& to) {
     }
 }
 
-/// Lets `draft` take the place of `directory`, which is there as a whole, the old one or the new one.
-void Replace(const filesystem::path& directory, const filesystem::path& draft) {
-    const filesystem::path old = directory.string() + ".old";
+bool LiesIn(const filesystem::path& inner, const filesystem::path& outer) {
+    return std::mismatch(outer.begin(), outer.end(), inner.begin(), inner.end()).first == outer.end();
+}
+
+/// The app of the device itself may be installed again, but not what is removed on the way or what contains it.
+void ExpectApart(const filesystem::path& directory, const filesystem::path& app) {
+    const filesystem::path package = filesystem::canonical(directory);
+    const filesystem::path place = filesystem::weakly_canonical(app.parent_path()) / app.filename();
+    if (package != place && (LiesIn(package, place) || LiesIn(place, package) ||
+                             LiesIn(package, place.string() + ".new") || LiesIn(package, place.string() + ".old"))) {
+        throw Unexpected(directory.string() + " lies where the installation writes: move it");
+    }
+}
+
+void WriteCaCertificate(const std::string& pem, const filesystem::path& to) {
+    MakeFolder(to.parent_path());
+    OutputFile file(to, OutputFile::Mode::New, ReadByAll);
+    file.Write(pem);
+    file.Flush();  // a device that trusts no CA starts no app
+    file.Close();
+}
+
+/// An app needs the CA of its own: both are ready before, and neither is replaced without the other.
+void ReplaceBoth(const filesystem::path& app, const filesystem::path& newApp, const filesystem::path& trusted,
+                 const filesystem::path& newTrusted) {
+    ExchangeNames(app, newApp);
     error_code error;
-    filesystem::remove_all(old, error);
-    Check(error, old);
-    if (filesystem::symlink_status(directory, error).type() != filesystem::file_not_found) {
-        filesystem::rename(directory, old, error);
-        Check(error, directory);
-    }
-    filesystem::rename(draft, directory, error);
+    filesystem::rename(newTrusted, trusted, error);
     if (error) {
-        error_code ignored;  // the first error is the one to tell
-        filesystem::rename(old, directory, ignored);
+        ExchangeNames(app, newApp);
+        Check(error, trusted);
     }
-    Check(error, directory);
-    filesystem::remove_all(old, error);
-    Check(error, old);
 }
 
 }  // namespace
@@ -95,21 +163,26 @@ Zandrel::VerificationResult RunInstall(const PackageOptions& options) {
     if (!filesystem::is_directory(root)) {
         throw Unexpected(root.string() + " is no directory: --root names the root folder of a local device");
     }
+    const filesystem::path app = root / AppDirectory;
+    const FolderLock device(root, FolderLock::Kind::Exclusive);
+    std::optional<FolderLock> package;
+    if (filesystem::is_directory(options.directory)) {  // else the check tells
+        ExpectApart(options.directory, app);
+        package.emplace(options.directory, FolderLock::Kind::Shared);
+    }
     const Zandrel::VerificationResult result = RunVerify(options);
     if (result != Zandrel::VerificationResult::SignatureOk) {
         return result;
     }
+    umask(S_IWGRP | S_IWOTH);
     const std::string ca = ReadCaCertificate(options.ca);
-    const filesystem::path app = root / AppDirectory;
-    const filesystem::path draft = app.string() + ".new";
-    CopyPackage(options.directory, draft);
-    Replace(app, draft);
-
     const filesystem::path trusted = root / CaCertificate;
-    error_code error;
-    filesystem::create_directories(trusted.parent_path(), error);
-    Check(error, trusted.parent_path());
-    ReplaceFile(trusted, ca);
+    const Draft newApp(app);
+    CopyPackage(options.directory, newApp.GetPath());
+    const Draft newTrusted(trusted);
+    WriteCaCertificate(ca, newTrusted.GetPath());
+    ReplaceBoth(app, newApp.GetPath(), trusted, newTrusted.GetPath());
+    newApp.Remove();
     std::cout << "installed in " << app.string() << '\n';
     return result;
 }

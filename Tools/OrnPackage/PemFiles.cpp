@@ -1,17 +1,17 @@
 #include "PemFiles.h"
 
-#include <fcntl.h>
 #include <openssl/pem.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <boost/algorithm/string/predicate.hpp>
 #include <boost/filesystem/operations.hpp>
-#include <cerrno>
 #include <memory>
 #include <optional>
-#include <system_error>
+#include <string_view>
 
+#include "OutputFile.h"
 #include "PackageError.h"
 #include "PackageFiles.h"
 #include "RegularFile.h"
@@ -26,57 +26,60 @@ std::string TakeText(BIO& bio) {
     return {data, static_cast<std::size_t>(size)};
 }
 
-[[noreturn]] void ThrowSystemError(const boost::filesystem::path& path, int error) {
-    throw Unexpected("cannot write " + path.string() + ": " + std::generic_category().message(error));
-}
-
 struct MemoryDeleter {
     void operator()(void* memory) const noexcept { OPENSSL_free(memory); }
 };
 
-/// What the next PEM block is, such as "CERTIFICATE"; none where there is none. One that is damaged is passed over.
-std::optional<std::string> ReadPemBlock(BIO& bio) {
-    for (std::size_t left = BIO_ctrl_pending(&bio); left > 0;) {
-        char* name = nullptr;
-        char* header = nullptr;
-        unsigned char* data = nullptr;
-        long size = 0;
-        const bool isRead = PEM_read_bio(&bio, &name, &header, &data, &size) == 1;
-        const std::unique_ptr<char, MemoryDeleter> ownedName(name);
-        const std::unique_ptr<char, MemoryDeleter> ownedHeader(header);
-        const std::unique_ptr<unsigned char, MemoryDeleter> ownedData(data);
-        if (isRead) {
-            return std::string(name);
-        }
-        left = BIO_ctrl_pending(&bio) < left ? BIO_ctrl_pending(&bio) : 0;
+/// Whether a text begins with a whole PEM block that holds a private key.
+bool BeginsWithPrivateKey(std::string_view text) {
+    const Zandrel::BioPointer bio(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
+    if (bio == nullptr) {
+        throw Unexpected("cannot read a key: " + Zandrel::GetLastOpenSslError());
     }
-    return std::nullopt;
+    char* name = nullptr;
+    char* header = nullptr;
+    unsigned char* data = nullptr;
+    long size = 0;
+    const bool isRead = PEM_read_bio(bio.get(), &name, &header, &data, &size) == 1;
+    const std::unique_ptr<char, MemoryDeleter> ownedName(name);
+    const std::unique_ptr<char, MemoryDeleter> ownedHeader(header);
+    const std::unique_ptr<unsigned char, MemoryDeleter> ownedData(data);
+    return isRead && boost::algorithm::ends_with(name, "PRIVATE KEY");
 }
 
-int OpenFile(const boost::filesystem::path& path, int flags, mode_t mode) {
-    const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | flags, mode);
-    if (descriptor < 0) {
-        ThrowSystemError(path, errno);
+/// Looks from each end of a block back to its beginning: a beginning alone, as in a text about keys, hides nothing.
+bool ContainsPrivateKey(std::string_view text) {
+    constexpr std::string_view Begin = "-----BEGIN ";
+    constexpr std::string_view End = "-----END ";
+    constexpr std::size_t LongestEnd = 64;
+    for (std::size_t end = text.find(End); end != std::string_view::npos; end = text.find(End)) {
+        const std::size_t begin = text.substr(0, end).rfind(Begin);
+        if (begin != std::string_view::npos && BeginsWithPrivateKey(text.substr(begin, end - begin + LongestEnd))) {
+            return true;
+        }
+        text.remove_prefix(end + End.size());
     }
-    return descriptor;
+    return false;
 }
 
-/// Closes the descriptor, whatever happens.
-void WriteAndClose(int descriptor, const boost::filesystem::path& path, const std::string& content) {
-    std::size_t written = 0;
-    while (written < content.size()) {
-        const ssize_t count = write(descriptor, content.data() + written, content.size() - written);
-        if (count < 0 && errno != EINTR) {
-            const int error = errno;
-            close(descriptor);
-            ThrowSystemError(path, error);
+/// Appends as much of a file as there is, `size` bytes at most; false where it has ended or cannot be read.
+bool Append(std::string& text, Zandrel::RegularFile& file, std::size_t size) {
+    const std::size_t before = text.size();
+    std::size_t after = before;
+    text.resize(before + size);
+    while (after < text.size()) {
+        const std::size_t count = file.Read(&text[after], text.size() - after).value_or(0);
+        if (count == 0) {
+            break;
         }
-        written += count > 0 ? static_cast<std::size_t>(count) : 0;
+        after += count;
     }
-    if (close(descriptor) != 0) {
-        ThrowSystemError(path, errno);
-    }
+    text.resize(after);
+    return after > before;
 }
+
+constexpr mode_t ForAll = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
+constexpr mode_t ForTheOwner = S_IRUSR | S_IWUSR;
 
 }  // namespace
 
@@ -119,28 +122,27 @@ void ExpectCaCertificate(const boost::filesystem::path& path) {
 }
 
 bool HoldsPrivateKey(const boost::filesystem::path& path) {
-    const std::optional<std::string> content =
-        Zandrel::ReadWholeFile(path, Zandrel::RegularFile::Links::Refused, Zandrel::PackageFiles::CertificateLimit);
-    if (!content) {
-        return false;  // larger than a key, or the app's own step tells that it cannot be read
+    constexpr std::size_t Largest = Zandrel::PackageFiles::CertificateLimit;
+    std::optional<Zandrel::RegularFile> file = Zandrel::RegularFile::Open(path, Zandrel::RegularFile::Links::Refused);
+    if (!file) {
+        return false;  // its own step tells that it cannot be read
     }
     const Zandrel::CleanErrorQueue queue;
-    const Zandrel::BioPointer bio(BIO_new_mem_buf(content->data(), static_cast<int>(content->size())));
-    if (bio == nullptr) {
-        throw Unexpected("cannot read " + path.string() + ": " + Zandrel::GetLastOpenSslError());
-    }
-    while (const std::optional<std::string> name = ReadPemBlock(*bio)) {
-        if (boost::algorithm::ends_with(*name, "PRIVATE KEY")) {
+    std::string window;
+    while (Append(window, *file, Largest)) {
+        if (ContainsPrivateKey(window)) {
             return true;
         }
+        window.erase(0, window.size() - std::min(window.size(), Largest));  // a key may go on
     }
     return false;
 }
 
 void CreateFile(const boost::filesystem::path& path, const std::string& content, bool isSecret) {
-    const int descriptor = OpenFile(path, O_EXCL, isSecret ? S_IRUSR | S_IWUSR : S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH);
+    OutputFile file(path, OutputFile::Mode::New, isSecret ? ForTheOwner : ForAll);
     try {
-        WriteAndClose(descriptor, path, content);
+        file.Write(content);
+        file.Close();
     } catch (...) {
         unlink(path.c_str());
         throw;
@@ -148,7 +150,9 @@ void CreateFile(const boost::filesystem::path& path, const std::string& content,
 }
 
 void ReplaceFile(const boost::filesystem::path& path, const std::string& content) {
-    WriteAndClose(OpenFile(path, O_TRUNC, S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH), path, content);
+    OutputFile file(path, OutputFile::Mode::Overwritten, ForAll);
+    file.Write(content);
+    file.Close();
 }
 
 }  // namespace LocalDevice

@@ -17,7 +17,7 @@ Zandrel::KeyPointer LoadPrivateKey(const boost::filesystem::path& path);
 /// Throws `PackageError` where there is no such file: its default is good in one folder only.
 void ExpectCaCertificate(const boost::filesystem::path& path);
 
-/// Whether a file holds a private key, encrypted or not, as PEM.
+/// Whether a file of any size holds a private key of up to 256 KiB, encrypted or not, as PEM. Constant memory.
 bool HoldsPrivateKey(const boost::filesystem::path& path);
 
 /// Writes a file that was not there, readable by its owner only where it is secret. Throws `PackageError` and leaves

@@ -12,6 +12,7 @@
 #include "FileHasher.h"
 #include "FileList.h"
 #include "FileReplacement.h"
+#include "FolderLock.h"
 #include "MessageOutput.h"
 #include "PackageContent.h"
 #include "PackageError.h"
@@ -143,6 +144,7 @@ void RunSign(const PackageOptions& options) {
     if (!filesystem::is_directory(options.directory)) {
         throw Unexpected(options.directory.string() + " is no directory");
     }
+    const FolderLock lock(options.directory, FolderLock::Kind::Exclusive);
     ExpectCaCertificate(options.ca);
     const Signer signer = LoadSigner(options);
     const std::string pem = ToPem(*signer.certificate);

@@ -1,3 +1,7 @@
+#include <gmock/gmock.h>
+
+#include <algorithm>
+
 #include "AppHostProcessFixture.h"
 #include "AppLauncher.h"
 #include "AppPackage.h"
@@ -69,6 +73,14 @@ protected:
     /// Acts at the log line that contains `text`.
     LineHook At(const char* text, std::function<void()> action) { return {log_.GetLogger(), text, std::move(action)}; }
     void Interrupt() { control_.running = false; }
+    /// Launches the app of a package, which is checked as on the device.
+    bool LaunchChecked(const TestSupport::AppPackage& package) {
+        boost::filesystem::remove_all(path(Dll).parent_path());
+        WorkingDirectory::MakeLink(package.Directory(), path(Dll).parent_path());
+        WorkingDirectory::MakeLink(package.CaFile(), "device/opt/ostra/etc/programmable/ca.crt");
+        AppLauncher sut(Zandrel::PrefixedLogger(log_.GetLogger(), identity_), identity_, *sut_);
+        return sut.LaunchApp(control_);
+    }
 
     WorkingDirectory folder_;
     std::shared_ptr<AppIdentity> identity_ = std::make_shared<AppIdentity>();
@@ -222,15 +234,29 @@ TEST_F(ManagedAppLauncher, InterruptionEndsTheCheckOfALargePackage) {
     package.Seal(TestSupport::FileListOf(TestSupport::FileElement("large", std::string(64, '0')) + package.Entries()));
     package.Write("large", "");
     boost::filesystem::resize_file(package.File("large"), Zandrel::FileHasher::PackageLimit);
-    boost::filesystem::remove_all(path(Dll).parent_path());
-    WorkingDirectory::MakeLink(package.Directory(), path(Dll).parent_path());
-    WorkingDirectory::MakeLink(package.CaFile(), "device/opt/ostra/etc/programmable/ca.crt");
-    AppLauncher sut(Zandrel::PrefixedLogger(log_.GetLogger(), identity_), identity_, *sut_);
     const LineHook hook = At("Found app at", [this] { Interrupt(); });
 
-    EXPECT_FALSE(sut.LaunchApp(control_));
+    EXPECT_FALSE(LaunchChecked(package));
 
     ExpectLines(Found + CheckInterrupted + ConnectorHostFailed + Duration);
+    EXPECT_TRUE(GetChildren().empty());
+}
+
+TEST_F(ManagedAppLauncher, InterruptionEndsTheLookAtManyAdditionalFiles) {
+    const TestSupport::AppPackage package;
+    for (int i = 0; i < 10; ++i) {
+        package.Write("extra" + std::to_string(i), "");
+    }
+    const LineHook hook = At("Found unexpected file", [this] { Interrupt(); });
+
+    EXPECT_FALSE(LaunchChecked(package));
+
+    const Lines lines = log_.GetLines();
+    EXPECT_EQ(
+        std::count_if(lines.begin(), lines.end(),
+                      [](const LogLine& line) { return line.text.find("Found unexpected") != std::string::npos; }),
+        1);
+    EXPECT_THAT(lines, testing::Contains(CheckInterrupted.front()));
     EXPECT_TRUE(GetChildren().empty());
 }
 

@@ -39,6 +39,14 @@ protected:
                       "The developer certificate is not derived from the official CA")};
     }
 
+    /// Seals the package with a developer of an authority of this text, which the device trusts.
+    void SealAsAuthority(const CertificateText& text) {
+        const Key key = MakeEcKey();
+        const auto authority = MakeCertificate(text, key, nullptr, key);
+        TestSupport::WriteFile(sut_.CaFile(), ToPem(authority));
+        sut_.Seal({key, MakeCertificate({}, key, authority, key)});
+    }
+
     /// Seals the package with a certificate of this text.
     void SealWithText(const CertificateText& text) { sut_.Seal(MakeDeveloper(MakeEcKey(), text)); }
     void SealWithExpiry(const char* notAfter) {
@@ -127,6 +135,39 @@ TEST_F(CertificateTest, AuthorityThatIsNoneIsRefused) {
     TestSupport::WriteFile(sut_.CaFile(), ToPem(issuer));
     sut_.Seal({key, MakeCertificate({}, key, issuer, key)});
     EXPECT_EQ(Verify(), VerificationResult::Corrupt);
+}
+
+TEST_F(CertificateTest, AuthorityWithoutBasicConstraintsMayBeOne) {
+    CertificateText text;
+    text.name = "Old CA";
+    using Extensions = std::vector<std::pair<int, std::string>>;
+    for (const Extensions& extensions :
+         {Extensions{{NID_key_usage, "keyCertSign"}}, Extensions{{NID_key_usage, "digitalSignature,keyCertSign"}},
+          Extensions{{NID_netscape_cert_type, "sslCA"}}, Extensions{{NID_netscape_cert_type, "emailCA"}},
+          Extensions{{NID_netscape_cert_type, "objCA"}}}) {
+        text.extensions = extensions;
+        SealAsAuthority(text);
+        ExpectOk();
+    }
+    text.extensions.clear();
+    text.version = X509_VERSION_1;  // which knows no extensions
+    SealAsAuthority(text);
+    ExpectOk();
+}
+
+TEST_F(CertificateTest, AuthorityThatSaysNothingOfItselfIsRefused) {
+    CertificateText text;
+    text.name = "No CA";
+    using Extensions = std::vector<std::pair<int, std::string>>;
+    for (const Extensions& extensions :
+         {Extensions{}, Extensions{{NID_subject_key_identifier, "hash"}}, Extensions{{NID_key_usage, "cRLSign"}},
+          Extensions{{NID_netscape_cert_type, "server"}},
+          Extensions{{NID_netscape_cert_type, "sslCA"}, {NID_basic_constraints, "CA:FALSE"}},
+          Extensions{{NID_key_usage, "keyCertSign"}, {NID_basic_constraints, "CA:FALSE"}}}) {
+        text.extensions = extensions;
+        SealAsAuthority(text);
+        EXPECT_EQ(Verify(), VerificationResult::Corrupt);
+    }
 }
 
 TEST_F(CertificateTest, CertificateThatExpiresBefore2035IsRefused) {

@@ -287,7 +287,8 @@ TEST_F(VerifyAppPackageTest, ProgressIsReportedOftenAndForEachFile) {
                                         [&](std::uint64_t bytes) { reports.push_back(bytes); }),
               VerificationResult::SignatureOk);
     EXPECT_LE(*std::max_element(reports.begin(), reports.end()), std::uint64_t{64} << 10);
-    EXPECT_EQ(std::count(reports.begin(), reports.end(), 0), 5);
+    EXPECT_EQ(std::count(reports.begin(), reports.end(), 0), 5 + 11)
+        << "files of the list and entries of the directories";
 }
 
 TEST_F(VerifyAppPackageTest, ListenerCanEndTheCheck) {
@@ -295,6 +296,21 @@ TEST_F(VerifyAppPackageTest, ListenerCanEndTheCheck) {
     EXPECT_THROW(Zandrel::VerifyAppPackage(sut_.FileList(), sut_.CaFile(), [](std::uint64_t) { throw Enough(); }),
                  Enough);
     EXPECT_TRUE(TakeLines().empty());
+}
+
+TEST_F(VerifyAppPackageTest, ListenerCanEndTheLookForAdditionalFiles) {
+    for (int i = 0; i < 10; ++i) {
+        sut_.Write("extra" + std::to_string(i), "");
+    }
+    struct Enough {};
+    EXPECT_THROW(Zandrel::VerifyAppPackage(sut_.FileList(), sut_.CaFile(),
+                                           [this](std::uint64_t) {
+                                               if (!log_.GetLines().empty()) {
+                                                   throw Enough();
+                                               }
+                                           }),
+                 Enough);
+    EXPECT_THAT(TakeLines(), testing::SizeIs(1));
 }
 
 TEST_F(VerifyAppPackageTest, ExceptionOfTheListenerIsContained) {
