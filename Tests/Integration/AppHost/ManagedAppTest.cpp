@@ -282,11 +282,13 @@ TEST_F(ManagedApp, oneThatSetsValuesWithoutEndIsSlowedDownAndStopsWhenAsked) {
     Call();
     const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(6);
     EXPECT_EQ(NextReport(), "1010021 2.1:1");
-    const std::size_t before = GetMemory();
+    [[maybe_unused]] const std::size_t before = GetMemory();
     while (std::chrono::steady_clock::now() < limit) {
         ASSERT_EQ(NextReport(), "1010021 2.1:1");
     }
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // which keep what was freed
     EXPECT_LT(GetMemory(), before + (std::size_t{6} << 20U));
+#endif
 
     const auto begin = std::chrono::steady_clock::now();
     Write(Event, ShutDown);

@@ -9,8 +9,10 @@
 #include <boost/lexical_cast.hpp>
 #include <boost/thread/lock_guard.hpp>
 #include <boost/thread/lock_types.hpp>
+#include <functional>
 #include <future>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -46,10 +48,8 @@ public:
             case Manner::NeverReads:
                 reads_ = manner == Manner::Talks;
                 stream_.async_accept([self = shared_from_this()](const error_code& error) {
-                    self->shaken_ = !error;
-                    self->Write();
-                    if (!error && self->reads_) {
-                        self->Read();
+                    if (!error) {
+                        self->OnHandshake();
                     }
                 });
         }
@@ -68,21 +68,46 @@ public:
     }
 
     void Close() {
-        stream_.async_close(websocket::close_code::going_away, [self = shared_from_this()](const error_code&) {});
+        AfterHandshake([this] {
+            stream_.async_close(websocket::close_code::going_away, [self = shared_from_this()](const error_code&) {});
+        });
     }
 
     void Ping(const std::string& text) {
-        stream_.async_ping(websocket::ping_data(text), [self = shared_from_this()](const error_code&) {});
+        AfterHandshake([this, text] {
+            stream_.async_ping(websocket::ping_data(text), [self = shared_from_this()](const error_code&) {});
+        });
     }
 
-    /// The client may have seen the end of the handshake earlier than this side.
     void BeginToRead() {
-        if (!std::exchange(reads_, true) && shaken_) {
-            Read();
-        }
+        AfterHandshake([this] {
+            if (!std::exchange(reads_, true)) {
+                Read();
+            }
+        });
     }
 
 private:
+    void OnHandshake() {
+        shaken_ = true;
+        Write();
+        if (reads_) {
+            Read();
+        }
+        for (const auto& action : std::exchange(deferred_, {})) {
+            action();
+        }
+    }
+
+    /// The client may have seen the end of the handshake earlier than this side.
+    void AfterHandshake(std::function<void()> action) {
+        if (shaken_) {
+            action();
+        } else {
+            deferred_.push_back(std::move(action));
+        }
+    }
+
     void Read() {
         stream_.async_read(buffer_, [self = shared_from_this()](const error_code& error, std::size_t) {
             if (error) {
@@ -115,6 +140,7 @@ private:
     std::deque<std::string> queue_;
     bool shaken_ = false;
     bool reads_ = false;
+    std::vector<std::function<void()>> deferred_;
 };
 
 FakeDeviceStack::FakeDeviceStack(Manner manner) : endpoint_(asio::ip::address_v4::loopback(), 0), manner_(manner) {
