@@ -15,6 +15,10 @@ bool ListedPaths::AddFile(const std::string& path) {
             ORN_LOG_GLOBAL(ERROR, "Is both regular file and directory: " << entry);
             return false;
         }
+        if (isNew && (size_ += entry.size()) > SizeLimit) {
+            ORN_LOG_GLOBAL(ERROR, "Too many directories above the listed files");
+            return false;
+        }
         const std::size_t slash = entry.rfind('/');
         // Above a directory that is known, all are.
         if (slash == std::string::npos || (!isNew && kind == Kind::Directory)) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <optional>
 #include <string>
@@ -11,8 +12,11 @@ class ListedPaths {
 public:
     enum class Kind { RegularFile, Directory };
 
+    /// Of all paths together, in bytes: a name of 4,095 bytes can stand for 2,000 directories.
+    static constexpr std::size_t SizeLimit = std::size_t{16} << 20U;
+
     /// Adds a file and its directories. False, with a line in the log, where one of them is already there as the
-    /// other kind. `path`: one that `IsPathInsideDirectory`.
+    /// other kind, or where the paths are larger than `SizeLimit`. `path`: one that `IsPathInsideDirectory`.
     bool AddFile(const std::string& path);
 
     /// None for a path that was not added.
@@ -20,6 +24,7 @@ public:
 
 private:
     std::map<std::string, Kind> kinds_;
+    std::size_t size_ = 0;  ///< of the paths
 };
 
 /// Whether a name is a relative path in its only form: no component is empty, "." or "..", and none holds a NUL.

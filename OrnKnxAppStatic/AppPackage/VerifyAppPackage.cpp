@@ -62,7 +62,9 @@ VerificationResult VerifyAppPackage(const path& fileList, const path& caCertific
             ORN_LOG_GLOBAL(ERROR, "This file should not appear in the file list: " << packageFile);
             return VerificationResult::Corrupt;
         }
-        listed.AddFile(packageFile);
+        if (!listed.AddFile(packageFile)) {
+            return VerificationResult::Corrupt;
+        }
     }
     if (!LookForAdditionalFiles(appDirectory, listed, progress)) {
         ORN_LOG_GLOBAL(ERROR,

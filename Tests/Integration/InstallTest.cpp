@@ -13,6 +13,7 @@
 #include <system_error>
 #include <vector>
 
+#include "FileWatch.h"
 #include "OrnPackageFixture.h"
 #include "VerifyAppPackage.h"
 
@@ -83,6 +84,31 @@ TEST_F(InstallTest, PackageThatIsWrongChangesNothing) {
 
     EXPECT_EQ(CheckOnDevice(), Zandrel::VerificationResult::SignatureOk);
     EXPECT_EQ(ReadFile(installed_ / "MyApp.dll"), "the app");
+}
+
+TEST_F(InstallTest, PackageThatChangesBehindItsCheckLeavesTheAppThatIsThere) {
+    Output(InstallCommand());
+    WriteFile(Path("app/large"), "");
+    filesystem::resize_file(Path("app/large"), std::uintmax_t{64} << 20);  // comes between check and copy
+    Output(SignCommand());
+    Outcome outcome;
+    for (bool isInTime = false; !isInTime;) {
+        WriteFile(Path("app/MyApp.dll"), "the app");
+        const FileWatch watch(Path("app/MyApp.dll"));
+        ChildProcess program(ORN_PACKAGE_PROGRAM, InstallCommand());
+        ASSERT_TRUE(watch.WaitFor(IN_CLOSE_NOWRITE));
+        WriteFile(Path("app/MyApp.dll"), "the bpp");
+        outcome = WaitForOutcome(program);
+        isInTime = watch.WaitFor(IN_CLOSE_WRITE) && watch.WaitFor(IN_OPEN, std::chrono::milliseconds(0));
+    }
+
+    EXPECT_EQ(outcome.status, ExitStatus::Exited(1));
+    EXPECT_THAT(outcome.output, ElementsAre("Signature OK"));
+    EXPECT_THAT(outcome.error, ElementsAre("The SHA256 sum does not match: " + installed_.string() + ".new/MyApp.dll",
+                                           "ornpackage: the package was changed while it was installed"));
+    EXPECT_EQ(CheckOnDevice(), Zandrel::VerificationResult::SignatureOk);
+    EXPECT_EQ(ReadFile(installed_ / "MyApp.dll"), "the app");
+    EXPECT_THAT(GetNamesIn(installed_.parent_path()), ElementsAre("1"));
 }
 
 TEST_F(InstallTest, DeviceThatIsNotThereIsNamed) {

@@ -63,6 +63,23 @@ TEST_F(OrnPackageTest, PackageCanBeSignedAgain) {
     EXPECT_THAT(Output(VerifyCommand()), ElementsAre("Signature OK"));
 }
 
+TEST_F(OrnPackageTest, SigningACopyOfHardLinksLeavesTheOtherPackageAsItIs) {
+    MakeKeys();
+    Output(SignCommand());
+    filesystem::create_directory(Path("other"));
+    filesystem::create_directory(Path("other/data"));
+    for (const char* const name :
+         {"MyApp.dll", "data/texts & more.txt", "appfiles.xml", "appfiles.xml.SHA256.sig", "sdk.crt"}) {
+        filesystem::create_hard_link(folder_ / "app" / name, folder_ / "other" / name);
+    }
+    WriteFile(Path("app/added.dll"), "more");
+
+    Output(SignCommand());
+
+    EXPECT_THAT(Output(VerifyCommand()), ElementsAre("Signature OK"));
+    EXPECT_THAT(Output({"verify", Path("other"), "--ca", Path("ca.crt")}), ElementsAre("Signature OK"));
+}
+
 TEST_F(OrnPackageTest, EmptyAppDirectoryMakesAPackageToo) {
     MakeKeys();
     filesystem::remove_all(App());
@@ -107,7 +124,23 @@ TEST_F(OrnPackageTest, NamesCannotSteerTheTerminal) {
     MakeKeys();
     Output(SignCommand());
     WriteFile(folder_ / "app" / "\x1B[2J\nSignature OK", "");
-    EXPECT_EQ(Errors(1, VerifyCommand())[0], "Found unexpected file \\x1B[2J\\x0ASignature OK");
+    EXPECT_EQ(Errors(1, VerifyCommand())[0], R"(Found unexpected file \u001b[2J\nSignature OK)");
+}
+
+TEST_F(OrnPackageTest, NamesWithControlsBeyondAsciiCannotEither) {
+    MakeKeys();
+    Output(SignCommand());
+    WriteFile(folder_ / "app" / "zz\xC2\x9B[1m\xFF", "");
+    EXPECT_EQ(Errors(1, VerifyCommand())[0], R"(Found unexpected file zz\u009b[1m\xff)");
+}
+
+TEST_F(OrnPackageTest, NamesInErrorsCannotSteerTheTerminal) {
+    MakeKeys();
+    filesystem::create_symlink("MyApp.dll", folder_ / "app" / "\x1B[2J\xC2\x9B");
+    EXPECT_EQ(Error(1, SignCommand()), R"(ornpackage: \u001b[2J\u009b is no regular file: a package cannot hold it)");
+    EXPECT_EQ(Error(3, {"sign", Path("none\n")}), "ornpackage: " + Path("none") + R"(\n is no directory)");
+    EXPECT_THAT(Error(3, {"keygen", Path("app/MyApp.dll/\x9B")}),
+                StartsWith("ornpackage: cannot make " + Path("app/MyApp.dll") + R"(/\x9b: )"));
 }
 
 TEST_F(OrnPackageTest, ShowsWhatThePackageSays) {

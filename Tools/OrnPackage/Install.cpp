@@ -1,9 +1,12 @@
 #include "Install.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <boost/filesystem/operations.hpp>
+#include <cerrno>
 #include <iostream>
 #include <optional>
 #include <string>
@@ -12,7 +15,6 @@
 #include "DeveloperCertificate.h"
 #include "DeviceRoot.h"
 #include "FolderLock.h"
-#include "MessageOutput.h"
 #include "NameExchange.h"
 #include "OutputFile.h"
 #include "PackageContent.h"
@@ -21,6 +23,7 @@
 #include "PemFiles.h"
 #include "RegularFile.h"
 #include "Verify.h"
+#include "VerifyAppPackage.h"
 
 namespace LocalDevice {
 
@@ -42,7 +45,7 @@ constexpr std::size_t ChunkSize = std::size_t{64} << 10;
 
 void Check(const error_code& error, const filesystem::path& path) {
     if (error) {
-        throw Unexpected("cannot write " + path.string() + ": " + error.message());
+        throw CannotWrite(path.string(), error.message());
     }
 }
 
@@ -75,12 +78,12 @@ void CopyFile(const std::string& name, const filesystem::path& from, const files
     MakeFolder((to / name).parent_path());
     // Not by copy_file: between two file systems the kernel's own copy may not do it.
     std::optional<RegularFile> source = RegularFile::Open(from / name, RegularFile::Links::Refused);
-    OutputFile target(to / name, OutputFile::Mode::New, IsProgram(from / name) ? ReadByAll | RunByAll : ReadByAll);
+    OutputFile target(to / name, IsProgram(from / name) ? ReadByAll | RunByAll : ReadByAll);
     std::vector<char> buffer(ChunkSize);
     for (;;) {
         const std::optional<std::size_t> count = source ? source->Read(buffer.data(), buffer.size()) : std::nullopt;
         if (!count) {
-            throw Unexpected("cannot read " + Printable((from / name).string()));
+            throw Unexpected("cannot read " + (from / name).string());
         }
         if (*count == 0) {
             break;
@@ -138,10 +141,32 @@ void ExpectApart(const filesystem::path& directory, const filesystem::path& app)
 
 void WriteCaCertificate(const std::string& pem, const filesystem::path& to) {
     MakeFolder(to.parent_path());
-    OutputFile file(to, OutputFile::Mode::New, ReadByAll);
+    OutputFile file(to, ReadByAll);
     file.Write(pem);
-    file.Flush();  // a device that trusts no CA starts no app
     file.Close();
+}
+
+void FlushFileSystem(const filesystem::path& folder) {
+    const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int error = descriptor < 0 || syncfs(descriptor) != 0 ? errno : 0;
+    if (descriptor >= 0) {
+        close(descriptor);
+    }
+    Check(error_code(error, boost::system::system_category()), folder);
+}
+
+/// A name may reach the medium before what it stands for. App and certificate may lie on two of them.
+void FlushBoth(const filesystem::path& app, const filesystem::path& trusted) {
+    FlushFileSystem(app.parent_path());
+    FlushFileSystem(trusted.parent_path());
+}
+
+/// The package may have changed since it was checked: what counts is what the device gets.
+void ExpectWhole(const filesystem::path& newApp, const filesystem::path& newTrusted) {
+    const Zandrel::VerificationResult result = Zandrel::VerifyAppPackage(newApp / PackageFiles::FileList, newTrusted);
+    if (result != Zandrel::VerificationResult::SignatureOk) {
+        throw PackageError(result, "the package was changed while it was installed");
+    }
 }
 
 /// An app needs the CA of its own: both are ready before, and neither is replaced without the other.
@@ -181,7 +206,10 @@ Zandrel::VerificationResult RunInstall(const PackageOptions& options) {
     CopyPackage(options.directory, newApp.GetPath());
     const Draft newTrusted(trusted);
     WriteCaCertificate(ca, newTrusted.GetPath());
+    FlushBoth(app, trusted);
+    ExpectWhole(newApp.GetPath(), newTrusted.GetPath());
     ReplaceBoth(app, newApp.GetPath(), trusted, newTrusted.GetPath());
+    FlushBoth(app, trusted);  // before the old app is gone
     newApp.Remove();
     std::cout << "installed in " << app.string() << '\n';
     return result;

@@ -9,6 +9,7 @@
 #include "MessageOutput.h"
 #include "PackageError.h"
 #include "PackageOptions.h"
+#include "PrintableText.h"
 #include "Show.h"
 #include "Sign.h"
 #include "Verify.h"
@@ -44,6 +45,11 @@ VerificationResult RunCommand(const PackageOptions& options) {
     return VerificationResult::SignatureOk;
 }
 
+/// One line, whatever names of files it holds.
+void PrintError(const std::string& message) {
+    std::cerr << "ornpackage: " << MakePrintable(message) << '\n';
+}
+
 int Run(const std::vector<std::string>& arguments) {
     try {
         const MessageOutput output;
@@ -54,16 +60,16 @@ int Run(const std::vector<std::string>& arguments) {
         }
         return static_cast<int>(result);
     } catch (const UsageError& error) {
-        std::cerr << "ornpackage: " << error.what() << "; see --help\n";
+        PrintError(std::string(error.what()) + "; see --help");
         return ExitUsage;
     } catch (const PackageError& error) {
-        std::cerr << "ornpackage: " << error.what() << '\n';
+        PrintError(error.what());
         return static_cast<int>(error.GetResult());
     } catch (const boost::filesystem::filesystem_error& error) {
-        std::cerr << "ornpackage: cannot look at " << error.path1().string() << ": " << error.code().message() << '\n';
+        PrintError("cannot look at " + error.path1().string() + ": " + error.code().message());
         return static_cast<int>(VerificationResult::Unverifiable);
     } catch (const std::exception& error) {
-        std::cerr << "ornpackage: " << error.what() << '\n';
+        PrintError(error.what());
         return static_cast<int>(VerificationResult::Unverifiable);
     }
 }

@@ -5,7 +5,9 @@
 #include <log4cplus/spi/loggingevent.h>
 
 #include <iostream>
+#include <string_view>
 
+#include "PrintableText.h"
 #include "Zandrel/Logging.h"
 
 namespace LocalDevice {
@@ -27,7 +29,7 @@ public:
         const std::string& line = event.getMessage();
         const std::size_t end = line.find(PlaceEnd);
         const std::size_t begin = end == std::string::npos ? 0 : end + std::char_traits<char>::length(PlaceEnd);
-        std::cerr << Printable(line.substr(begin)) << '\n';
+        std::cerr << MakePrintable(std::string_view(line).substr(begin)) << '\n';
     }
 };
 
@@ -39,20 +41,6 @@ MessageOutput::MessageOutput() {
     logger.setAdditivity(false);
     logger.addAppender(log4cplus::SharedAppenderPtr(new Output));
     Zandrel::SetCentralLoggerOnce(logger);
-}
-
-std::string Printable(const std::string& text) {
-    constexpr const char* Digits = "0123456789ABCDEF";
-    std::string printable;
-    for (const char character : text) {
-        const auto code = static_cast<unsigned char>(character);
-        if (code < 0x20 || code == 0x7F) {
-            printable += {'\\', 'x', Digits[code >> 4], Digits[code & 0xF]};
-        } else {
-            printable += character;
-        }
-    }
-    return printable;
 }
 
 }  // namespace LocalDevice

@@ -17,7 +17,7 @@ using boost::system::error_code;
 
 void Check(const error_code& error, const filesystem::path& path) {
     if (error) {
-        throw Unexpected("cannot write " + path.string() + ": " + error.message());
+        throw CannotWrite(path.string(), error.message());
     }
 }
 

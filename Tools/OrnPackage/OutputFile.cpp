@@ -11,11 +11,9 @@
 
 namespace LocalDevice {
 
-OutputFile::OutputFile(boost::filesystem::path path, Mode mode, mode_t permissions)
+OutputFile::OutputFile(boost::filesystem::path path, mode_t permissions)
     : path_(std::move(path)),
-      descriptor_(open(path_.c_str(),
-                       O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | (mode == Mode::New ? O_EXCL : O_TRUNC),
-                       permissions)) {
+      descriptor_(open(path_.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_EXCL, permissions)) {
     if (descriptor_ < 0) {
         ThrowSystemError();
     }
@@ -39,12 +37,6 @@ void OutputFile::Write(const char* data, std::size_t size) {
     }
 }
 
-void OutputFile::Flush() {
-    if (fsync(descriptor_) != 0) {
-        ThrowSystemError();
-    }
-}
-
 void OutputFile::Close() {
     if (close(std::exchange(descriptor_, -1)) != 0) {
         ThrowSystemError();
@@ -52,7 +44,7 @@ void OutputFile::Close() {
 }
 
 void OutputFile::ThrowSystemError() const {
-    throw Unexpected("cannot write " + path_.string() + ": " + std::generic_category().message(errno));
+    throw CannotWrite(path_.string(), std::generic_category().message(errno));
 }
 
 }  // namespace LocalDevice

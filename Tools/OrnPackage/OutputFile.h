@@ -8,21 +8,17 @@
 
 namespace LocalDevice {
 
-/// A file that is open for writing, never what a link points to. All throw `PackageError`, with the system's reason.
+/// A new file, open for writing, never one that is there already. All throw `PackageError`, with the system's reason.
 class OutputFile {
 public:
-    enum class Mode { New, Overwritten };
-
-    /// `permissions`: of a new file, less what the umask takes away.
-    OutputFile(boost::filesystem::path path, Mode mode, mode_t permissions);
+    /// `permissions`: less what the umask takes away.
+    OutputFile(boost::filesystem::path path, mode_t permissions);
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
 
     void Write(const char* data, std::size_t size);
     void Write(const std::string& content) { Write(content.data(), content.size()); }
-    /// Waits until the medium has it.
-    void Flush();
     /// What could not be written may be told as late as here.
     void Close();
 

@@ -5,7 +5,6 @@
 #include <boost/filesystem/operations.hpp>
 #include <utility>
 
-#include "MessageOutput.h"
 #include "PackageError.h"
 #include "PackageFiles.h"
 
@@ -42,7 +41,7 @@ private:
             throw Unexpected("cannot read " + (top_ / directory).string() + ": " + error.message());
         }
         if (isEmpty && !directory.empty()) {
-            throw Refused("the directory " + Printable(directory) + " is empty: a package cannot hold it");
+            throw Refused("the directory " + directory + " is empty: a package cannot hold it");
         }
     }
 
@@ -52,7 +51,7 @@ private:
         if (type == filesystem::directory_file && !IsPackageFile(name)) {
             Collect(name + "/");
         } else if (type != filesystem::regular_file) {
-            throw Refused(Printable(name) + " is no regular file: a package cannot hold it");
+            throw Refused(name + " is no regular file: a package cannot hold it");
         } else if (!IsPackageFile(name)) {
             content_.names.push_back(name);
             const std::uintmax_t size = filesystem::file_size(entry.path(), error);

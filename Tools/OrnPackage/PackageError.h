@@ -7,7 +7,8 @@
 
 namespace LocalDevice {
 
-/// Why a command did not do what it was asked for, in one line, with the result that the program ends with.
+/// Why a command did not do what it was asked for, in one line once it is printable (`MakePrintable`), with the result
+/// that the program ends with.
 class PackageError : public std::runtime_error {
 public:
     PackageError(Zandrel::VerificationResult result, const std::string& message)
@@ -26,6 +27,11 @@ inline PackageError Refused(const std::string& message) {
 /// Anything else.
 inline PackageError Unexpected(const std::string& message) {
     return {Zandrel::VerificationResult::Unverifiable, message};
+}
+
+/// A file or folder could not be written, with the system's reason.
+inline PackageError CannotWrite(const std::string& path, const std::string& reason) {
+    return Unexpected("cannot write " + path + ": " + reason);
 }
 
 }  // namespace LocalDevice

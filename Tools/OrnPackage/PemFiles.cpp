@@ -139,7 +139,7 @@ bool HoldsPrivateKey(const boost::filesystem::path& path) {
 }
 
 void CreateFile(const boost::filesystem::path& path, const std::string& content, bool isSecret) {
-    OutputFile file(path, OutputFile::Mode::New, isSecret ? ForTheOwner : ForAll);
+    OutputFile file(path, isSecret ? ForTheOwner : ForAll);
     try {
         file.Write(content);
         file.Close();
@@ -150,9 +150,12 @@ void CreateFile(const boost::filesystem::path& path, const std::string& content,
 }
 
 void ReplaceFile(const boost::filesystem::path& path, const std::string& content) {
-    OutputFile file(path, OutputFile::Mode::Overwritten, ForAll);
-    file.Write(content);
-    file.Close();
+    boost::system::error_code error;
+    boost::filesystem::remove(path, error);
+    if (error) {
+        throw CannotWrite(path.string(), error.message());
+    }
+    CreateFile(path, content, false);
 }
 
 }  // namespace LocalDevice

@@ -8,9 +8,9 @@
 
 #include "DeveloperCertificate.h"
 #include "FileList.h"
-#include "MessageOutput.h"
 #include "PackageError.h"
 #include "PackageFiles.h"
+#include "PrintableText.h"
 #include "RegularFile.h"
 
 namespace LocalDevice {
@@ -22,7 +22,7 @@ namespace PackageFiles = Zandrel::PackageFiles;
 std::string TakeText(const Zandrel::BioPointer& bio) {
     char* data = nullptr;
     const long size = BIO_get_mem_data(bio.get(), &data);
-    return Printable({data, static_cast<std::size_t>(size)});
+    return MakePrintable({data, static_cast<std::size_t>(size)});
 }
 
 std::string Describe(const X509_NAME& name) {
@@ -53,8 +53,8 @@ void PrintCertificate(X509& certificate) {
 }
 
 void PrintFile(const Zandrel::FileEntry& entry) {
-    std::cout << "  " << Printable(entry.sha256.value_or("(no sum)")) << "  "
-              << Printable(entry.name.value_or("(no name)")) << '\n';
+    std::cout << "  " << MakePrintable(entry.sha256.value_or("(no sum)")) << "  "
+              << MakePrintable(entry.name.value_or("(no name)")) << '\n';
 }
 
 }  // namespace

@@ -13,7 +13,6 @@
 #include "FileList.h"
 #include "FileReplacement.h"
 #include "FolderLock.h"
-#include "MessageOutput.h"
 #include "PackageContent.h"
 #include "PackageError.h"
 #include "PackageFiles.h"
@@ -63,7 +62,7 @@ void ExpectNoKey(const filesystem::path& directory, std::vector<std::string> nam
     names.insert(names.end(), PackageFiles::All.begin(), PackageFiles::All.end());
     for (const std::string& name : names) {
         if (HoldsPrivateKey(directory / name)) {
-            throw Refused(Printable(name) + " holds a private key: it must not travel with the app");
+            throw Refused(name + " holds a private key: it must not travel with the app");
         }
     }
 }
@@ -89,7 +88,7 @@ std::string HashFile(const filesystem::path& file, FileHasher& hasher) {
             throw Refused("the package is too large: more than " + std::to_string(FileHasher::PackageLimit >> 20) +
                           " MiB");
         }
-        throw Unexpected("cannot read " + Printable(file.string()));
+        throw Unexpected("cannot read " + file.string());
     }
     const auto& digest = std::get<Zandrel::Sha256Digest>(sum);
     std::string digits;
@@ -102,7 +101,7 @@ std::string MakeFileList(const filesystem::path& directory, const PackageContent
     std::string list = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Files>\n";
     for (const std::string& name : content.names) {
         if (name.size() >= PATH_MAX) {
-            throw Refused("too long a name: " + Printable(name));
+            throw Refused("too long a name: " + name);
         }
         list += "  <File>\n    <Name>" + Escape(name) + "</Name>\n    <Sha256>" + HashFile(directory / name, hasher) +
                 "</Sha256>\n  </File>\n";

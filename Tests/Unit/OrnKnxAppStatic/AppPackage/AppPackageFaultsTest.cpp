@@ -143,6 +143,22 @@ TEST_F(AppPackageFaultsTest, EntryThatHasChangedItsKindIsReported) {
                     Error("LookForAdditionalFiles", "Directory file expected, found regular file: data/de")));
 }
 
+TEST_F(AppPackageFaultsTest, DirectoriesWithoutEndAboveFewFilesAreReported) {
+    constexpr int Levels = 2000;
+    std::string deep;
+    for (int level = 0; level < Levels; ++level) {
+        deep += "/x";
+    }
+    ListedPaths sut;
+    int files = 0;
+    while (files < Levels && sut.AddFile(std::to_string(files) + deep)) {
+        ++files;
+    }
+    EXPECT_GE(files, 1);
+    EXPECT_LE(files, 5);
+    EXPECT_EQ(TakeLines(), (std::vector<LogLine>{Error("AddFile", "Too many directories above the listed files")}));
+}
+
 TEST_F(AppPackageFaultsTest, DirectoryThatCannotBeListedIsReported) {
     EXPECT_FALSE(Zandrel::LookForAdditionalFiles(sut_.File("none"), ListedPaths()));
     EXPECT_EQ(TakeLines(),

@@ -1,4 +1,8 @@
 #include <openssl/obj_mac.h>
+#include <poll.h>
+#include <pty.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 #include <boost/filesystem/operations.hpp>
 #include <cstdlib>
@@ -49,6 +53,20 @@ protected:
 
     /// Seals the package with a certificate of this text.
     void SealWithText(const CertificateText& text) { sut_.Seal(MakeDeveloper(MakeEcKey(), text)); }
+
+    /// In a process of its own, with a terminal: ends with 0 when the package is refused and nothing was asked there.
+    [[noreturn]] void VerifyOnATerminal() {
+        constexpr unsigned SecondsAtMost = 20;
+        alarm(SecondsAtMost);
+        int user = -1;
+        int program = -1;
+        const bool hasTerminal = openpty(&user, &program, nullptr, nullptr, nullptr) == 0 && setsid() != -1 &&
+                                 ioctl(program, TIOCSCTTY, 0) == 0;
+        const VerificationResult result = Verify();
+        pollfd output{user, POLLIN, 0};
+        const bool isQuiet = poll(&output, 1, 0) == 0;
+        _exit(hasTerminal && isQuiet && result == VerificationResult::Unverifiable ? 0 : 1);
+    }
     void SealWithExpiry(const char* notAfter) {
         CertificateText text;
         text.notAfter = notAfter;
@@ -297,6 +315,8 @@ TEST_F(CertificateTest, EncryptedCertificateIsRefusedWithoutAsking) {
     const std::size_t line = pem.find('\n') + 1;
     sut_.Write("sdk.crt", pem.substr(0, line) + "Proc-Type: 4,ENCRYPTED\nDEK-Info: AES-128-CBC," +
                               std::string(32, 'A') + "\n\n" + pem.substr(line));
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    ASSERT_EXIT(VerifyOnATerminal(), testing::ExitedWithCode(0), "");
     ExpectUnverifiable(
         {Error("LoadCerfificate", "Could not parse the certificate file " + sut_.File("sdk.crt").string())});
 }

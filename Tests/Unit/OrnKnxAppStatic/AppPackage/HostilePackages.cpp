@@ -86,6 +86,25 @@ void AddKinds(Packages& packages) {
                         }});
 }
 
+/// Few files whose names stand for many directories: each leads over a link of its own down the same deep folder.
+void AddDepth(Packages& packages) {
+    packages.push_back({"directories", "many above few files", [](const AppPackage& package) {
+                            std::string deep;
+                            for (int level = 0; level < 1900; ++level) {
+                                deep += "/x";
+                            }
+                            filesystem::create_directories(package.File("d" + deep));
+                            WriteFile(package.File("d" + deep + "/f"), "");
+                            std::string entries;
+                            for (int i = 0; i < 100; ++i) {
+                                const std::string link = "L" + std::to_string(i);
+                                filesystem::create_symlink("d", package.File(link));
+                                entries += FileElement(link + deep + "/f", Sha256Of(""));
+                            }
+                            package.SealWith(entries);
+                        }});
+}
+
 void AddNames(Packages& packages) {
     // A file that really lies there, so that only the name is wrong.
     for (const std::string name : {"..",
@@ -281,6 +300,7 @@ std::vector<HostilePackage> MakeHostilePackages() {
     Packages packages = MakeHostileXml();
     AddKinds(packages);
     AddNames(packages);
+    AddDepth(packages);
     AddClashes(packages);
     AddAdditional(packages);
     AddCertificates(packages);
