@@ -2,13 +2,14 @@
 
 #include <log4cplus/loggingmacros.h>
 
-#include <boost/asio/buffer.hpp>
+#include <boost/asio/error.hpp>
 #include <string_view>
 #include <utility>
 
+#include "Ostra/WebSocketFrame.h"
+
 namespace LocalDevice {
 
-namespace beast = boost::beast;
 namespace websocket = boost::beast::websocket;
 
 namespace {
@@ -21,9 +22,20 @@ constexpr std::size_t BeginningSize = 64;
 
 }  // namespace
 
-ClientSession::ClientSession(Transport stream, RequestDispatcher& dispatcher, const ConnectionLimits& limits,
-                             const log4cplus::Logger& logger, EndHandler onEnd)
-    : limits_(limits), logger_(logger), dispatcher_(dispatcher), onEnd_(std::move(onEnd)), socket_(std::move(stream)) {
+ClientSession::ClientSession(Transport stream, RequestDispatcher& dispatcher, IdleWork& idleWork,
+                             const ConnectionLimits& limits, const log4cplus::Logger& logger, EndHandler onEnd)
+    : limits_(limits),
+      logger_(logger),
+      dispatcher_(dispatcher),
+      onEnd_(std::move(onEnd)),
+      idleWork_(idleWork),
+      socket_(
+          stream.release_socket(),
+          [this](std::string bytes) {
+              outgoing_.Add(std::move(bytes));
+              Write();
+          },
+          [] {}) {
     socket_.set_option(websocket::stream_base::timeout{limits.handshake, limits.idle, true});
     socket_.read_message_max(0);  // the limit is kept here, without ending the connection
     socket_.auto_fragment(false);
@@ -80,37 +92,51 @@ void ClientSession::HandleMessage() {
 }
 
 void ClientSession::Send(const Message& message) {
+    if (Queue(message)) {
+        Write();
+    }
+}
+
+void ClientSession::SendLater(const Message& message) {
+    const bool isFirst = outgoing_.IsEmpty();
+    if (Queue(message) && isFirst) {
+        idleWork_.Post([self = shared_from_this()] { self->Write(); });
+    }
+}
+
+/// False where the client gets no more.
+bool ClientSession::Queue(const Message& message) {
     if (isDropped_) {
+        return false;
+    }
+    if (outgoing_.GetSize() > limits_.queue) {
+        LOG4CPLUS_WARN(logger_, "Dropped a client that does not read: " << outgoing_.GetSize() << " bytes wait for it");
+        isDropped_ = true;
+        CloseSocket();
+        return false;
+    }
+    outgoing_.Add(Ostra::EncodeTextFrame(*message));
+    return true;
+}
+
+/// Sends what waits, as soon as the socket takes it.
+void ClientSession::Write() {
+    auto& transport = socket_.next_layer().socket();
+    if (isBlocked_ || !transport.is_open()) {
         return;
     }
-    if (queuedBytes_ > limits_.queue) {
-        LOG4CPLUS_WARN(logger_, "Dropped a client that does not read: " << queuedBytes_ << " bytes wait for it");
-        isDropped_ = true;
-        return CloseSocket();
-    }
-    queue_.push_back(message);
-    queuedBytes_ += message->size();
-    if (queue_.size() == 1) {
-        Write();
-    }
-}
-
-void ClientSession::Write() {
-    socket_.async_write(
-        boost::asio::buffer(*queue_.front()),
-        [self = shared_from_this()](const boost::system::error_code& error, std::size_t) { self->OnWritten(error); });
-}
-
-void ClientSession::OnWritten(const boost::system::error_code& error) {
-    if (error) {
+    const auto error = outgoing_.SendTo(transport.native_handle());
+    if (error == boost::asio::error::would_block) {
+        isBlocked_ = true;
+        transport.async_wait(boost::asio::socket_base::wait_write,
+                             [self = shared_from_this()](const boost::system::error_code&) {
+                                 self->isBlocked_ = false;
+                                 self->Write();
+                             });
+    } else if (error) {
         // Reading fails as well, and ends the session.
         isDropped_ = true;
-        return CloseSocket();
-    }
-    queuedBytes_ -= queue_.front()->size();
-    queue_.pop_front();
-    if (!queue_.empty() && !isDropped_) {
-        Write();
+        CloseSocket();
     }
 }
 
@@ -134,7 +160,7 @@ void ClientSession::End(const boost::system::error_code& error) {
 }
 
 void ClientSession::CloseSocket() {
-    beast::get_lowest_layer(socket_).close();
+    socket_.next_layer().close();
 }
 
 }  // namespace LocalDevice

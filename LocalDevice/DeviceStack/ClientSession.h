@@ -5,13 +5,15 @@
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/websocket/stream.hpp>
 #include <cstddef>
-#include <deque>
 #include <functional>
 #include <memory>
 #include <string>
 
 #include "ConnectionLimits.h"
 #include "HttpConnection.h"
+#include "IdleWork.h"
+#include "Ostra/OutgoingBytes.h"
+#include "Ostra/SharedWriteStream.h"
 #include "RequestDispatcher.h"
 
 namespace LocalDevice {
@@ -23,8 +25,8 @@ public:
     /// `onEnd` is called once, when the dispatcher does not know the session any more.
     using EndHandler = std::function<void(ClientSession&)>;
 
-    /// The dispatcher must live until the session has ended or nothing runs any more.
-    ClientSession(Transport stream, RequestDispatcher& dispatcher, const ConnectionLimits& limits,
+    /// The dispatcher and `idleWork` must live until the session has ended or nothing runs any more.
+    ClientSession(Transport stream, RequestDispatcher& dispatcher, IdleWork& idleWork, const ConnectionLimits& limits,
                   const log4cplus::Logger& logger, EndHandler onEnd);
 
     /// Finishes the handshake that `request` began and serves the client from then on.
@@ -33,16 +35,17 @@ public:
     /// Takes leave of the client: the service ends.
     void Close();
 
-    /// Queues the message. A client that has too much waiting already is dropped.
+    // A client that has too much waiting already is dropped.
     void Send(const Message& message) override;
+    void SendLater(const Message& message) override;
 
 private:
     void OnAccepted(const boost::system::error_code& error);
     void Read();
     void OnRead(const boost::system::error_code& error);
     void HandleMessage();
+    bool Queue(const Message& message);
     void Write();
-    void OnWritten(const boost::system::error_code& error);
     void End(const boost::system::error_code& error);
     void CloseSocket();
 
@@ -50,15 +53,16 @@ private:
     const log4cplus::Logger logger_;
     RequestDispatcher& dispatcher_;
     EndHandler onEnd_;
-    boost::beast::websocket::stream<Transport, false> socket_;
+    IdleWork& idleWork_;
+    boost::beast::websocket::stream<Ostra::SharedWriteStream, false> socket_;
     bool isOpen_ = false;
 
     boost::beast::flat_buffer input_;
     bool isTooLarge_ = false;
     std::string beginning_;  ///< of a message that is too large
 
-    std::deque<Message> queue_;  ///< the first one is being written
-    std::size_t queuedBytes_ = 0;
+    Ostra::OutgoingBytes outgoing_;
+    bool isBlocked_ = false;  ///< until the socket takes more
     bool isDropped_ = false;
 };
 

@@ -16,6 +16,7 @@ DeviceStackServer::DeviceStackServer(boost::asio::io_context& io, const tcp::end
     : limits_(limits),
       logger_(logger),
       io_(io),
+      idleWork_(io),
       dispatcher_(dispatcher),
       timer_(io),
       listener_(io, endpoint, logger, [this](Transport::socket_type socket) { StartConnection(std::move(socket)); }) {
@@ -64,7 +65,7 @@ void DeviceStackServer::StartSession(Transport stream, const UpgradeRequest& req
     if (isStopping_) {
         return;
     }
-    const auto session = std::make_shared<ClientSession>(std::move(stream), dispatcher_, limits_, logger_,
+    const auto session = std::make_shared<ClientSession>(std::move(stream), dispatcher_, idleWork_, limits_, logger_,
                                                          [this](ClientSession& ended) { OnSessionEnd(ended); });
     sessions_.emplace(session.get(), session);
     session->Start(request);

@@ -22,7 +22,7 @@ namespace LocalDevice {
 class DeviceStackServer {
 public:
     /// Binds to `endpoint` (port 0: a free one), on loopback also to the local socket that goes with it, and accepts
-    /// connections as soon as `io` runs. `io` and `dispatcher` must outlive the server. Throws
+    /// connections as soon as it runs. `io` and `dispatcher` must outlive the server. Throws
     /// `boost::system::system_error` where the endpoint cannot be had.
     DeviceStackServer(boost::asio::io_context& io, const boost::asio::ip::tcp::endpoint& endpoint,
                       RequestDispatcher& dispatcher, const ConnectionLimits& limits, const log4cplus::Logger& logger);
@@ -30,6 +30,9 @@ public:
     DeviceStackServer& operator=(const DeviceStackServer&) = delete;
 
     boost::asio::ip::tcp::endpoint GetEndpoint() const { return listener_.GetEndpoint(); }
+
+    /// Serves until stopped: to be called in place of `run` of `io`.
+    void Run() { idleWork_.Run(); }
 
     /// Accepts nobody any more, takes leave of the clients and, when the last one is gone or the time for it is over,
     /// stops `io`.
@@ -44,6 +47,7 @@ private:
     const ConnectionLimits limits_;
     const log4cplus::Logger logger_;
     boost::asio::io_context& io_;
+    IdleWork idleWork_;
     RequestDispatcher& dispatcher_;
     boost::asio::steady_timer timer_;
     std::unordered_map<ClientSession*, std::shared_ptr<ClientSession>> sessions_;

@@ -20,6 +20,7 @@
 
 #include "DeviceStackServer.h"
 #include "LostLogReport.h"
+#include "OpenStandardStreams.h"
 #include "ServiceOptions.h"
 
 namespace LocalDevice {
@@ -76,7 +77,7 @@ void Serve(const ServiceOptions& options) {
 
     std::cout << "device stack listening on " << server.GetEndpoint() << std::endl;
     LOG4CPLUS_INFO(logger, "Listening on " << server.GetEndpoint());
-    io.run();
+    server.Run();
 }
 
 int Run(const std::vector<std::string>& arguments) {
@@ -109,5 +110,6 @@ int Run(const std::vector<std::string>& arguments) {
 }  // namespace LocalDevice
 
 int main(int argc, char** argv) {
+    LocalDevice::OpenStandardStreams();
     return LocalDevice::Run({argv + 1, argv + argc});
 }

@@ -282,22 +282,20 @@ void RequestDispatcher::ReportValue(const ClientState& writer, ObjectId id, cons
     // Made once for each format, not once for each client.
     Message plain;
     Message native;
-    const auto report = [&](const ClientState& client) {
+    for (const auto& [key, client] : clients_) {
         if (!client.IsToldOf(id)) {
-            return;
+            continue;
         }
         Message& message = client.format == ValueFormat::Native ? native : plain;
         if (!message) {
             message = MakeValueEvent(id, value, client.format);
         }
-        client.client->Send(message);
-    };
-    for (const auto& [key, client] : clients_) {
-        if (&client != &writer) {
-            report(client);
+        if (&client == &writer) {
+            client.client->SendLater(message);
+        } else {
+            client.client->Send(message);
         }
     }
-    report(writer);  // last: to the others it is news
 }
 
 bool RequestDispatcher::ClientState::IsToldOf(ObjectId point) const {

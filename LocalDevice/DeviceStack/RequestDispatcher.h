@@ -27,6 +27,9 @@ class IClient {
 public:
     /// Takes a message for delivery, without waiting. Must not call the dispatcher back.
     virtual void Send(const Message& message) = 0;
+    /// The same for what is no news to the client: it may wait until there is nothing else to do, or until the next
+    /// message.
+    virtual void SendLater(const Message& message) = 0;
 
 protected:
     ~IClient() = default;

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <exception>
 #include <string>
 #include <system_error>
@@ -31,8 +32,8 @@ std::string GetReason() {
 
 [[noreturn]] void EndInOrder() {
     const std::string line = std::string(program_invocation_short_name) + ": " + GetReason() + '\n';
-    const ssize_t written = write(STDERR_FILENO, line.data(), line.size());
-    _exit(written < 0 ? ExitFailure + 1 : ExitFailure);
+    std::fputs(line.c_str(), stderr);
+    _exit(ExitFailure);
 }
 
 std::terminate_handler fromMainOn = nullptr;

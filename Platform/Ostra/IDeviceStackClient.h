@@ -9,8 +9,8 @@ namespace Ostra {
 /// and the values behind it.
 ///
 /// Created by `CreateDeviceStackClient`, given back with `ReleaseDeviceStackClient`. Callable from any thread. The
-/// client has two threads of its own: one receives answers, one delivers events. After a lost connection it connects
-/// again by itself, with a growing pause, and repeats what `SendAtEveryConnect` was given.
+/// client has three threads of its own: for answers, for events, and a stand-in that reads while an event is handled.
+/// After a lost connection it connects again, with a growing pause, and repeats what `SendAtEveryConnect` was given.
 class IDeviceStackClient {  // NOLINT(cppcoreguidelines-virtual-class-destructor): only its maker destroys it
 public:
     /// Receives the device stack's events on the client's event thread, one at a time. No call throws. The client does

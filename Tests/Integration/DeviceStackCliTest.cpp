@@ -146,6 +146,16 @@ TEST_F(DeviceStackCliTest, SetsAndGetsValues) {
               u8"5.1:K\u00FCche");
 }
 
+TEST_F(DeviceStackCliTest, AnOutputThatCannotBeWrittenIsAFailure) {
+    Configure();
+    for (const std::string arguments : {"list", "--help"}) {
+        ChildProcess cli("/bin/sh", {"-c", "exec \"$0\" " + arguments + " >/dev/full", ORN_DEVICESTACK_CLI_PROGRAM},
+                         {{"ORN_DEVICE_STACK", GetAddress()}});
+        EXPECT_EQ(cli.WaitForExit(), ExitStatus::Exited(1));
+        EXPECT_THAT(cli.GetErrorLines(), ElementsAre("devicestack-cli: the standard output cannot be written"));
+    }
+}
+
 TEST_F(DeviceStackCliTest, RefusalsAreOneLineAndCodeOne) {
     Configure();
     EXPECT_EQ(Error(1, {"get", "7"}), "devicestack-cli: GetValue refused: id: no data point has the id 7");

@@ -59,7 +59,7 @@ protected:
 
 private:
     const std::uint16_t port_ = sut.GetEndpoint().port();
-    boost::thread thread_{[this] { io_.run(); }};
+    boost::thread thread_{[this] { sut.Run(); }};
 };
 
 TEST_F(DeviceStackLimitsTest, AConnectionThatSaysNothingIsEnded) {

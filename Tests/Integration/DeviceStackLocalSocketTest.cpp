@@ -36,7 +36,7 @@ protected:
 
     void Start(const tcp::endpoint& endpoint) {
         sut.emplace(io_, endpoint, dispatcher_, LocalDevice::ConnectionLimits{}, log.GetLogger());
-        thread_ = boost::thread([this] { io_.run(); });
+        thread_ = boost::thread([this] { sut->Run(); });
     }
 
     TestSupport::LogCapture log;

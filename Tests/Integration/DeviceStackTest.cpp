@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "ClosedStreams.h"
 #include "DeviceStackFixture.h"
 #include "RawConnection.h"
 
@@ -14,6 +15,7 @@ namespace {
 using IntegrationTest::DeviceStackFixture;
 using IntegrationTest::RawConnection;
 using nlohmann::json;
+using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -154,6 +156,12 @@ TEST_F(DeviceStackTest, AFullDiskIsToldAndTheServiceGoesOn) {
     EXPECT_THAT(other.WaitForExit(), Optional(ExitStatus::Exited(0)));
     EXPECT_THAT(other.GetErrorLines(),
                 ElementsAre("warning: /dev/full: the log cannot be written; lines of it are lost"));
+}
+
+TEST_F(DeviceStackTest, NoDescriptorOfItsOwnTakesThePlaceOfAClosedStream) {
+    const std::string log = folder.At("other.log");
+    EXPECT_THAT(TestSupport::GetStreamsOfClosedOnes({ORN_DEVICESTACK_PROGRAM, "--port", "0", "--log", log}, log),
+                Each("/dev/null"));
 }
 
 TEST(ProgramsWithoutThreads, EndWithOneLine) {

@@ -180,7 +180,7 @@ bool DeviceStackLink::Send(const std::string& message) {
     if (!open_) {
         return false;
     }
-    if (queuedBytes_ >= LongestQueue) {
+    if (outgoing_.GetSize() >= LongestQueue) {
         open_ = false;
         owner_->Post([self = shared_from_this()] { self->End(asio::error::no_buffer_space); });
         return false;
@@ -189,24 +189,13 @@ bool DeviceStackLink::Send(const std::string& message) {
     return true;
 }
 
-/// What cannot be sent at once is queued, also where the socket is broken: the thread that runs the context finds out.
+/// What cannot be sent at once waits, also where the socket is broken: the thread that runs the context finds out.
 void DeviceStackLink::WriteLocked(std::string bytes) {
-    if (queue_.empty()) {
-        error_code ignored;
-        bytes.erase(0, SendSomeLocked(bytes, ignored));
-        if (bytes.empty()) {
-            return;
-        }
+    const bool isFirst = outgoing_.IsEmpty();
+    outgoing_.Add(std::move(bytes));
+    if (isFirst && outgoing_.SendTo(descriptor_)) {
         owner_->Post([self = shared_from_this()] { self->WriteQueued(); });
     }
-    queuedBytes_ += bytes.size();
-    queue_.push_back(std::move(bytes));
-}
-
-std::size_t DeviceStackLink::SendSomeLocked(const std::string& bytes, error_code& error) {
-    const ssize_t sent = ::send(descriptor_, bytes.data(), bytes.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
-    error = sent == -1 ? error_code(errno, boost::system::system_category()) : error_code();
-    return sent == -1 ? 0 : static_cast<std::size_t>(sent);
 }
 
 void DeviceStackLink::WriteQueued() {
@@ -227,24 +216,13 @@ void DeviceStackLink::SendQueued() {
     error_code error;
     {
         const boost::lock_guard<boost::mutex> lock(mutex_);
-        while (!queue_.empty() && !error) {
-            std::string& front = queue_.front();
-            const std::size_t sent = SendSomeLocked(front, error);
-            queuedBytes_ -= sent;
-            front.erase(0, sent);
-            if (front.empty()) {
-                queue_.pop_front();
-            }
-        }
-        if (queue_.empty()) {
-            return;
-        }
+        error = outgoing_.SendTo(descriptor_);
     }
-    if (error != asio::error::would_block) {
+    if (error == asio::error::would_block) {
+        WriteQueued();
+    } else if (error) {
         End(error);
-        return;
     }
-    WriteQueued();
 }
 
 void DeviceStackLink::Close(std::chrono::steady_clock::duration timeout) {

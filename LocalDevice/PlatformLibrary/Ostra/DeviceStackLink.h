@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "OutgoingBytes.h"
 #include "SharedWriteStream.h"
 
 namespace Ostra {
@@ -70,7 +71,6 @@ private:
     void Read();
     bool HandOverFrame();
     void WriteLocked(std::string bytes);
-    std::size_t SendSomeLocked(const std::string& bytes, boost::system::error_code& error);
     void WriteQueued();
     void SendQueued();
     void ForgetSocket();
@@ -87,8 +87,7 @@ private:
     boost::mutex mutex_;
     bool open_ = false;
     int descriptor_ = -1;
-    std::deque<std::string> queue_;  ///< what the socket has not taken yet
-    std::size_t queuedBytes_ = 0;
+    OutgoingBytes outgoing_;
 };
 
 }  // namespace Ostra

@@ -27,6 +27,8 @@ public:
     template <typename ExecutionContext>
     SharedWriteStream(ExecutionContext& context, Writer write, std::function<void()> onTeardown)
         : basic_stream(context), write_(std::move(write)), onTeardown_(std::move(onTeardown)) {}
+    SharedWriteStream(socket_type socket, Writer write, std::function<void()> onTeardown)
+        : basic_stream(std::move(socket)), write_(std::move(write)), onTeardown_(std::move(onTeardown)) {}
 
     template <typename Buffers, typename Handler>
     BOOST_ASIO_INITFN_RESULT_TYPE(Handler, void(boost::system::error_code, std::size_t))

@@ -9,4 +9,7 @@ namespace Ostra {
 /// to be one that nobody can foresee.
 std::string EncodeBinaryFrame(const std::string& payload, std::uint32_t maskingKey);
 
+/// One whole text message of a WebSocket server, as it goes over the wire.
+std::string EncodeTextFrame(const std::string& payload);
+
 }  // namespace Ostra

@@ -22,13 +22,18 @@ public:
         }
         messages_.push_back(message);
     }
+    void SendLater(const LocalDevice::Message& message) override {
+        ++patientMessages;
+        Send(message);
+    }
 
     std::vector<LocalDevice::Message> TakeMessages() { return std::exchange(messages_, {}); }
 
     /// The messages as JSON, and forgets them.
     std::vector<nlohmann::json> Take();
 
-    int failures = 0;  ///< so many messages cannot be sent
+    int failures = 0;         ///< so many messages cannot be sent
+    int patientMessages = 0;  ///< that were sent later
 
 private:
     std::vector<LocalDevice::Message> messages_;

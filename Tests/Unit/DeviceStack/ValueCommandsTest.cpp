@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "DispatcherFixture.h"
@@ -75,30 +76,18 @@ TEST_F(ValueCommandsTest, AListOfPointsThatIsNoneIsRefused) {
     EXPECT_THAT(newcomer.Take(), IsEmpty());
 }
 
-TEST_F(ValueCommandsTest, AValueReachesItsWriterAfterAllOthers) {
-    class OrderedClient final : public LocalDevice::IClient {
-    public:
-        explicit OrderedClient(std::vector<OrderedClient*>& told) : told_(told) {}
-        void Send(const LocalDevice::Message& message) override {
-            if (message->find("valueChanged") != std::string::npos) {
-                told_.push_back(this);
-            }
-        }
-
-    private:
-        std::vector<OrderedClient*>& told_;
-    };
-    std::vector<OrderedClient*> told;
-    std::vector<OrderedClient> clients(5, OrderedClient(told));
-    for (OrderedClient& client : clients) {
+TEST_F(ValueCommandsTest, OnlyTheReportToItsWriterMayWait) {
+    std::vector<DeviceStackTest::FakeClient> clients(3);
+    for (auto& client : clients) {
         sut.Add(client);
-        sut.Dispatch(client, R"({"command":"RegisterApplication","name":"n","type":"t","domain":"d"})");
+        Ask(client, R"("command":"RegisterApplication","name":"n","type":"t","domain":"d")");
     }
-    for (OrderedClient& writer : clients) {
-        told.clear();
+    for (auto& writer : clients) {
         sut.Dispatch(writer, R"({"command":"SetValue","id":101,"value":"1"})");
-        ASSERT_THAT(told, SizeIs(clients.size()));
-        EXPECT_EQ(told.back(), &writer);
+        for (auto& client : clients) {
+            EXPECT_THAT(client.TakeMessages(), SizeIs(1));
+            EXPECT_EQ(std::exchange(client.patientMessages, 0), &client == &writer ? 1 : 0);
+        }
     }
 }
 

@@ -24,10 +24,10 @@ public:
         changed_.notify_all();
     }
 
-    /// All lines, once there are `count` of them; waits 20 s at most.
+    /// All lines, once there are `count` of them; waits 50 s at most.
     std::vector<std::string> Await(std::size_t count) {
         boost::unique_lock<boost::mutex> lock(mutex_);
-        changed_.wait_for(lock, boost::chrono::seconds(20), [this, count] { return lines_.size() >= count; });
+        changed_.wait_for(lock, boost::chrono::seconds(50), [this, count] { return lines_.size() >= count; });
         return lines_;
     }
 

@@ -8,6 +8,7 @@
 namespace {
 
 using Ostra::EncodeBinaryFrame;
+using Ostra::EncodeTextFrame;
 
 constexpr std::uint32_t Key = 0x37FA213D;
 constexpr std::size_t KeySize = 4;
@@ -50,6 +51,24 @@ TEST(WebSocketFrame, CarriesAnyBytes) {
         payload += static_cast<char>(i * 37);
     }
     EXPECT_EQ(Unmask(EncodeBinaryFrame(payload, 0xFF00807F), 6), payload);
+}
+
+TEST(WebSocketFrame, OfAServerIsNotMasked) {
+    EXPECT_EQ(EncodeTextFrame("Hello"), "\x81\x05Hello");
+    EXPECT_EQ(EncodeTextFrame(""), std::string("\x81\0", 2));
+}
+
+TEST(WebSocketFrame, OfAServerHasTheShortestLengthThatHoldsIt) {
+    struct Case {
+        std::size_t size;
+        std::string start;
+    };
+    for (const auto& [size, start] :
+         {Case{125, "\x81\x7D"}, Case{126, std::string("\x81\x7E\0\x7E", 4)}, Case{65535, "\x81\x7E\xFF\xFF"},
+          Case{65536, std::string("\x81\x7F\0\0\0\0\0\x01\0\0", 10)}}) {
+        const std::string payload(size, 'x');
+        EXPECT_TRUE(EncodeTextFrame(payload) == start + payload) << size;
+    }
 }
 
 }  // namespace
