@@ -113,7 +113,7 @@ INSTANTIATE_TEST_SUITE_P(
 INSTANTIATE_TEST_SUITE_P(Sets, CanonicalCodes,
                          testing::Values(Pair{Dpt(20, 102), {0x04}, "3.1:4"}, Pair{Dpt(20, 1), {0xFF}, "3.1:255"},
                                          Pair{Dpt(21, 1), {0x1F}, "3.1:31"}, Pair{Dpt(21, 1010), {0xFF}, "3.1:255"},
-                                         Pair{Dpt(22, 100), {0x80, 0x01}, "3.1:32769"},
+                                         Pair{Dpt(22, 1010), {0x80, 0x01}, "3.1:32769"},
                                          Pair{Dpt(22, 1000), {0x00, 0x36}, "3.1:54"},
                                          Pair{Dpt(27, 1), {0xFF, 0xFF, 0x00, 0x01}, "3.1:4294901761"}));
 INSTANTIATE_TEST_SUITE_P(Type28, CanonicalCodes,
@@ -196,16 +196,18 @@ TEST_P(CodesWithoutValue, giveNone) {
 
 INSTANTIATE_TEST_SUITE_P(
     ReservedBits, CodesWithoutValue,
-    testing::Values(
-        NoValue{Dpt(2, 1), {4}}, NoValue{Dpt(3, 7), {0x10}}, NoValue{Dpt(10, 1), {0, 0x40, 0}},
-        NoValue{Dpt(10, 1), {0, 0, 0x80}}, NoValue{Dpt(11, 1), {0x21, 1, 0}}, NoValue{Dpt(11, 1), {1, 0x11, 0}},
-        NoValue{Dpt(11, 1), {1, 1, 0x80}}, NoValue{Dpt(17, 1), {0x40}}, NoValue{Dpt(17, 1), {0x80}},
-        NoValue{Dpt(18, 1), {0x40}}, NoValue{Dpt(18, 1), {0xC0}}, NoValue{Dpt(19, 1), {126, 0x1B, 21, 0, 0, 0, 0, 0}},
-        NoValue{Dpt(19, 1), {126, 11, 53, 0, 0, 0, 0, 0}}, NoValue{Dpt(19, 1), {126, 11, 21, 0, 0x40, 0, 0, 0}},
-        NoValue{Dpt(19, 1), {126, 11, 21, 0, 0, 0, 0, 0x20}}, NoValue{Dpt(21, 1), {0x20}}, NoValue{Dpt(21, 2), {0x08}},
-        NoValue{Dpt(22, 101), {0x80, 0}}, NoValue{Dpt(22, 1000), {0, 1}}, NoValue{Dpt(26, 1), {0x80}},
-        NoValue{Dpt(235, 1), {0, 0, 0, 0, 0, 4}}, NoValue{Dpt(242, 600), {0, 0, 0, 0, 0, 4}},
-        NoValue{Dpt(251, 600), {0, 0, 0, 0, 1, 0}}, NoValue{Dpt(251, 600), {0, 0, 0, 0, 0, 0x10}}));
+    testing::Values(NoValue{Dpt(2, 1), {4}}, NoValue{Dpt(3, 7), {0x10}}, NoValue{Dpt(10, 1), {0, 0x40, 0}},
+                    NoValue{Dpt(10, 1), {0, 0, 0x80}}, NoValue{Dpt(11, 1), {0x21, 1, 0}},
+                    NoValue{Dpt(11, 1), {1, 0x11, 0}}, NoValue{Dpt(11, 1), {1, 1, 0x80}}, NoValue{Dpt(17, 1), {0x40}},
+                    NoValue{Dpt(17, 1), {0x80}}, NoValue{Dpt(18, 1), {0x40}}, NoValue{Dpt(18, 1), {0xC0}},
+                    NoValue{Dpt(19, 1), {126, 0x1B, 21, 0, 0, 0, 0, 0}},
+                    NoValue{Dpt(19, 1), {126, 11, 53, 0, 0, 0, 0, 0}},
+                    NoValue{Dpt(19, 1), {126, 11, 21, 0, 0x40, 0, 0, 0}},
+                    NoValue{Dpt(19, 1), {126, 11, 21, 0, 0, 0, 0, 0x20}}, NoValue{Dpt(21, 1), {0x20}},
+                    NoValue{Dpt(21, 2), {0x08}}, NoValue{Dpt(5, 6), {255}}, NoValue{Dpt(22, 100), {1, 0}},
+                    NoValue{Dpt(22, 101), {0x80, 0}}, NoValue{Dpt(22, 1000), {0, 1}}, NoValue{Dpt(26, 1), {0x80}},
+                    NoValue{Dpt(235, 1), {0, 0, 0, 0, 0, 4}}, NoValue{Dpt(242, 600), {0, 0, 0, 0, 0, 4}},
+                    NoValue{Dpt(251, 600), {0, 0, 0, 0, 1, 0}}, NoValue{Dpt(251, 600), {0, 0, 0, 0, 0, 0x10}}));
 INSTANTIATE_TEST_SUITE_P(
     OutOfRange, CodesWithoutValue,
     testing::Values(NoValue{Dpt(4, 1), {0x80}}, NoValue{Dpt(6, 20), {0x00}}, NoValue{Dpt(6, 20), {0x03}},
@@ -248,10 +250,10 @@ INSTANTIATE_TEST_SUITE_P(
                     Refused{Dpt(8, 10), "4.1:327.68"}, Refused{Dpt(8, 10), "4.1:nan"}, Refused{Dpt(8, 10), "4.1:inf"},
                     Refused{Dpt(8, 3), "4.1:-inf"}, Refused{Dpt(17, 1), "3.1:64"}, Refused{Dpt(17, 1), "3.1:-1"},
                     Refused{Dpt(20, 1), "3.1:256"}, Refused{Dpt(20, 1), "5.1:auto"}, Refused{Dpt(21, 1), "3.1:32"},
-                    Refused{Dpt(21, 1010), "3.1:256"}, Refused{Dpt(22, 101), "3.1:32768"},
-                    Refused{Dpt(22, 1), "3.1:65536"}, Refused{Dpt(27, 1), "3.1:4294967296"},
-                    Refused{Dpt(29, 10), "4.1:9223372036854775808"}, Refused{Dpt(29, 10), "4.1:nan"},
-                    Refused{Dpt(29, 10), "5.1:9223372036854775808"}));
+                    Refused{Dpt(21, 1010), "3.1:256"}, Refused{Dpt(5, 6), "3.1:255"}, Refused{Dpt(22, 100), "3.1:256"},
+                    Refused{Dpt(22, 101), "3.1:32768"}, Refused{Dpt(22, 1), "3.1:65536"},
+                    Refused{Dpt(27, 1), "3.1:4294967296"}, Refused{Dpt(29, 10), "4.1:9223372036854775808"},
+                    Refused{Dpt(29, 10), "4.1:nan"}, Refused{Dpt(29, 10), "5.1:9223372036854775808"}));
 INSTANTIATE_TEST_SUITE_P(
     Texts, ValuesWithoutCode,
     testing::Values(Refused{Dpt(2, 1), Text("")}, Refused{Dpt(2, 1), Text("2")}, Refused{Dpt(2, 1), Text("control")},

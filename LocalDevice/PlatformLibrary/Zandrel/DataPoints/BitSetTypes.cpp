@@ -30,6 +30,7 @@ constexpr std::array Table{
     Row<Set8<0x01>>(21, 1002, DeclaredInteger),  // security report
     Row<Set8<0x07>>(21, 1201, DeclaredInteger),  // phases
     Row<Set8<0xFF>>(21, AnySub, DeclaredInteger),
+    Row<Set16<0x00FF>>(22, 100, DeclaredInteger),   // status of a domestic hot-water controller
     Row<Set16<0x7FFF>>(22, 101, DeclaredInteger),   // status of a heating and cooling controller
     Row<Set16<0x0036>>(22, 1000, DeclaredInteger),  // media
     Row<Set16<0xFFFF>>(22, AnySub, DeclaredInteger),

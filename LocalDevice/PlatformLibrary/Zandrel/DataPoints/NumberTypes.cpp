@@ -121,6 +121,7 @@ constexpr bool IsStatusWithMode(std::uint8_t code) {
 constexpr Declared FirstMode{ZANVALUE::Type::Integer, ZANVALUE::PlainSubtype, "1"};
 
 constexpr std::uint8_t LastScene = 63;
+constexpr std::uint8_t LastTariff = 254;
 
 constexpr int AnySub = DataPointType::AnySub;
 
@@ -130,6 +131,7 @@ constexpr std::array Table{
     Row<BitCoding>(1, AnySub, DeclaredBoolean),
     Row<ScaledCoding<std::uint8_t, 100, 255>>(5, 1, DeclaredFloat),  // percent
     Row<ScaledCoding<std::uint8_t, 360, 255>>(5, 3, DeclaredFloat),  // degrees
+    Row<WholeCoding<std::uint8_t, &IsCodeUpTo<std::uint8_t, LastTariff>>>(5, 6, DeclaredFloat),
     Row<WholeCoding<std::uint8_t>>(5, AnySub, DeclaredFloat),
     Row<WholeCoding<std::uint8_t, &IsStatusWithMode>>(6, 20, FirstMode),
     Row<WholeCoding<std::int8_t>>(6, AnySub, DeclaredInteger),
