@@ -149,8 +149,8 @@ bool AppHostProcessControl::LaunchManagedApp(const ThreadControl& control, const
 
 void AppHostProcessControl::Stop() {
     ORN_LOG_PLAIN(logger_, INFO, "Stop of app host requested.");
-    const std::string what = HoldsConnectorHost() ? "app host and connector app host" : "app host";
-    const MeasureDuration duration("Stopping " + what + " took ", logger_);
+    const MeasureDuration duration(
+        HoldsConnectorHost() ? "Stopping app host and connector app host took " : "Stopping app host took ", logger_);
     if (shutDown_()) {
         ORN_LOG_PLAIN(logger_, INFO, GetAppToStop() << ": Waiting for app to terminate");
         const std::atomic<bool> keepRunning{true};

@@ -59,8 +59,9 @@ bool AppLauncher::LaunchApp(const ThreadControl& control) {
         return false;
     }
     const bool isManaged = identity_->IsManagedApp();
-    const std::string what = isManaged ? "app host and connector app host" : "app host";
-    const MeasureDuration duration("Starting " + what + " took ", log_.GetLogger());
+    const char* const what = isManaged ? "app host and connector app host" : "app host";
+    const MeasureDuration duration(
+        isManaged ? "Starting app host and connector app host took " : "Starting app host took ", log_.GetLogger());
     if (isManaged && !processControl_.GetConfiguration().IsAppConnectorHostStartupDisabled() &&
         !LaunchManagedApp(control)) {
         ORN_LOG(log_, FATAL, "Starting managed connectorAppHost failed.");

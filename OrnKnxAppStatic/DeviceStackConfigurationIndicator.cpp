@@ -3,6 +3,8 @@
 #include <boost/thread/thread_only.hpp>
 #include <exception>
 #include <optional>
+#include <ostream>
+#include <string>
 #include <utility>
 
 #include "Zandrel/OrnIpcClientImpl.h"
@@ -11,32 +13,45 @@ namespace Zandrel {
 
 namespace {
 
-/// Emits an event on the device stack and waits for the answer. Returns what went wrong; none when nothing did.
-std::optional<std::string> EmitEvent(DeviceStackConnection& connection, const std::string& eventType) {
-    const std::string failure = "Error sending " + eventType + " to devicestack! ";
-    try {
-        const std::optional<Docket> docket =
-            connection.Request(R"({"command":"EmitEvent","eventType":")" + eventType + R"("})");
-        if (!docket) {
-            return "No devicestack connection available!";
+/// An event that was emitted on the device stack, and its answer. Printed, it is what went wrong.
+class EmittedEvent {
+public:
+    /// Waits for the answer.
+    EmittedEvent(DeviceStackConnection& connection, const char* type) : type_(type) {
+        try {
+            docket_ = connection.Request(std::string(R"({"command":"EmitEvent","eventType":")") + type + R"("})");
+            if (docket_) {
+                answer_ = Judge(*docket_);
+            }
+        } catch (const std::exception& exception) {
+            exception_ = exception.what();
         }
-        switch (Judge(*docket)) {
-            case Answer::Valid:
-                return std::nullopt;
-            case Answer::TimedOut:
-                return "Sending " + eventType + " to devicestack timed out!";
-            case Answer::Refused:
-                break;
-        }
-        return failure + docket->ReadDeliveryError();
-    } catch (const std::exception& exception) {
-        return failure + exception.what();
     }
-}
 
-void IndicateLoadState(DeviceStackConnection& connection, const PrefixedLogger& log, const std::string& state) {
-    if (const std::optional<std::string> error = EmitEvent(connection, state)) {
-        ORN_LOG(log, ERROR, *error);
+    bool IsTaken() const { return answer_ == Answer::Valid; }
+
+    friend std::ostream& operator<<(std::ostream& stream, const EmittedEvent& event) {
+        if (!event.docket_ && !event.exception_) {
+            return stream << "No devicestack connection available!";
+        }
+        if (event.answer_ == Answer::TimedOut) {
+            return stream << "Sending " << event.type_ << " to devicestack timed out!";
+        }
+        return stream << "Error sending " << event.type_ << " to devicestack! "
+                      << (event.exception_ ? *event.exception_ : event.docket_->ReadDeliveryError());
+    }
+
+private:
+    const char* const type_;
+    std::optional<Docket> docket_;          ///< none without a connection
+    std::optional<Answer> answer_;          ///< none without a docket
+    std::optional<std::string> exception_;  ///< what was thrown instead
+};
+
+void IndicateLoadState(DeviceStackConnection& connection, const PrefixedLogger& log, const char* state) {
+    const EmittedEvent event(connection, state);
+    if (!event.IsTaken()) {
+        ORN_LOG(log, ERROR, event);
         return;
     }
     ORN_LOG(log, INFO, "Signal " << state << " to devicestack.");
@@ -48,8 +63,9 @@ DeviceStackConfigurationIndicator::DeviceStackConfigurationIndicator(DeviceStack
                                                                      log4cplus::Logger logger, std::string appId)
     : connection_(connection), logger_(std::move(logger)), appId_(std::move(appId)) {
     const boost::this_thread::disable_interruption uninterrupted;
-    if (const std::optional<std::string> error = EmitEvent(connection_, "configurationChangeBegin")) {
-        ORN_LOG_PREFIXED(logger_, appId_, ERROR, *error);
+    const EmittedEvent event(connection_, "configurationChangeBegin");
+    if (!event.IsTaken()) {
+        ORN_LOG_PREFIXED(logger_, appId_, ERROR, event);
         return;
     }
     ORN_LOG_PREFIXED(logger_, appId_, INFO, "Switched on configuration change mode.");
@@ -58,8 +74,9 @@ DeviceStackConfigurationIndicator::DeviceStackConfigurationIndicator(DeviceStack
 DeviceStackConfigurationIndicator::~DeviceStackConfigurationIndicator() {
     try {
         const boost::this_thread::disable_interruption uninterrupted;
-        if (const std::optional<std::string> error = EmitEvent(connection_, "configurationChangeEnd")) {
-            ORN_LOG_PREFIXED(logger_, appId_, ERROR, *error);
+        const EmittedEvent event(connection_, "configurationChangeEnd");
+        if (!event.IsTaken()) {
+            ORN_LOG_PREFIXED(logger_, appId_, ERROR, event);
             return;
         }
         ORN_LOG_PREFIXED(logger_, appId_, INFO, "Switched off configuration change mode.");

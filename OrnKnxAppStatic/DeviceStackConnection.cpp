@@ -3,6 +3,7 @@
 #include <boost/thread/lock_types.hpp>
 #include <utility>
 
+#include "ContainExceptions.h"
 #include "Zandrel/DscAsyncRequestMessenger.h"
 #include "Zandrel/RequestMessengerDeviceStack.h"
 
@@ -123,10 +124,17 @@ void DeviceStackConnection::Disconnect() {
         const boost::unique_lock<boost::shared_mutex> lock(mutex_);
         eventHandlerSet_ = true;
     }
+    // Whatever the client makes of that, it is given back: then it calls nobody any more.
+    const auto attempt = [this](const auto& step) {
+        ContainExceptions(log_, "Disconnect", [&step] {
+            step();
+            return true;
+        });
+    };
     if (messenger_ != nullptr) {
-        messenger_->UnsetAsResponseHandler();
+        attempt([this] { messenger_->UnsetAsResponseHandler(); });
     }
-    client_->SetEventHandler(nullptr);
+    attempt([this] { client_->SetEventHandler(nullptr); });
     ReplaceClient(nullptr);
 }
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <boost/date_time/posix_time/time_formatters.hpp>
 #include <boost/functional/hash.hpp>
 #include <cmath>
 #include <cstdio>
@@ -33,7 +32,7 @@ std::string FloatText(float value) {
 
 std::string Describe(const FilterEntry& entry) {
     return (MessageStream{} << "CO: " << entry.co << ", value: " << DescribeGroupValue(entry.value, entry.dpt)
-                            << ", deathTime: " << boost::posix_time::to_simple_string(entry.deathTime))
+                            << ", deathTime: " << DescribeTime(entry.deathTime))
         .Text();
 }
 

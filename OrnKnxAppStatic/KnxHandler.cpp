@@ -272,8 +272,8 @@ bool KnxHandler::WriteValue(unsigned long id, const ZANVALUE& value) {
 }
 
 void KnxHandler::StopTickers() {
-    tickers_.Close();
     tickers_.Terminate();
+    tickers_.Close();  // with what began meanwhile
 }
 
 void KnxHandler::Close() {

@@ -4,8 +4,10 @@
 
 #include <boost/thread/lock_guard.hpp>
 #include <boost/thread/lock_types.hpp>
+#include <cstddef>
 #include <iterator>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <utility>
 
@@ -17,6 +19,21 @@
 #include "Zandrel/KnxOdsMapping.h"
 
 namespace Zandrel {
+
+namespace {
+
+/// What the duration of a document of channels tells.
+struct AddedItems {
+    std::ptrdiff_t count;
+    const char* items;
+
+    friend std::ostream& operator<<(std::ostream& stream, const AddedItems& added) {
+        return stream << "ConfigureObjectModel(): Adding " << added.count << ' ' << added.items
+                      << " to configuration took ";
+    }
+};
+
+}  // namespace
 
 /// One run of `ConfigureObjectModel`.
 struct ObjectModelConfigurator::Cycle {
@@ -73,7 +90,7 @@ bool ObjectModelConfigurator::ConfigureObjectModel(const ThreadControl& control)
 
 bool ObjectModelConfigurator::RetrieveKnxConfiguration(LogicalDeviceId logicalDevice, KnxConfiguration& configuration) {
     const MeasureDuration duration("ConfigureObjectModel(): Retrieving configuration took ", log_.GetLogger(),
-                                   MeasureDuration::Always);
+                                   AnyDuration);
     return knx_.InitObjectModel(logicalDevice, configuration) && !identity_->GetAppId().empty();
 }
 
@@ -112,7 +129,7 @@ bool ObjectModelConfigurator::PublishAll(const Cycle& cycle, const KnxConfigurat
 
 bool ObjectModelConfigurator::PublishDevices(const Cycle& cycle) {
     const MeasureDuration duration("ConfigureObjectModel(): Setting up object model configuration took ",
-                                   log_.GetLogger(), MeasureDuration::Always);
+                                   log_.GetLogger(), AnyDuration);
     Configuration configuration;
     return ConfigureDevices(configuration, cycle.logicalDevice, identity_->GetAppId(), knx_) &&
            SetConfiguration(cycle.control, configuration);
@@ -122,9 +139,7 @@ bool ObjectModelConfigurator::PublishDevices(const Cycle& cycle) {
 template <typename Iterator, typename Add>
 bool ObjectModelConfigurator::PublishChannels(const Cycle& cycle, const char* items, Iterator first, Iterator last,
                                               const Add& add) {
-    const MeasureDuration duration("ConfigureObjectModel(): Adding " + std::to_string(std::distance(first, last)) +
-                                       " " + items + " to configuration took ",
-                                   log_.GetLogger(), MeasureDuration::Always);
+    const MeasureDuration duration(AddedItems{std::distance(first, last), items}, log_.GetLogger(), AnyDuration);
     Configuration configuration;
     Device& device =
         AddDevice(configuration, KnxOdsMapping::GetLogicalKnxDeviceObjModelId(cycle.logicalDevice.Value()));

@@ -25,11 +25,15 @@ constexpr int Started = 2;
 
 bool InterruptAndJoinInitThread(ThreadControl& control, const log4cplus::Logger& logger, const std::string& prefix,
                                 Clock& clock) {
+    static constexpr const char* Function = "InterruptAndJoinInitThread";
     const MeasureDuration measure("Interrupting and joining the init thread took ", logger);
     control.running = false;
     const bool joined = clock.Join(control.thread, Durations::InitThreadJoin);
     if (!joined) {
-        ORN_LOG_PREFIXED(logger, prefix, FATAL, "Thread join timeout. Interrupting thread...");
+        ContainExceptions(logger, Function, [&] {
+            ORN_LOG_PREFIXED_AS(Function, logger, prefix, FATAL, "Thread join timeout. Interrupting thread...");
+            return true;
+        });
         control.thread.interrupt();
         control.thread.detach();
     }
@@ -54,10 +58,8 @@ OrnKnxAppPrg::~OrnKnxAppPrg() {
     attempt([this] { core_->appDebugMode.Close(); });
     attempt([this] { core_->processControl.KillLeftOver(); });
     attempt([this] { core_->hub.Close(); });
-    attempt([this] {
-        core_->knxHandler.SetMessengers({}, {});
-        core_->connection.Disconnect();
-    });
+    attempt([this] { core_->knxHandler.SetMessengers({}, {}); });
+    attempt([this] { core_->connection.Disconnect(); });
     core_->knxHandler.Detach();
 }
 
@@ -127,19 +129,15 @@ int OrnKnxAppPrg::Restart(const std::shared_ptr<Finalizer>& finalizer) {
             ORN_LOG_AS(Caller, log_, INFO, "Missing logical device ID");
         }
     });
-    attempt([this] {
-        ORN_LOG_AS(Caller, log_, INFO, "Terminating App Host process");
-        StopAppHost();
-    });
+    attempt([this] { ORN_LOG_AS(Caller, log_, INFO, "Terminating App Host process"); });
+    attempt([this] { StopAppHost(); });
     attempt([this] { core_->deviceResetTimer.Close(); });
     attempt([this] { core_->knxHandler.StopTickers(); });
     bool stopped = false;
     attempt([&] { stopped = StopInitThread(); });
     if (logicalDevice) {
-        attempt([&] {
-            ORN_LOG_AS(Caller, log_, INFO, "Resetting downloaded knx configuration");
-            core_->configurator.ResetConfiguration(*logicalDevice);
-        });
+        attempt([this] { ORN_LOG_AS(Caller, log_, INFO, "Resetting downloaded knx configuration"); });
+        attempt([&] { core_->configurator.ResetConfiguration(*logicalDevice); });
     }
     if (apiHub_ == nullptr) {
         ORN_LOG_AS(Caller, log_, DEBUG, "IApiHub is nullptr!");
@@ -183,11 +181,11 @@ int OrnKnxAppPrg::Exit() {
             core_->configurator.ResetConfiguration(*logicalDevice);
         }
     });
-    attempt([this] {
-        const MeasureDuration measure("Disconnecting from dsc took ", log_.GetLogger(), MeasureDuration::Always);
-        core_->knxHandler.SetMessengers({}, {});
-        core_->connection.Disconnect();
-    });
+    {
+        const MeasureDuration measure("Disconnecting from dsc took ", log_.GetLogger(), AnyDuration);
+        attempt([this] { core_->knxHandler.SetMessengers({}, {}); });
+        attempt([this] { core_->connection.Disconnect(); });
+    }
     core_->hub.Close();
     apiHub_ = nullptr;
     return Exited;
@@ -223,7 +221,10 @@ bool OrnKnxAppPrg::StartInitThread(KnxStack::IApiHub& hub, std::shared_ptr<Final
         core_->deviceResetTimer.Close();
         return false;
     }
-    ORN_LOG(log_, DEBUG, "Started a new thread for updating enabled objects.");
+    // The cycle runs, whatever becomes of the line.
+    static constexpr const char* Function = "StartInitThread";
+    Attempt(Function,
+            [this] { ORN_LOG_AS(Function, log_, DEBUG, "Started a new thread for updating enabled objects."); });
     return true;
 }
 
@@ -232,6 +233,8 @@ bool OrnKnxAppPrg::StopInitThread() {
         return true;
     }
     static constexpr const char* Caller = "StopInitThread";
+    // Before everything that can fail: a cycle that nobody can stop any more must not go on.
+    control_->running = false;
     const bool stopped = ContainExceptions(log_, Caller, std::exchange(stopInitThread_, nullptr));
     // A launch that was under way when the app host was stopped may have ended after that.
     Attempt(Caller, [this] { core_->appControl.CorrectRunStateOfEndedCycle(core_->processControl.KillLeftOver()); });

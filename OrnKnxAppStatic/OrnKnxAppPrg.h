@@ -42,7 +42,8 @@ public:
     bool OnConnectionChanged(bool connected) override;
 
 private:
-    /// One step of a call that goes on whatever a step does: an exception ends in one log line of `caller`.
+    /// One step of a call that goes on whatever a step does: an exception ends in one log line of `caller`. A line that
+    /// comes before something to do is a step of its own: to do it needs no line.
     template <typename Step>
     void Attempt(const char* caller, const Step& step);
 

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <utility>
 
+#include "ContainExceptions.h"
 #include "Orn/Logging.h"
 
 namespace Zandrel {
@@ -15,7 +16,11 @@ TickerThreadManager::TickerThreadManager(const log4cplus::Logger& logger, WriteT
     : context_{logger, std::move(writeText), std::move(clock), timeBase} {}
 
 TickerThreadManager::~TickerThreadManager() {
-    Terminate();
+    // The tickers end with their map, also where the line cannot be built.
+    ContainExceptions(context_.logger, "Terminate", [this] {
+        Terminate();
+        return true;
+    });
 }
 
 bool TickerThreadManager::SetText(std::uint16_t co, const KnxStyleString& text) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <boost/date_time/posix_time/ptime.hpp>
 #include <cstdint>
 #include <string>
 
@@ -20,5 +21,9 @@ std::string DescribeUnconvertible(const ZANVALUE& value, std::uint16_t co, std::
 
 /// The bytes in hexadecimal, such as "0c00".
 std::string DescribeBytes(const KnxStack::GroupValue& value);
+
+/// "2026-Nov-22 07:23:20.487748", as `boost::posix_time::to_simple_string` prints a moment: without the fraction where
+/// it is 0.
+std::string DescribeTime(boost::posix_time::ptime time);
 
 }  // namespace Zandrel

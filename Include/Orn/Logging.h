@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <sstream>
 #include <string>
+#include <string_view>
+#include <type_traits>
 
 #include "Zandrel/Logging.h"
 
@@ -41,20 +43,29 @@ private:
     std::array<char, Size> text_{};
 };
 
-/// Joins the parts of one message. Throws where memory runs out: a stream of its own would go on with half of it.
+/// Joins the parts of one message, each as a stream of its own would print it. Throws where memory runs out: a stream
+/// would go on with half of it.
 class MessageStream {
 public:
-    MessageStream() { stream_.exceptions(std::ios_base::badbit); }
-
     template <typename Part>
     MessageStream& operator<<(const Part& part) {
-        stream_ << part;
+        // A stream takes far longer to make than a message to join, and few parts need one.
+        if constexpr (std::is_convertible_v<const Part&, std::string_view>) {
+            text_.append(std::string_view(part));
+        } else if constexpr (std::is_integral_v<Part> && sizeof(Part) > sizeof(char)) {
+            text_.append(std::to_string(part));
+        } else {
+            std::ostringstream stream;
+            stream.exceptions(std::ios_base::badbit);
+            stream << part;
+            text_.append(stream.str());
+        }
         return *this;
     }
-    std::string Text() const { return stream_.str(); }
+    const std::string& Text() const noexcept { return text_; }
 
 private:
-    std::ostringstream stream_;
+    std::string text_;
 };
 
 }  // namespace Zandrel

@@ -4,23 +4,27 @@
 #include <chrono>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 #include "Orn/Logging.h"
 
 namespace Zandrel {
 
+/// The threshold of durations that are of interest in normal operation: each reaches it.
+inline constexpr std::chrono::nanoseconds AnyDuration{0};
+
 /// Logs how long its scope took: its text, followed by wall and processor times in seconds with 6 decimals.
+///
+/// `Text` is whatever a stream prints. It is kept as it is and printed only into a line that is logged: to measure with
+/// a literal never fails, and a text that takes some building is best a type that prints itself.
+template <typename Text>
 class MeasureDuration {
 public:
-    using Threshold = std::chrono::nanoseconds;
-
-    /// Logs INFO always: for durations that are of interest in normal operation.
-    static constexpr Threshold Always{0};
-
     /// Without a threshold the duration is logged at DEBUG; with one at INFO, and only when the wall time reaches it.
-    MeasureDuration(std::string text, const log4cplus::Logger& logger,
-                    std::optional<Threshold> threshold = std::nullopt)
+    MeasureDuration(Text text, const log4cplus::Logger& logger,
+                    std::optional<std::chrono::nanoseconds> threshold =
+                        std::nullopt) noexcept(std::is_nothrow_move_constructible_v<Text>)
         : text_(std::move(text)), logger_(logger), threshold_(threshold) {}
 
     ~MeasureDuration() {
@@ -46,9 +50,9 @@ private:
         return formatted.substr(1, formatted.size() - 2);  // without the leading blank and the line feed
     }
 
-    std::string text_;
+    Text text_;
     log4cplus::Logger logger_;
-    std::optional<Threshold> threshold_;
+    std::optional<std::chrono::nanoseconds> threshold_;
     boost::timer::cpu_timer timer_;
 };
 

@@ -15,7 +15,6 @@ namespace LocalDevice {
 namespace {
 
 using std::chrono::nanoseconds;
-using std::chrono::steady_clock;
 
 /// Waits until `descriptor` is readable, for `time` at most.
 bool AwaitReadable(int descriptor, nanoseconds time) {
@@ -29,7 +28,7 @@ bool AwaitReadable(int descriptor, nanoseconds time) {
 
 }  // namespace
 
-EventLoop::EventLoop() : wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+EventLoop::EventLoop(Now now) : now_(std::move(now)), wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     if (wake_ == -1) {
         throw std::system_error(errno, std::generic_category(), "eventfd");
     }
@@ -66,7 +65,7 @@ void EventLoop::Post(Task task) {
 
 EventLoop::TimerId EventLoop::StartTimer(Milliseconds interval, bool periodic, Task task) {
     const TimerId id = ++lastTimer_;
-    const TimePoint due = steady_clock::now() + interval;
+    const TimePoint due = now_() + interval;
     timers_.emplace(id, Timer{due, interval, periodic, std::make_shared<const Task>(std::move(task))});
     due_.emplace(due, id);
     return id;
@@ -95,7 +94,7 @@ bool EventLoop::CallTask() {
 }
 
 bool EventLoop::CallDueTimer() {
-    const TimePoint now = steady_clock::now();
+    const TimePoint now = now_();
     if (due_.empty() || due_.begin()->first > now) {
         return false;
     }
@@ -116,7 +115,7 @@ bool EventLoop::CallDueTimer() {
 /// Until something is posted or due; also returns without a reason.
 void EventLoop::Wait() {
     constexpr nanoseconds Longest = std::chrono::hours(1);
-    const nanoseconds time = due_.empty() ? Longest : std::min(due_.begin()->first - steady_clock::now(), Longest);
+    const nanoseconds time = due_.empty() ? Longest : std::min(due_.begin()->first - now_(), Longest);
     {
         const boost::lock_guard<boost::mutex> lock(mutex_);
         isWaiting_ = tasks_.empty();

@@ -19,8 +19,11 @@ public:
     using Milliseconds = std::chrono::milliseconds;
     using TimerId = std::uint64_t;
 
-    /// Throws `std::system_error`.
-    EventLoop();
+    using TimePoint = std::chrono::steady_clock::time_point;
+    using Now = std::function<TimePoint()>;
+
+    /// `now` is asked on the loop's thread. Throws `std::system_error`.
+    explicit EventLoop(Now now = std::chrono::steady_clock::now);
     ~EventLoop();
     EventLoop(const EventLoop&) = delete;
     EventLoop& operator=(const EventLoop&) = delete;
@@ -41,7 +44,6 @@ public:
     void StopTimer(TimerId id);
 
 private:
-    using TimePoint = std::chrono::steady_clock::time_point;
     struct Timer {
         TimePoint due;
         Milliseconds interval;
@@ -53,7 +55,10 @@ private:
     bool CallDueTimer();
     void Wait();
 
-    const int wake_;  ///< readable when the loop is to look for tasks
+    const Now now_;
+    // Readable when the loop is to look for tasks; not a condition variable, as Boost's one signals with its own mutex
+    // held, on which the woken thread then waits again.
+    const int wake_;
 
     // Of the loop's thread.
     std::map<TimerId, Timer> timers_;

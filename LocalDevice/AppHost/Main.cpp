@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
@@ -29,6 +30,9 @@ void SetUpLog() {
     if (properties != nullptr && *properties != '\0') {
         log4cplus::PropertyConfigurator::doConfigure(properties);
     } else {
+        // A line is one write: others write to the same output.
+        std::setvbuf(stderr, nullptr, _IOLBF, BUFSIZ);  // NOLINT(cert-err33-c): without it the lines come in pieces
+        std::cerr << std::nounitbuf;
         constexpr bool ToStandardError = true;
         constexpr bool Flush = true;
         const log4cplus::SharedAppenderPtr appender(new log4cplus::ConsoleAppender(ToStandardError, Flush));

@@ -7,6 +7,7 @@ namespace {
 
 thread_local bool isDue = false;
 thread_local unsigned left = 0;  ///< before it
+thread_local unsigned made = 0;
 
 }  // namespace
 
@@ -14,6 +15,7 @@ thread_local unsigned left = 0;  ///< before it
 // NOLINTBEGIN(cppcoreguidelines-no-malloc,cppcoreguidelines-owning-memory): this is where memory comes from
 
 void* operator new(std::size_t size, const std::nothrow_t& /*nothrow*/) noexcept {
+    ++made;
     if (isDue && left-- == 0) {
         isDue = false;
         return nullptr;
@@ -52,6 +54,10 @@ AllocationFault::~AllocationFault() {
 // NOLINTNEXTLINE(readability-convert-member-functions-to-static): it is asked of the one that lives
 bool AllocationFault::HasHappened() const {
     return !isDue;
+}
+
+unsigned CountAllocations() {
+    return made;
 }
 
 }  // namespace TestSupport

@@ -15,4 +15,7 @@ public:
     bool HasHappened() const;
 };
 
+/// How many allocations the calling thread has made. For differences.
+unsigned CountAllocations();
+
 }  // namespace TestSupport

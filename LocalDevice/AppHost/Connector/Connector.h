@@ -23,8 +23,8 @@ namespace LocalDevice {
 class Connector {
 public:
     struct Durations {
-        std::chrono::milliseconds ping{500};
-        std::chrono::milliseconds silence{1500};  ///< of a connector host that counts as gone
+        std::chrono::milliseconds ping{150};
+        std::chrono::milliseconds silence{1500};  ///< of a connector host that counts as gone, seen one ping later
         std::chrono::milliseconds hang{2000};     ///< of a call of the managed app, after which there is no heartbeat
         std::chrono::milliseconds stop{3000};     ///< that the managed app gets for its end
     };

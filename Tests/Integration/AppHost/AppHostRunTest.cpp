@@ -1,3 +1,10 @@
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <climits>
 #include <csignal>
 #include <string>
 #include <vector>
@@ -33,6 +40,43 @@ protected:
     /// Lets the running app make its trouble.
     void Call() { Write(Co1, "2.1:1"); }
 };
+
+/// What an app host without a device stack writes to its standard error output, one text for each of its writes.
+Texts GetWritesWithoutDeviceStack() {
+    std::array<int, 2> ends{};
+    // A pipe of packets: each write is read by itself.
+    EXPECT_EQ(pipe2(ends.data(), O_DIRECT | O_CLOEXEC), 0);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, ends[1], STDERR_FILENO);
+    std::string shell = "sh";
+    std::string option = "-c";
+    std::string command = "ORN_DEVICE_STACK=127.0.0.1:1 exec \"" ORN_APP_HOST "\" \"" ORN_COPY_APP "\" 1";
+    const std::array<char*, 4> arguments{shell.data(), option.data(), command.data(), nullptr};
+    pid_t pid = 0;
+    EXPECT_EQ(posix_spawn(&pid, "/bin/sh", &actions, nullptr, arguments.data(), environ), 0);
+    posix_spawn_file_actions_destroy(&actions);
+    close(ends[1]);
+    Texts writes;
+    std::array<char, PIPE_BUF> buffer{};
+    for (ssize_t size = 0; (size = read(ends[0], buffer.data(), buffer.size())) > 0;) {
+        writes.emplace_back(buffer.data(), static_cast<std::size_t>(size));
+    }
+    close(ends[0]);
+    waitpid(pid, nullptr, 0);
+    return writes;
+}
+
+TEST(AppHostLog, LineIsOneWriteThatNoOtherProgramCanTear) {
+    const Texts writes = GetWritesWithoutDeviceStack();
+    ASSERT_FALSE(writes.empty());
+    const std::string end = " FATAL OrnAppHost - The app host ends: no connection to the device stack\n";
+    ASSERT_GT(writes.back().size(), end.size());
+    EXPECT_EQ(writes.back().substr(writes.back().size() - end.size()), end);
+    for (const std::string& write : writes) {
+        EXPECT_EQ(write.find('\n'), write.size() - 1) << write;
+    }
+}
 
 TEST_F(AppHostRun, leadsAnAppFromItsStartToItsEnd) {
     StartTroubleApp("none");

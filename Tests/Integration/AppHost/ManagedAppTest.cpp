@@ -9,6 +9,7 @@
 
 #include "AppHostFixture.h"
 #include "Relay.h"
+#include "ReportLimit.h"
 #include "Stranger.h"
 
 namespace {
@@ -27,8 +28,8 @@ const std::string Stopping = "1001001 3.1:3";
 const std::string ShutDown = "3.1:1";
 const std::string CommunicationOn = "3.1:2";
 
-/// Two seconds, and time for a machine that is busy with other tests.
-constexpr ChildProcess::Milliseconds ReportLimit{6000};
+/// Of what begins or ends a process, too.
+constexpr ChildProcess::Milliseconds ProcessLimit{6000};
 
 std::string Told(const std::string& text) {
     return "1010021 5.1:" + text;
@@ -71,7 +72,7 @@ protected:
         const auto begin = std::chrono::steady_clock::now();
         StartAppHost("echo");
         EXPECT_EQ(NextReport(), Running);
-        EXPECT_LT(std::chrono::steady_clock::now() - begin, ReportLimit);
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, ProcessLimit);
     }
     void StartBoth(const std::string& trouble) {
         StartAppHost(trouble);
@@ -82,10 +83,10 @@ protected:
     void Call() { Write(Co1, "2.1:1"); }
 
     /// The next report comes within the time in which trouble is told of.
-    void ExpectStoppedInTime() {
+    void ExpectStoppedInTime(ChildProcess::Milliseconds limit = TestSupport::ReportLimit) {
         const auto begin = std::chrono::steady_clock::now();
         EXPECT_EQ(NextReport(), Stopped);
-        EXPECT_LT(std::chrono::steady_clock::now() - begin, ReportLimit);
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, limit);
     }
     void ExpectLine(const std::string& level, const std::string& text) {
         const auto line = appHost->WaitForLine(text);
@@ -179,7 +180,7 @@ TEST_F(ManagedApp, oneThatFailedAtItsStartIsReportedAgainAfterTheDeviceTookItFor
 TEST_F(ManagedApp, endsItsProcessAtItsStartAndIsReported) {
     StartAppHost("exit-at-start");
     StartConnectorHost();
-    ExpectStoppedInTime();
+    ExpectStoppedInTime(ProcessLimit);
     EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(3));
 }
 
@@ -235,7 +236,7 @@ TEST_F(ManagedApp, killedOneIsReportedAndAnotherTakesItsPlace) {
 
 TEST_F(ManagedApp, disconnectedOneIsReportedAndAnotherTakesItsPlace) {
     StartAppHost("echo");
-    IntegrationTest::Relay relay(GetConnectorPort());
+    TestSupport::Relay relay(GetConnectorPort());
     StartConnectorHostWith(ORN_MANAGED_APPS "/TroubleManagedApp.dll",
                            folder.Write("relay", std::to_string(relay.GetPort()) + "\n"));
     EXPECT_EQ(NextReport(), Running);
@@ -294,7 +295,7 @@ TEST_F(ManagedApp, oneThatSetsValuesWithoutEndIsSlowedDownAndStopsWhenAsked) {
     Write(Event, ShutDown);
 
     while (NextReport() != Stopped) {
-        ASSERT_LT(std::chrono::steady_clock::now() - begin, ReportLimit);
+        ASSERT_LT(std::chrono::steady_clock::now() - begin, ProcessLimit);
     }
     EXPECT_EQ(WaitForExit(), ExitStatus::Exited(0));
 }

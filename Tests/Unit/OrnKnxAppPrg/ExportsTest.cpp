@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <boost/system/system_error.hpp>
 #include <boost/thread/exceptions.hpp>
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <iostream>
@@ -11,6 +13,7 @@
 #include "CapturingAppender.h"
 #include "ChildProcess.h"
 #include "FakeKnxStack.h"
+#include "MutexShortage.h"
 #include "PluginLibrary.h"
 #include "ThreadShortage.h"
 #include "Zandrel/Logging.h"
@@ -79,6 +82,34 @@ TEST_F(Exports, FailureOfTheConstructorReachesTheHost) {
     const TestSupport::ThreadShortage shortage;
 
     EXPECT_THROW(sut_.Create(), boost::thread_resource_error);
+}
+
+TEST_F(Exports, LackOfAMutexReachesTheHostAsThatOfAResource) {
+    const TestSupport::MutexShortage shortage;
+
+    EXPECT_THROW(sut_.Create(), boost::thread_resource_error);
+}
+
+/// Those of the event loop, which have an error of their own, included.
+TEST_F(Exports, LackOfWhicheverMutexReachesTheHost) {
+    bool hasHappened = true;
+    long left = 0;
+    for (; hasHappened && !HasFailure(); ++left) {
+        SCOPED_TRACE(left);
+        KnxStack::IApplicationProgram* program = nullptr;
+        {
+            const TestSupport::MutexShortage shortage(left);
+            try {
+                program = sut_.Create();
+            } catch (const boost::system::system_error& error) {
+                EXPECT_EQ(error.code().value(), ENOMEM);
+            }
+            hasHappened = TestSupport::MutexShortage::HasHappened();
+        }
+        EXPECT_EQ(program == nullptr, hasHappened);
+        sut_.Delete(program);
+    }
+    EXPECT_GT(left, 10) << "there are more";
 }
 
 TEST_F(Exports, FirstObjectSetsTheCentralLogger) {

@@ -62,7 +62,7 @@ TEST_F(AppLauncherTest, LaunchSucceedsOnceTheAppRuns) {
     EXPECT_EQ(GetChildren().size(), 1U);
 }
 
-TEST_F(AppLauncherTest, AppOfAnUnknownTypeIsNative) {
+TEST_F(AppLauncherTest, AppOfTypeZeroIsNative) {
     identity_->SetAppType(0);
     clock_->onSleep = [this] { Report(*sut_, AppHostControlState::Running); };
 

@@ -11,5 +11,5 @@ orn_add_test(CoreTest
         OrnKnxAppPrgTest.cpp
         PlatformClientFactoryTest.cpp
         "${PROJECT_SOURCE_DIR}/Tests/Unit/PlatformLibrary/FakeDeviceStack.cpp"
-    LIBRARIES PluginTestSupport KnxStackTestSupport ZandrelPlatform)
+    LIBRARIES PluginTestSupport KnxStackTestSupport AllocationFault ZandrelPlatform)
 target_include_directories(CoreTest PRIVATE ../PlatformLibrary)

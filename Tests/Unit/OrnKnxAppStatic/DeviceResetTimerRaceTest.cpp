@@ -19,6 +19,12 @@
 
 namespace {
 
+#if defined(ORN_EMULATED)  // to start a thread takes an emulator milliseconds
+constexpr unsigned long RacesOfATestRun = 2'000;
+#else
+constexpr unsigned long RacesOfATestRun = 20'000;
+#endif
+
 /// A steady clock on which a minute lasts 60 microseconds.
 struct HastyClock {
     using duration = boost::chrono::nanoseconds;
@@ -106,7 +112,7 @@ protected:
         io_.Stop();
     }
 
-    const unsigned long races_ = TestSupport::GetRepeatCount("ORN_TEST_RACES", 20'000);
+    const unsigned long races_ = TestSupport::GetRepeatCount("ORN_TEST_RACES", RacesOfATestRun);
     std::atomic<unsigned long> restarts_{0};
     std::atomic<unsigned long> wrongRestarts_{0};
     std::atomic<bool> mayRestart_{true};

@@ -4,6 +4,7 @@
 #include <boost/thread/thread.hpp>
 #include <stdexcept>
 
+#include "AllocationFault.h"
 #include "ObjectModelFixture.h"
 #include "Zandrel/OrnIpcClientImpl.h"
 
@@ -249,6 +250,25 @@ TEST_F(LoadStateTest, RefusalsAreReportedWithTheirReasons) {
 
     SignalConfigurationUnloaded(connection, logger);
     EXPECT_EQ(log.TakeLines(), Line("ERROR", "Error sending configurationUnloaded to devicestack! not now"));
+}
+
+/// Whatever the answer: what is not logged is not built.
+TEST_F(LoadStateTest, RefusalThatIsNotLoggedTakesNoMoreMemoryThanSuccess) {
+    Connect();
+    log.GetLogger().setLogLevel(log4cplus::OFF_LOG_LEVEL);
+    const auto countAllocations = [this] {
+        stack.TakeRequests();
+        const unsigned before = TestSupport::CountAllocations();
+        SignalConfigurationLoaded(connection, logger);
+        return TestSupport::CountAllocations() - before;
+    };
+    stack.Accept("EmitEvent", R"({"note":"an event whose time has come"})");
+    countAllocations();  // what the first one sets up for good
+
+    const unsigned accepted = countAllocations();
+    stack.Refuse("EmitEvent", "an event whose time has not come yet");
+
+    EXPECT_EQ(countAllocations(), accepted);
 }
 
 TEST_F(LoadStateTest, AppThatDoesNotRunIsShownAndSignalled) {

@@ -170,6 +170,20 @@ TEST_F(KnxHandlerValuesTest, TextsAreRefusedFromTheStopOfTheTickersUntilTheNextO
     EXPECT_EQ(stack_.GroupValues().GetWrittenTexts(), (std::vector<std::string>{"ABCDEFGHIJKLMN", "\x01", "Short"}));
 }
 
+TEST_F(KnxHandlerValuesTest, StopOfTheTickersIsLoggedBeforeTheyHaveStopped) {
+    Start();
+    Write(6, ZANVALUE::FromText("ABCDEFGHIJKLMNOP"));
+    log_.TakeLines();
+    // The ticker does not end its step before there is a line.
+    stack_.GroupValues().OnWrite([this] { SpinUntil([this] { return !log_.GetLines().empty(); }); });
+    clock_->Advance(boost::chrono::seconds(10));
+    ASSERT_TRUE(stack_.GroupValues().WaitForWrites(2));
+
+    sut_->StopTickers();
+
+    EXPECT_EQ(log_.GetLines(), (Lines{{"DEBUG", "Terminate - Stopping all ticker threads."}}));
+}
+
 TEST_F(KnxHandlerValuesTest, ValuesAreRefusedFromClosingUntilTheNextOpening) {
     Start();
 

@@ -11,6 +11,7 @@ orn_add_test(KnxSideTest
         ScrollingTextTest.cpp
         TickerSequenceTest.cpp
         TickerTest.cpp
+        ValueTextTest.cpp
     LIBRARIES KnxStackTestSupport PluginTestSupport ThreadShortage Boost::filesystem)
 
 # A program of its own: it brings a table of ids with a gap, which takes the place of the platform's.

@@ -1,8 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
+#include <sstream>
+#include <string_view>
 
+#include "AllocationFault.h"
 #include "AppIdentity.h"
 #include "CapturingAppender.h"
 #include "Orn/MeasureDuration.h"
@@ -10,10 +15,13 @@
 
 namespace {
 
+using TestSupport::AllocationFault;
 using TestSupport::GlobalLogCapture;
 using TestSupport::LogCapture;
 using TestSupport::LogLine;
+using Zandrel::AnyDuration;
 using Zandrel::AppIdentity;
+using Zandrel::LoggingRecursionPadding;
 using Zandrel::MeasureDuration;
 using Zandrel::PrefixedLogger;
 
@@ -58,6 +66,22 @@ TEST_F(LoggingForms, FunctionNameIsOperatorInALambda) {
     [this] { ORN_LOG(sut_, INFO, "Hello"); }();
 
     EXPECT_EQ(capture_.GetLines(), (std::vector<LogLine>{{"INFO", "operator() - Hello"}}));
+}
+
+TEST_F(LoggingForms, MessageReadsAsAStreamPrintsIt) {
+    enum Plain : std::uint8_t { Seven = 7 };
+    const auto print = [](auto& message) {
+        message << std::string("text") << std::string_view("part") << "literal" << 'c' << true << std::int8_t{65}
+                << std::uint8_t{66} << std::int16_t{-3} << std::uint16_t{65535} << -4 << 5U
+                << std::numeric_limits<std::int64_t>::min() << std::numeric_limits<std::uint64_t>::max() << 2.5 << 1e-9F
+                << Seven << LoggingRecursionPadding{};
+    };
+    Zandrel::MessageStream sut;
+    print(sut);
+    std::ostringstream reference;
+    print(reference);
+
+    EXPECT_EQ(sut.Text(), reference.str());
 }
 
 TEST_F(LoggingForms, ErrorWithoutPrefixEndsInTheCallStack) {
@@ -143,6 +167,23 @@ TEST_F(LoggingForms, GlobalFormNamesFunctionFileAndLine) {
     EXPECT_EQ(lines[0].text, "WriteGlobalLine (" + global.GetLastSource() + ") - value 7");
 }
 
+TEST_F(LoggingForms, GlobalFormIndentsByTheNestingOfLoggedCalls) {
+    GlobalLogCapture global;
+
+    Zandrel::IncreaseLoggingRecursionDepth();
+    WriteGlobalLine();
+    Zandrel::IncreaseLoggingRecursionDepth();
+    WriteGlobalLine();
+    Zandrel::DecreaseLoggingRecursionDepth();
+    Zandrel::DecreaseLoggingRecursionDepth();
+    WriteGlobalLine();
+
+    const std::string begin = "WriteGlobalLine (" + global.GetLastSource() + ") - ";
+    EXPECT_EQ(global.GetLines(),
+              (std::vector<LogLine>{
+                  {"WARN", begin + "  value 7"}, {"WARN", begin + "    value 7"}, {"WARN", begin + "value 7"}}));
+}
+
 TEST_F(LoggingForms, SecondCentralLoggerIsIgnored) {
     const GlobalLogCapture global;
     LogCapture other("Other");
@@ -167,7 +208,7 @@ TEST_F(LoggingForms, DurationWithoutThresholdIsLoggedAtDebug) {
 }
 
 TEST_F(LoggingForms, SourceOfADurationIsWhereItIsLogged) {
-    for (const auto threshold : {std::optional<MeasureDuration::Threshold>(), {MeasureDuration::Always}}) {
+    for (const auto threshold : {std::optional<std::chrono::nanoseconds>(), {AnyDuration}}) {
         { const MeasureDuration sut("Waiting took ", capture_.GetLogger(), threshold); }
 
         EXPECT_TRUE(testing::internal::RE::FullMatch(capture_.GetLastSource(),
@@ -184,6 +225,24 @@ TEST_F(LoggingForms, DurationWithoutThresholdLogsNothingWhenDebugIsOff) {
     EXPECT_TRUE(capture_.GetLines().empty());
 }
 
+TEST_F(LoggingForms, TextOfADurationThatIsNotLoggedIsNotBuilt) {
+    int count = 0;
+    { const MeasureDuration sut(Counted{&count}, capture_.GetLogger(), std::chrono::hours(1)); }
+    EXPECT_EQ(count, 0);
+
+    { const MeasureDuration sut(Counted{&count}, capture_.GetLogger(), AnyDuration); }
+    EXPECT_EQ(count, 1);
+}
+
+TEST_F(LoggingForms, MeasuringTakesNoMemory) {
+    const AllocationFault fault;
+
+    EXPECT_NO_THROW(const MeasureDuration sut("The way from here to there and back again took ", capture_.GetLogger(),
+                                              std::chrono::hours(1)));
+
+    EXPECT_FALSE(fault.HasHappened());
+}
+
 TEST_F(LoggingForms, DurationBelowItsThresholdIsNotLogged) {
     { const MeasureDuration sut("Waiting took ", capture_.GetLogger(), std::chrono::hours(1)); }
 
@@ -191,7 +250,7 @@ TEST_F(LoggingForms, DurationBelowItsThresholdIsNotLogged) {
 }
 
 TEST_F(LoggingForms, DurationThatReachesItsThresholdIsLoggedAtInfo) {
-    { const MeasureDuration sut("Waiting took ", capture_.GetLogger(), MeasureDuration::Always); }
+    { const MeasureDuration sut("Waiting took ", capture_.GetLogger(), AnyDuration); }
 
     ASSERT_EQ(capture_.GetLines().size(), 1U);
     EXPECT_EQ(capture_.GetLines()[0].level, "INFO");

@@ -11,7 +11,7 @@ orn_add_test(ObjectModelTest
         ObjectModelResetTest.cpp
         ObjectModelTest.cpp
         RequestAnswerTest.cpp
-    LIBRARIES PluginTestSupport)
+    LIBRARIES PluginTestSupport AllocationFault)
 target_compile_definitions(ObjectModelTest PRIVATE GOLDEN_FOLDER="${CMAKE_CURRENT_SOURCE_DIR}/Golden/")
 
 # A program of its own: it brings a table of ids with a gap, which takes the place of the platform's.

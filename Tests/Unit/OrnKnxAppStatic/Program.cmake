@@ -8,6 +8,8 @@ orn_add_test(ProgramTest
         Program/GatesTest.cpp
         Program/InterruptionTest.cpp
         Program/KnxHandlerExceptionsTest.cpp
+        Program/ManagedGatesTest.cpp
+        Program/MemoryShortageTest.cpp
         Program/RestartTest.cpp
         Program/SilentDeviceStackTest.cpp
         Program/StaleRunStateTest.cpp

@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 
 #include <boost/filesystem/fstream.hpp>
+#include <climits>
 #include <csignal>
 
 #include "CapturingAppender.h"
@@ -109,6 +111,8 @@ TEST_F(Spawn, ArgumentsThatNoProgramCouldReceiveAreRefused) {
 }
 
 TEST_F(Spawn, LackOfDescriptorsIsReported) {
+    // A sanitizer looks at an object of a type that is new to it through a pipe.
+    ExpectError(ENOENT, {"/nowhere"});
     const int lowestFree = dup(STDERR_FILENO);
     close(lowestFree);
     rlimit previous{};
@@ -210,6 +214,23 @@ TEST_F(Spawn, ChildHasNoDescriptorsButItsStreamsOnAnOldKernelEither) {
 
     SystemFaults::closeRangeIsMissing = false;
     close(low);
+    close(high);
+}
+
+TEST_F(Spawn, DescriptorAboveTheLimitIsClosedWhereTheKernelClosesThemAll) {
+    if (syscall(SYS_close_range, UINT_MAX, UINT_MAX, 0U) != 0) {
+        GTEST_SKIP() << "this kernel has no close_range";
+    }
+    constexpr int High = 200;
+    const int high = fcntl(STDERR_FILENO, F_DUPFD, High);
+    rlimit previous{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &previous), 0);
+    const rlimit tight{High, previous.rlim_max};  // a loop up to the limit does not come to it
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &tight), 0);
+
+    EXPECT_EQ(OutputOf({"descriptors"}), "0 1 2 \n");
+
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &previous), 0);
     close(high);
 }
 

@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <boost/filesystem/operations.hpp>
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
@@ -26,6 +27,9 @@ const auto nextFork = Next<pid_t()>("fork");
 const auto nextRead = Next<ssize_t(int, void*, size_t)>("read");
 const auto nextFcntl = Next<int(int, int, ...)>("fcntl");
 const auto nextExecv = Next<int(const char*, char* const*)>("execv");
+const auto nextStatus =
+    Next<boost::filesystem::file_status(const boost::filesystem::path&, boost::system::error_code*)>(
+        "_ZN5boost10filesystem6detail6statusERKNS0_4pathEPNS_6system10error_codeE");
 const auto nextSyscall = Next<long(long, ...)>("syscall");
 
 /// True when the fault is on; switches it off and sets errno.
@@ -132,3 +136,16 @@ long syscall(long number, ...) noexcept {
 
 }  // extern "C"
 // NOLINTEND(readability-inconsistent-declaration-parameter-name)
+
+namespace boost::filesystem::detail {
+
+file_status status(const path& file, system::error_code* error) {
+    constexpr useconds_t Pause = 1000;
+    for (const char* held = nullptr; (held = SystemFaults::heldFile) != nullptr && file == held;) {
+        SystemFaults::isSomebodyHeld = true;
+        usleep(Pause);
+    }
+    return nextStatus(file, error);
+}
+
+}  // namespace boost::filesystem::detail

@@ -2,8 +2,8 @@
 
 #include <atomic>
 
-/// Stands between the code of a test program and the C library: counts calls, and lets a test make the system fail.
-/// Everything is passed on unless a test says otherwise.
+/// Stands between the code of a test program and the C library, and Boost's files: counts calls, and lets a test make
+/// the system fail. Everything is passed on unless a test says otherwise.
 namespace SystemFaults {
 
 inline std::atomic<int> waitpidCalls{0};
@@ -23,6 +23,9 @@ inline std::atomic<int> duplicationError{0};  ///< the next fcntl that duplicate
 inline std::atomic<const char*> mono{nullptr};  ///< the program that runs in the place of "/usr/bin/mono"
 
 inline std::atomic<bool> closeRangeIsMissing{false};
+
+inline std::atomic<const char*> heldFile{nullptr};  ///< who looks for a file of this path waits as long as it is set
+inline std::atomic<bool> isSomebodyHeld{false};     ///< there was somebody
 
 inline std::atomic<bool> strangerForks{false};  ///< right before the next fork another one makes `stranger`
 inline std::atomic<int> stranger{0};            ///< a child that holds all descriptors until a signal ends it

@@ -42,7 +42,7 @@ public:
 
     bool Join(boost::thread& thread, Duration duration) override {
         if (threadIsHeld) {
-            time_.Advance(duration);
+            // The cycle's own time stands still: no deadline of its passes before it is interrupted.
             hostWaits_ += duration.count();
             return thread.try_join_for(boost::chrono::milliseconds(0));
         }

@@ -39,26 +39,46 @@ std::ostream& operator<<(std::ostream& stream, const Way& way) {
                   << Events[static_cast<int>(way.event)] << (way.pace == Pace::TooLate ? "TooLate" : "");
 }
 
+/// Whether the host loses its patience with a cycle that is asked to end there.
+bool CanBeTooLate(Stop stop) {
+    return IsRequest(stop) || stop == Stop::LoadStateWait;
+}
+
 std::vector<Way> AllWays() {
     std::vector<Way> ways;
     for (const Origin origin : {Origin::Init, Origin::Restart}) {
         for (int i = 0; i < StopCount; ++i) {
             const auto stop = static_cast<Stop>(i);
-            for (const Event event : {Event::Nothing, Event::Restart, Event::Exit, Event::ExitAndDelete,
-                                      Event::DeviceStackLost, Event::LoadStateLost}) {
+            for (const Event event :
+                 {Event::Nothing, Event::Exit, Event::ExitAndDelete, Event::DeviceStackLost, Event::LoadStateLost}) {
                 ways.push_back({origin, stop, event, Pace::InTime});
+            }
+            if (origin == Origin::Restart && stop != Stop::Over) {
+                ways.push_back({origin, stop, Event::Restart, Pace::InTime});  // which is ignored
             }
             if (stop >= Stop::RunningWait) {
                 ways.push_back({origin, stop, Event::AppHostDies, Pace::InTime});
             }
-            if (IsRequest(stop)) {
+            if (CanBeTooLate(stop)) {
                 ways.push_back({origin, stop, Event::Exit, Pace::TooLate});
                 ways.push_back({origin, stop, Event::ExitAndDelete, Pace::TooLate});
             }
-            if (IsRequest(stop) && origin == Origin::Init) {
-                ways.push_back({origin, stop, Event::Restart, Pace::TooLate});
+            if (IsRequest(stop)) {
                 ways.push_back({origin, stop, Event::DeviceStackSilent, Pace::InTime});
             }
+        }
+    }
+    return ways;
+}
+
+/// The ways on which a restart ends the cycle.
+std::vector<Way> WaysToARestart() {
+    std::vector<Way> ways{{Origin::Restart, Stop::Over, Event::Restart, Pace::InTime}};
+    for (int i = 0; i < StopCount; ++i) {
+        const auto stop = static_cast<Stop>(i);
+        ways.push_back({Origin::Init, stop, Event::Restart, Pace::InTime});
+        if (CanBeTooLate(stop)) {
+            ways.push_back({Origin::Init, stop, Event::Restart, Pace::TooLate});
         }
     }
     return ways;
@@ -79,13 +99,20 @@ protected:
     }
     seconds GetExpectedWaits() const { return seconds(IsTooLate() ? 4 : 0); }
 
+    /// What a cycle that is asked to end leaves behind. One that is about to set the run state does so before the
+    /// host's call returns.
+    std::size_t CountRunStates() const { return stack_.GetRunStates().size() + (At() == Stop::RunState ? 1 : 0); }
+    int CountTimers() const { return CountLines("Starting reset timer."); }
+
     /// A cycle that was asked to end reports nothing to the KNX stack and arms nothing.
     void ExpectQuietEnd(std::size_t runStates, int timers) {
         WaitForCycleEnd();
         EXPECT_EQ(stack_.GetRunStates().size(), runStates);
-        EXPECT_EQ(CountLines("Starting reset timer."), timers);
+        EXPECT_EQ(CountTimers(), timers);
         if (!IsTooLate()) {
             EXPECT_EQ(GetCycleLines(), LinesOfAStoppedCycle(At()));
+        } else if (At() == Stop::LoadStateWait) {
+            EXPECT_EQ(GetCycleLines(), Lines{"DEBUG operator() - Thread has been interrupted."});
         } else if (const Lines lines = GetCycleLines(); !lines.empty()) {
             EXPECT_TRUE(lines.back() == "DEBUG operator() - Thread has been interrupted." ||
                         lines.back() == "DEBUG operator() - Thread finished.")
@@ -110,23 +137,33 @@ protected:
     }
 
     void RestartNow() {
+        const std::size_t runStates = CountRunStates();
+        const int timers = CountTimers();
         clock_->threadIsHeld = IsTooLate();
         const Call call = Restart();
         clock_->threadIsHeld = false;
         EXPECT_EQ(call.result, IsTooLate() ? Failure : Started);
         EXPECT_EQ(call.lines, LinesOfARestart(GetSituation()));
         EXPECT_EQ(call.waits, GetExpectedWaits());
-        if (!IsTooLate()) {
+        if (IsTooLate()) {
+            ExpectThatARestartWorks();
+        } else {
             WaitForCycleEnd();
-            EXPECT_TRUE(stack_.GetRunStates().back());
+            Lines lines = LinesOfAStoppedCycle(At());
+            const Lines ofTheNext = LinesOfAnUndisturbedCycle(Stop::LoadStateWait);
+            lines.insert(lines.end(), ofTheNext.begin(), ofTheNext.end());
+            EXPECT_EQ(GetCycleLines(), lines);
         }
+        // Those of the next cycle alone.
+        EXPECT_EQ(stack_.GetRunStates().size(), runStates + 1);
+        EXPECT_TRUE(stack_.GetRunStates().back());
+        EXPECT_EQ(CountTimers(), timers + 1);
         ExpectThatARestartWorks();
     }
 
     void ExitNow(bool thenDelete) {
-        // One that is about to set the run state does so before the host's call returns.
-        const std::size_t runStates = stack_.GetRunStates().size() + (At() == Stop::RunState ? 1 : 0);
-        const int timers = CountLines("Starting reset timer.");
+        const std::size_t runStates = CountRunStates();
+        const int timers = CountTimers();
         clock_->threadIsHeld = IsTooLate();
         const Call call = Exit();
         EXPECT_EQ(call.result, Exited);
@@ -169,8 +206,12 @@ protected:
         lines.erase(std::remove(lines.begin(), lines.end(),
                                 "WARN The device stack left 3 requests in a row without an answer."),
                     lines.end());
-        EXPECT_EQ(lines, LinesOfASilence(At(), false));
-        EXPECT_EQ(stack_.GetRunStates(), std::vector<bool>{At() == Stop::KnxCommunication});
+        EXPECT_EQ(lines, LinesOfASilence(At(), !IsFirstCycle()));
+        std::vector<bool> runStates{At() == Stop::KnxCommunication};
+        if (!IsFirstCycle()) {
+            runStates.insert(runStates.begin(), true);
+        }
+        EXPECT_EQ(stack_.GetRunStates(), runStates);
 
         AnswerAgain();
         ExpectThatARestartWorks();
@@ -222,7 +263,7 @@ TEST_P(WayThroughACycle, EndsAsSpecifiedAndLeavesNothingBehind) {
             DoNothing();
             break;
         case Event::Restart:
-            !IsFirstCycle() && At() != Stop::Over ? IgnoreRestart() : RestartNow();
+            IgnoreRestart();
             break;
         case Event::Exit:
             ExitNow(false);
@@ -253,6 +294,16 @@ std::string NameOf(const testing::TestParamInfo<Way>& info) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, WayThroughACycle, testing::ValuesIn(AllWays()), &NameOf);
+
+class RestartDuringACycle : public WayThroughACycle {};
+
+TEST_P(RestartDuringACycle, EndsItEarlyWithoutARunStateOrATimerAndTheNextCycleHasBoth) {
+    StartCycle(GetParam().origin, At());
+    RestartNow();
+    EXPECT_EQ(Exit().result, Exited);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, RestartDuringACycle, testing::ValuesIn(WaysToARestart()), &NameOf);
 
 }  // namespace
 }  // namespace LifeCycle

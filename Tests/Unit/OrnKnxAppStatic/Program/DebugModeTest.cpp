@@ -130,6 +130,24 @@ TEST_F(ProgramDebugMode, NativeAppIsNotDebugged) {
     EXPECT_EQ(GetChildren().size(), 1U);
 }
 
+TEST_F(ProgramDebugMode, SwitchedOnForANativeAppAndOffForAManagedOneLaunchesNothing) {
+    stack_.DownloadApplication("App", 0);
+    Start();
+    EXPECT_TRUE(Send(AppDebug, On));
+    stack_.DownloadApplication("App", 1);
+    EXPECT_EQ(sut_->OnDeviceRestart(), Started);
+    ASSERT_TRUE(WaitForLine("[App] operator() - Thread finished."));
+    const std::vector<pid_t> children = GetChildren();
+    ASSERT_EQ(children.size(), 2U) << "the native app's switch stops no connector host";
+    Forget();
+
+    SwitchAndWait(Off);
+
+    ExpectLines(Switched(Off) + Lines{{"INFO", "SetAppDebugMode (SOURCE) - Debug mode disabled"}, {"DEBUG", Done}});
+    EXPECT_EQ(deviceStack_.GetRequests(), Requests{});
+    EXPECT_EQ(GetChildren(), children);
+}
+
 TEST_F(ProgramDebugMode, FailedRelaunchSwitchesTheRunLedOff) {
     Supervisor supervisor;
     Create();

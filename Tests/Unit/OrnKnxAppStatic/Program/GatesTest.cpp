@@ -17,36 +17,12 @@ const Lines LinesOfAKill{{"DEBUG", "KillProcess - Nothing to kill"},
 /// A cycle that is about to launch its app host.
 class ProgramGates : public ProgramFixture {
 protected:
-    /// The app is "Running" already, and does not stop.
-    void GivenACycleBeforeItsLaunch() {
-        clock_->onHostSleep = [] {};
-        client_.Hold("configurationLoaded");
-        ASSERT_EQ(sut_->Init(stack_), Started);
-        ASSERT_TRUE(client_.WaitUntilHeld());
-        Report(AppHostControlState::Running);
-        Forget();
-    }
-
-    /// Lets the cycle launch when the host, which has stopped the app host, corrects its run state.
+    /// Lets the cycle launch once the host has stopped the app host.
     void LaunchOnceStopHasLooked() {
-        client_.onSend = [this, pending = true](const std::string& json) mutable {
-            if (pending && json.find(R"("value":"3.1:0")") != std::string::npos) {
-                pending = false;
-                EXPECT_TRUE(HasLine("Stop - No running app host on this machine to be terminated"));
-                client_.AnswerHeld();
-                EXPECT_TRUE(WaitForLine("Launched native app"));
-            }
-        };
-    }
-
-    /// The lines after the join of the cycle.
-    Lines TakeLinesAfterJoin() {
-        Lines lines = TakeHostLines();
-        const auto join = std::find(
-            lines.begin(), lines.end(),
-            TestSupport::LogLine{"DEBUG", "~MeasureDuration - Interrupting and joining the init thread took"});
-        lines.erase(lines.begin(), join == lines.end() ? join : std::next(join));
-        return lines;
+        OnceStopHasLooked([this] {
+            client_.AnswerHeld();
+            EXPECT_TRUE(WaitForLine("Launched native app"));
+        });
     }
 };
 

@@ -18,7 +18,9 @@ namespace Program {
 /// Thread-safe, but for the hooks, which are set while nobody calls.
 class HookedClient final : public Ostra::IDeviceStackClient {
 public:
-    explicit HookedClient(Ostra::IDeviceStackClient& client) : client_(client) {}
+    explicit HookedClient(Ostra::IDeviceStackClient& client) : client_(client) {
+        calls_.reserve(100'000);  // a note takes no memory
+    }
 
     /// Hands out this client itself.
     Zandrel::ClientFactory GetFactory() {
@@ -50,7 +52,7 @@ public:
     /// What was called, in order, but for requests.
     std::vector<std::string> GetCalls() const {
         const boost::lock_guard<boost::mutex> lock(mutex_);
-        return calls_;
+        return {calls_.begin(), calls_.end()};
     }
 
     void SetEventHandler(IEventHandler* handler) override {
@@ -91,14 +93,14 @@ public:
 private:
     void Note(const char* call) {
         const boost::lock_guard<boost::mutex> lock(mutex_);
-        calls_.emplace_back(call);
+        calls_.push_back(call);
     }
 
     Ostra::IDeviceStackClient& client_;
 
     mutable boost::mutex mutex_;  ///< guards what follows
     boost::condition_variable changed_;
-    std::vector<std::string> calls_;
+    std::vector<const char*> calls_;
     std::string textToHold_;
     std::string held_;
     IResponseHandler* responseHandler_ = nullptr;

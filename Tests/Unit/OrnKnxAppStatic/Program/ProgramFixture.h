@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "AppSideTools.h"
@@ -152,6 +153,36 @@ protected:
         log_.TakeLines();
         Send(Alive, "3.1:1");
         return !HasLine("DeviceResetTimer started.");
+    }
+    /// Starts a cycle that is about to launch; the app is "Running" already, and does not stop.
+    void GivenACycleBeforeItsLaunch() {
+        clock_->onHostSleep = [] {};
+        client_.Hold("configurationLoaded");
+        ASSERT_EQ(sut_->Init(stack_), Started);
+        ASSERT_TRUE(client_.WaitUntilHeld());
+        Report(AppHostControlState::Running);
+        Forget();
+    }
+
+    /// Acts when the host, which has stopped the app host, corrects its run state.
+    void OnceStopHasLooked(std::function<void()> action) {
+        client_.onSend = [this, action = std::move(action), pending = true](const std::string& json) mutable {
+            if (pending && json.find(R"("value":"3.1:0")") != std::string::npos) {
+                pending = false;
+                EXPECT_TRUE(HasLine("Stop - No running app host on this machine to be terminated"));
+                action();
+            }
+        };
+    }
+
+    /// The lines after the join of the cycle.
+    Lines TakeLinesAfterJoin() {
+        Lines lines = TakeHostLines();
+        const auto join = std::find(
+            lines.begin(), lines.end(),
+            TestSupport::LogLine{"DEBUG", "~MeasureDuration - Interrupting and joining the init thread took"});
+        lines.erase(lines.begin(), join == lines.end() ? join : std::next(join));
+        return lines;
     }
     void ExpectHostLines(const Lines& lines) { EXPECT_EQ(TakeHostLines(), lines); }
 

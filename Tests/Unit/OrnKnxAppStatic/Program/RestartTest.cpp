@@ -2,6 +2,7 @@
 #include <ostream>
 #include <stdexcept>
 
+#include "AllocationFault.h"
 #include "ProgramFixture.h"
 #include "ThreadShortage.h"
 
@@ -185,6 +186,40 @@ INSTANTIATE_TEST_SUITE_P(
         ThrowingStep{"Join", "", Failure, {{"ERROR", "[App] StopInitThread - Unexpected failure: on fire"}}},
         ThrowingStep{"Reset", "enabled", Started, {OnFire}}),
     [](const auto& instance) { return instance.param.name; });
+
+/// A line of a restart that cannot be built: the one after `line`.
+struct LostLine {
+    const char* name;
+    const char* line;
+};
+
+std::ostream& operator<<(std::ostream& stream, const LostLine& lost) {
+    return stream << lost.name;
+}
+
+class ProgramRestartWithoutALine : public ProgramFixture, public testing::WithParamInterface<LostLine> {};
+
+TEST_P(ProgramRestartWithoutALine, GoesThroughAllSteps) {
+    Start();
+    Unload();
+    std::optional<TestSupport::AllocationFault> fault;
+    const AppSideTools::LineHook hook(log_.GetLogger(), GetParam().line, [&fault] { fault.emplace(); });
+
+    EXPECT_EQ(sut_->OnDeviceRestart(), Started);
+
+    ASSERT_TRUE(fault);
+    EXPECT_TRUE(fault->HasHappened());
+    EXPECT_TRUE(HasWholeLine({"ERROR", "[App] OnDeviceRestart - Unexpected failure: std::bad_alloc"}));
+    EXPECT_EQ(deviceStack_.GetRequests(),
+              (Requests{Unloaded, SetValue(Event, "3.1:3"), SetValue(Event, "3.1:1"), Disable()}));
+    EXPECT_TRUE(WaitForLine(Aborted));
+}
+
+INSTANTIATE_TEST_SUITE_P(Lines, ProgramRestartWithoutALine,
+                         testing::Values(LostLine{"BeforeTheStop",
+                                                  "OnDeviceRestart - Signaled disabled KNX communication"},
+                                         LostLine{"BeforeTheReset", "Interrupting and joining the init thread took"}),
+                         [](const auto& instance) { return instance.param.name; });
 
 /// A cycle that is inside the stack when the host no longer waits for it: no interruption reaches it there.
 class ProgramRestartOfAHeldCycle : public ProgramFixture {

@@ -83,8 +83,19 @@ TEST_F(ProgramUnexpectedFailure, OfTheConfigurationIsAFailedOne) {
     EXPECT_EQ(stack_.GetRunStates(), std::vector<bool>{false});
 }
 
-TEST_F(ProgramUnexpectedFailure, BeforeTheLaunchIsAFailedOne) {
+TEST_F(ProgramUnexpectedFailure, OfTheEventBeforeTheLaunchChangesNothing) {
     FailAllocationAfter("Object model configured successfully.");
+    ASSERT_EQ(sut_->Init(stack_), Started);
+    ASSERT_TRUE(WaitForLine(Finished));
+
+    EXPECT_EQ(TakeErrors(),
+              (Lines{{"ERROR",
+                      "[App] IndicateLoadState - Error sending configurationLoaded to devicestack! std::bad_alloc"}}));
+    EXPECT_EQ(stack_.GetRunStates(), std::vector<bool>{true});
+}
+
+TEST_F(ProgramUnexpectedFailure, BeforeTheLaunchIsAFailedOne) {
+    FailAllocationAfter("Signal configurationLoaded to devicestack.");
     ASSERT_EQ(sut_->Init(stack_), Started);
     ASSERT_TRUE(WaitForLine(Finished));
 

@@ -7,7 +7,7 @@
 #include <boost/asio/write.hpp>
 #include <boost/thread/thread_only.hpp>
 
-namespace IntegrationTest {
+namespace TestSupport {
 
 /// Stands between one client and a service on this machine, and can cut them off from each other.
 class Relay {
@@ -61,4 +61,4 @@ private:
     boost::thread thread_;
 };
 
-}  // namespace IntegrationTest
+}  // namespace TestSupport
