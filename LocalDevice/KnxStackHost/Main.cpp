@@ -1,3 +1,4 @@
+#include <poll.h>
 #include <unistd.h>
 
 #include <boost/asio/io_context.hpp>
@@ -21,6 +22,7 @@
 #include "KnxAddress.h"
 #include "KnxStackHost.h"
 #include "LongestHostEnd.h"
+#include "OpenStandardStreams.h"
 #include "Output/LifePrinter.h"
 #include "Output/PluginLog.h"
 #include "PrintableText.h"
@@ -124,8 +126,12 @@ private:
         WaitForSignal();
     }
 
+    /// Says why where that does not have to wait for a reader.
     [[noreturn]] static void EndHard(const char* reason) {
-        std::cerr << "knxstackhost: " << reason << std::endl;
+        pollfd error{STDERR_FILENO, POLLOUT, 0};
+        if (poll(&error, 1, 0) == 1) {
+            std::cerr << "knxstackhost: " << reason << std::endl;
+        }
         _exit(ExitCode::Failure);
     }
 
@@ -185,5 +191,7 @@ int Main(const std::vector<std::string>& arguments) {
 }  // namespace LocalDevice
 
 int main(int argc, char** argv) {
+    LocalDevice::OpenStandardStreams();
+    std::cerr.tie(nullptr);  // an error must get out while the standard output is stuck
     return LocalDevice::Main({argv + 1, argv + argc});
 }

@@ -10,7 +10,8 @@ namespace LocalDevice {
 
 namespace {
 
-constexpr std::string_view Separator = " - ";  ///< in a log line of the app host, before its message
+constexpr std::string_view NotStarted = "ornapphost: ";  ///< before what an app host says that has no log yet
+constexpr std::string_view Separator = " - ";            ///< in a log line of the app host, before its message
 
 bool IsAboutFailure(const nlohmann::json& message) {
     const std::string event = TextOf(message, "event");
@@ -60,12 +61,17 @@ std::string HostedDevice::GetRunStateText() const {
     return std::string("run state ") + (runState_ ? Names.at(static_cast<std::size_t>(*runState_)) : "unknown");
 }
 
-void HostedDevice::OnOutput(const std::string& line) {
+bool HostedDevice::OnOutput(const std::string& line) {
+    if (line.rfind(NotStarted, 0) == 0) {
+        appError_ = line.substr(NotStarted.size());
+        return true;
+    }
     const auto begin = line.find(" ERROR OrnAppHost");
     const auto text = line.find(Separator, begin);
     if (begin != std::string::npos && text != std::string::npos) {
         appError_ = line.substr(text + Separator.size());
     }
+    return false;
 }
 
 std::string HostedDevice::GetLastErrors() const {

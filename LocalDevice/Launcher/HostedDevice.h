@@ -58,8 +58,9 @@ public:
 
     bool IsStarting() const { return runState_ == AppControlWatcher::Starting; }
 
-    /// Takes in a line of the host's output, which is the app host's as well.
-    void OnOutput(const std::string& line);
+    /// Takes in a line of the host's output, which is the app host's as well. True where it says that the app host
+    /// ended before the device stack heard of it.
+    bool OnOutput(const std::string& line);
     /// What the app host said last of an error; empty where it said none since power-on.
     const std::string& GetAppError() const { return appError_; }
 

@@ -90,7 +90,9 @@ void Launcher::AddDevice(const std::string& file) {
     handlers.process.command = [this, index] { return HostCommand(*devices_[index]); };
     handlers.process.onOutput = [this, index](const std::string& line) {
         if (options_.once) {
-            devices_[index]->OnOutput(line);
+            if (devices_[index]->OnOutput(line)) {
+                OnAppFailed(*devices_[index]);
+            }
         } else if (!options_.quiet) {
             console_.Print(devices_.size() > 1 ? "[" + std::to_string(index + 1) + "] " + line : line);
         }

@@ -101,6 +101,15 @@ TEST_F(ControlTool, RefusalsEndInOneLineAndLoseNothing) {
     EXPECT_EQ(host_.GetStatus().at("runState"), "running");
 }
 
+TEST_F(ControlTool, AnOutputThatCannotBeWrittenIsAFailure) {
+    for (const std::string arguments : {"status", "--help"}) {
+        ChildProcess tool("/bin/sh", {"-c", "exec \"$0\" --control \"$1\" " + arguments + " >/dev/full",
+                                      ORN_ORNCTL_PROGRAM, host_.GetControlPath()});
+        EXPECT_EQ(tool.WaitForExit(), ExitStatus::Exited(1));
+        EXPECT_THAT(tool.GetErrorLines(), ElementsAre("ornctl: the standard output cannot be written"));
+    }
+}
+
 TEST_F(ControlTool, SaysWhereNobodyListens) {
     const EndToEnd::TemporaryFolder empty;
     const Outcome noDevice = RunAlone({"status"}, empty.At(""));

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "Children.h"
+#include "ClosedStreams.h"
 #include "LocalDevice.h"
 #include "OwnAppFolder.h"
 
@@ -38,43 +39,61 @@ TEST(Demo, ThatNobodyCanReadIsAFailure) {
     EXPECT_EQ(sut.GetErrorLines(), std::vector<std::string>{"localdevice: the standard output cannot be written"});
 }
 
-TEST(Demo, OfADeviceWhoseAppIsMissingFailsAtOnceAndSaysWhy) {
-    const EndToEnd::TemporaryFolder folder;
-    std::ofstream(folder.At("device.json")) << R"({"name": "No app", "serialNumber": "000000010009",
-        "individualAddress": "1.1.10", "appId": "Missing", "communicationObjects": []})";
+/// The one error line of a demo that is played by a device of an app that does not come to run. `folder`: where its
+/// description and its logs lie.
+std::string GetErrorOfADeviceWithApp(const std::string& appId, const EndToEnd::TemporaryFolder& folder) {
+    std::ofstream(folder.At("device.json")) << R"({"name": "No CO", "serialNumber": "000000010009",
+        "individualAddress": "1.1.10", "appId": ")"
+                                            << appId << R"(", "communicationObjects": []})";
     std::ofstream(folder.At("device.demo.json")) << R"({"title": "None", "steps": []})";
     ChildProcess sut(ORN_LOCALDEVICE_PROGRAM, {"--once", "--device", folder.At("device.json")},
                      {{"TMPDIR", folder.At("")}});
     EXPECT_EQ(sut.WaitForExit(), ExitStatus::Exited(1));
     const auto errors = sut.GetErrorLines();
-    ASSERT_EQ(errors.size(), 1U);
+    EXPECT_EQ(errors.size(), 1U);
+    return errors.empty() ? "" : errors.front();
+}
+
+TEST(Demo, OfADeviceWhoseAppIsMissingFailsAtOnceAndSaysWhy) {
+    const EndToEnd::TemporaryFolder folder;
+    const std::string error = GetErrorOfADeviceWithApp("Missing", folder);
     const std::string beginning =
         "localdevice: device 1 cannot run: Failed to find native app: Missing | Starting app host failed. | Set "
         "runstate to error; the logs stay in ";
-    ASSERT_EQ(errors.front().substr(0, beginning.size()), beginning);
-    std::ifstream log(errors.front().substr(beginning.size()) + "/host1.log");
+    ASSERT_EQ(error.substr(0, beginning.size()), beginning);
+    std::ifstream log(error.substr(beginning.size()) + "/host1.log");
     const std::string text{std::istreambuf_iterator<char>(log), {}};
     EXPECT_NE(text.find("Failed to find native app: Missing"), std::string::npos);
 }
 
-TEST(Demo, OfADeviceWhoseAppDoesNotStartFailsAtOnceAndSaysWhy) {
+TEST(Demo, OfADeviceWhoseAppIsNoLibraryFailsAtOnceAndSaysWhy) {
     const EndToEnd::TemporaryFolder folder;
-    // The app copies CO 1 to CO 2.
-    std::ofstream(folder.At("device.json")) << R"({"name": "No CO", "serialNumber": "000000010009",
-        "individualAddress": "1.1.10", "appId": "Copy", "communicationObjects": []})";
-    std::ofstream(folder.At("device.demo.json")) << R"({"title": "None", "steps": []})";
-    ChildProcess sut(ORN_LOCALDEVICE_PROGRAM, {"--once", "--device", folder.At("device.json")},
-                     {{"TMPDIR", folder.At("")}});
-    EXPECT_EQ(sut.WaitForExit(), ExitStatus::Exited(1));
-    const auto errors = sut.GetErrorLines();
-    ASSERT_EQ(errors.size(), 1U);
-    const std::string beginning =
-        "localdevice: device 1 cannot run: The app did not start: it returned 2; the logs stay in ";
-    EXPECT_EQ(errors.front().substr(0, beginning.size()), beginning);
+    const std::string library = ORN_LOCAL_OPT "/userdata/orn/libornemptyfile.so";
+    std::ofstream(library) << "";
+    const std::string error = GetErrorOfADeviceWithApp("EmptyFile", folder);
+    std::remove(library.c_str());
+    const std::string beginning = "localdevice: device 1 cannot run: cannot load the app: " + library + ": ";
+    EXPECT_EQ(error.substr(0, beginning.size()), beginning);
 }
 
-INSTANTIATE_TEST_SUITE_P(Devices, Launcher, testing::Values("stairlight", "copy"),
+TEST(Demo, OfADeviceWhoseAppDoesNotStartFailsAtOnceAndSaysWhy) {
+    const EndToEnd::TemporaryFolder folder;
+    // The app copies CO 1 to CO 2, which the device does not have.
+    const std::string error = GetErrorOfADeviceWithApp("Copy", folder);
+    const std::string beginning =
+        "localdevice: device 1 cannot run: The app did not start: it returned 2; the logs stay in ";
+    EXPECT_EQ(error.substr(0, beginning.size()), beginning);
+}
+
+INSTANTIATE_TEST_SUITE_P(Devices, Launcher, testing::Values("stairlight", "copy", "thermostat"),
                          [](const auto& device) { return std::string(device.param); });
+
+TEST(LocalDevice, HasNoDescriptorOfItsOwnInThePlaceOfAClosedStream) {
+    const EndToEnd::TemporaryFolder folder;
+    EXPECT_EQ(TestSupport::GetStreamsOfClosedOnes(
+                  {ORN_LOCALDEVICE_PROGRAM, "--device", "copy", "--directory", folder.At("")}, folder.At("host1.sock")),
+              std::vector<std::string>(3, "/dev/null"));
+}
 
 TEST(Tools, FindTheLocalDeviceThatRuns) {
     const EndToEnd::TemporaryFolder folder;

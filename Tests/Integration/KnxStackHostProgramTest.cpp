@@ -1,12 +1,20 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <array>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
 #include <boost/filesystem/operations.hpp>
+#include <climits>
 #include <csignal>
+#include <optional>
 
 #include "ChildProcess.h"
+#include "ClosedStreams.h"
 #include "TemporaryFolder.h"
 
 namespace {
@@ -14,6 +22,7 @@ namespace {
 using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
 using testing::StartsWith;
 using TestSupport::ChildProcess;
 using TestSupport::ExitStatus;
@@ -24,6 +33,45 @@ std::string Plugin(const std::string& name) {
     return std::string(TEST_PLUGIN_FOLDER) + "/lib" + name + ".so";
 }
 
+/// A named pipe that takes what a program writes for as long as somebody reads it.
+class NamedPipe {
+public:
+    explicit NamedPipe(const std::string& path)
+        : isMade_(mkfifo(path.c_str(), S_IRUSR | S_IWUSR) == 0),
+          descriptor_(open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC)) {}
+    ~NamedPipe() { close(descriptor_); }
+    NamedPipe(const NamedPipe&) = delete;
+    NamedPipe& operator=(const NamedPipe&) = delete;
+
+    bool IsOpen() const { return isMade_ && descriptor_ != -1; }
+
+    /// Reads until `part` has come. False where nothing comes for too long.
+    bool ReadUntil(const std::string& part) {
+        std::string text;
+        std::array<char, PIPE_BUF> buffer{};
+        while (text.find(part) == std::string::npos) {
+            pollfd readable{descriptor_, POLLIN, 0};
+            if (poll(&readable, 1, static_cast<int>(ChildProcess::DefaultLimit.count())) != 1) {
+                return false;
+            }
+            const ssize_t size = read(descriptor_, buffer.data(), buffer.size());
+            text.append(buffer.data(), size > 0 ? static_cast<std::size_t>(size) : 0);
+        }
+        return true;
+    }
+
+    /// From now on who writes waits for a reader.
+    void Fill() {
+        const std::array<char, PIPE_BUF> page{};
+        while (write(descriptor_, page.data(), page.size()) > 0) {
+        }
+    }
+
+private:
+    const bool isMade_;
+    const int descriptor_;
+};
+
 class KnxStackHostProgramTest : public testing::Test {
 protected:
     /// Runs the program until it ends by itself; checks that it says one line, and gives it.
@@ -33,6 +81,26 @@ protected:
         const auto lines = sut.GetErrorLines();
         EXPECT_EQ(lines.size(), 1U);
         return lines.empty() ? "" : lines.front();
+    }
+
+    /// Runs the program with its outputs redirected to a pipe, $OUTPUT, that nobody reads from the start of the
+    /// application on, and ends it with signals: two that come at the same time are one. Gives its error lines.
+    std::vector<std::string> GetErrorsOfHardEnd(const std::string& redirection) {
+        constexpr int MostSignals = 50;
+        NamedPipe output(folder.At("output"));
+        EXPECT_TRUE(output.IsOpen());
+        ChildProcess sut("/bin/sh",
+                         {"-c", "exec \"$0\" \"$@\" " + redirection, KNXSTACKHOST_PROGRAM, "--device", Device,
+                          "--library", Plugin("GoodPlugin")},
+                         {{"OUTPUT", folder.At("output")}});
+        EXPECT_TRUE(output.ReadUntil("Init returned 2"));
+        output.Fill();
+        std::optional<ExitStatus> status;
+        for (int i = 0; i < MostSignals && !status && sut.Signal(SIGTERM); ++i) {
+            status = sut.WaitForExit(ChildProcess::Milliseconds(100));
+        }
+        EXPECT_EQ(status, ExitStatus::Exited(1));
+        return sut.GetErrorLines();
     }
 
     const TestSupport::TemporaryFolder folder;
@@ -105,6 +173,21 @@ TEST_F(KnxStackHostProgramTest, ASecondSignalEndsItHard) {
     ASSERT_TRUE(sut.Signal(SIGTERM));
     EXPECT_EQ(sut.WaitForExit(), ExitStatus::Exited(1));
     EXPECT_THAT(sut.GetErrorLines(), ElementsAre("knxstackhost: ended hard by a second signal"));
+}
+
+TEST_F(KnxStackHostProgramTest, ASecondSignalEndsItHardThoughNobodyReadsItsOutput) {
+    EXPECT_THAT(GetErrorsOfHardEnd(R"(>"$OUTPUT")"), ElementsAre("knxstackhost: ended hard by a second signal"));
+}
+
+TEST_F(KnxStackHostProgramTest, ASecondSignalEndsItHardThoughNobodyReadsAnythingOfIt) {
+    EXPECT_THAT(GetErrorsOfHardEnd(R"(>"$OUTPUT" 2>&1)"), IsEmpty());
+}
+
+TEST_F(KnxStackHostProgramTest, NoDescriptorOfItsOwnTakesThePlaceOfAClosedStream) {
+    EXPECT_THAT(TestSupport::GetStreamsOfClosedOnes(
+                    {KNXSTACKHOST_PROGRAM, "--device", Device, "--library", Plugin("GoodPlugin"), "--control", control},
+                    control),
+                Each("/dev/null"));
 }
 
 TEST_F(KnxStackHostProgramTest, QuietMeansSilentAndNoTerminalMeansNoColours) {

@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <iostream>
+#include <stdexcept>
 
 #include "Commands.h"
 #include "ControlOptions.h"
@@ -21,6 +22,9 @@ int Run(const std::vector<std::string>& arguments) {
             std::cout << GetControlUsage();
         } else {
             RunControlCommand(options);
+        }
+        if (!std::cout.flush()) {
+            throw std::runtime_error("the standard output cannot be written");
         }
         return 0;
     } catch (const UsageError& error) {

@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,9 @@ int Run(const std::vector<std::string>& arguments) {
             std::cout << GetUsage();
         } else {
             RunCommand(options);
+        }
+        if (!std::cout.flush()) {
+            throw std::runtime_error("the standard output cannot be written");
         }
         return 0;
     } catch (const UsageError& error) {

@@ -21,7 +21,7 @@ public:
     IBusLink& operator=(const IBusLink&) = delete;
 
     /// Sends `telegram` in the order of the calls, without waiting for the bus; the link fills in the source. False
-    /// when it is dropped because the bus is away.
+    /// when it is dropped, because the bus is away or too many telegrams wait for it.
     virtual bool Send(const Telegram& telegram) = 0;
 
     /// Whether the bus is there.

@@ -1,7 +1,6 @@
 #include "Bus/KnxdConnection.h"
 
 #include <eibclient.h>
-#include <eibtypes.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -9,9 +8,7 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdint>
 #include <system_error>
-#include <vector>
 
 namespace LocalDevice {
 
@@ -28,11 +25,6 @@ void PrepareSocket(int descriptor) {
     setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &AnswerTimeout, sizeof(AnswerTimeout));
     setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &AnswerTimeout, sizeof(AnswerTimeout));
     fcntl(descriptor, F_SETFD, FD_CLOEXEC);
-}
-
-void AppendBigEndian(std::vector<std::uint8_t>& bytes, std::uint16_t number) {
-    bytes.push_back(static_cast<std::uint8_t>(number >> 8U));
-    bytes.push_back(static_cast<std::uint8_t>(number & 0xFFU));
 }
 
 }  // namespace
@@ -90,15 +82,8 @@ bool KnxdConnection::IsReadyToSend() const {
 }
 
 bool KnxdConnection::Send(const Telegram& telegram) {
-    // A group packet of knxd's protocol in one piece: the library sends its length first, and knxd wakes for each part.
     const auto apdu = EncodeApdu(telegram);
-    std::vector<std::uint8_t> packet;
-    packet.reserve(3 * sizeof(std::uint16_t) + apdu.size());
-    AppendBigEndian(packet, static_cast<std::uint16_t>(2 * sizeof(std::uint16_t) + apdu.size()));
-    AppendBigEndian(packet, EIB_GROUP_PACKET);
-    AppendBigEndian(packet, telegram.groupAddress);
-    packet.insert(packet.end(), apdu.begin(), apdu.end());
-    return send(GetDescriptor(), packet.data(), packet.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(packet.size());
+    return EIBSendGroup(connection_.get(), telegram.groupAddress, static_cast<int>(apdu.size()), apdu.data()) != -1;
 }
 
 }  // namespace LocalDevice

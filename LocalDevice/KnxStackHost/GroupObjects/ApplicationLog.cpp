@@ -72,12 +72,12 @@ ApplicationLog::ApplicationLog(AppWriteHandler onAppWrite)
            [this](log4cplus::LogLevel level, const std::string& line) { OnLine(level, line); }) {}
 
 void ApplicationLog::OnLine(log4cplus::LogLevel level, const std::string& line) {
-    std::string message = CompactLogText(level, line);
+    const std::string_view message = CompactLogText(level, line);
     if (const auto write = Read(message)) {
         onAppWrite_(*write);
     }
     if (currentCall != nullptr && level >= log4cplus::INFO_LOG_LEVEL) {
-        currentCall->remark_ = std::move(message);
+        currentCall->remark_ = message;
     }
 }
 

@@ -30,7 +30,7 @@ TelegramEvent MakeEvent(bool isIncoming, const Telegram& telegram, const Communi
 GroupObjectService::GroupObjectService(HostEvents& events) : events_(events) {}
 
 GroupObjectService::~GroupObjectService() {
-    Connect(nullptr);  // before the queues that the link's handler fills
+    Connect(nullptr);  // before the queue that the link's handler fills
 }
 
 KnxStack::IGroupObject* GroupObjectService::GetGroupObject(std::uint16_t number) {
@@ -79,8 +79,23 @@ bool GroupObjectService::IsConnected() const {
 
 void GroupObjectService::OnTelegram(const Telegram& telegram) {
     ++counters_.received;
-    if (!values_.Post([this, telegram] { Deliver(telegram); })) {
-        ++counters_.overrun;
+    std::vector<std::uint16_t> listeners;
+    {
+        const boost::lock_guard<boost::mutex> lock(mutex_);
+        if (isOnline_) {
+            listeners = table_.GetListeners(telegram.groupAddress);
+        }
+    }
+    if (listeners.empty()) {
+        ++counters_.unaddressed;
+        return;
+    }
+    for (const std::uint16_t number : listeners) {
+        if (telegram.service != GroupService::Read) {
+            DeliverValue(number, telegram);
+        } else if (!reads_.Post([this, number, telegram] { AnswerRead(number, telegram); })) {
+            ++counters_.overrun;
+        }
     }
 }
 
@@ -151,27 +166,6 @@ std::size_t GroupObjectService::CountListeners(std::uint16_t groupAddress) const
 std::size_t GroupObjectService::GetObjectCount() const {
     const boost::lock_guard<boost::mutex> lock(mutex_);
     return table_.GetNumbers().size();
-}
-
-void GroupObjectService::Deliver(const Telegram& telegram) {
-    std::vector<std::uint16_t> listeners;
-    {
-        const boost::lock_guard<boost::mutex> lock(mutex_);
-        if (isOnline_) {
-            listeners = table_.GetListeners(telegram.groupAddress);
-        }
-    }
-    if (listeners.empty()) {
-        ++counters_.unaddressed;
-        return;
-    }
-    for (const std::uint16_t number : listeners) {
-        if (telegram.service != GroupService::Read) {
-            DeliverValue(number, telegram);
-        } else if (!reads_.Post([this, number, telegram] { AnswerRead(number, telegram); })) {
-            ++counters_.overrun;
-        }
-    }
 }
 
 void GroupObjectService::DeliverValue(std::uint16_t number, const Telegram& telegram) {
@@ -294,7 +288,9 @@ TelegramEvent GroupObjectService::Transmit(GroupService service, const GroupObje
     const bool isConnected = link_ != nullptr && link_->IsConnected();
     const bool isTaken = link_ != nullptr && link_->Send(event.telegram);
     event.verdict = !isTaken ? Verdict::Dropped : isConnected ? Verdict::Sent : Verdict::Queued;
-    event.reason = event.verdict == Verdict::Sent ? "" : "the bus is away";
+    event.reason = event.verdict == Verdict::Sent ? ""
+                   : isConnected                  ? "too many telegrams wait for the bus"
+                                                  : "the bus is away";
     return event;
 }
 

@@ -24,7 +24,7 @@ namespace LocalDevice {
 struct TelegramCounters {
     std::atomic<std::uint64_t> received{0};     ///< from the bus, for any address
     std::atomic<std::uint64_t> unaddressed{0};  ///< of these: for no group object, or while the device is not loaded
-    std::atomic<std::uint64_t> overrun{0};      ///< of these: lost, too many waited
+    std::atomic<std::uint64_t> overrun{0};      ///< of these: lost, too many reads waited
     std::atomic<std::uint64_t> taken{0};
     std::atomic<std::uint64_t> ignored{0};
     std::atomic<std::uint64_t> refused{0};
@@ -39,9 +39,9 @@ struct TelegramCounters {
 
 /// The group objects between the bus and the application. Thread-safe.
 ///
-/// Writes and responses reach the user one after the other, in bus order, on a thread of this object. Read requests
-/// wait for all values before them and are answered on a second thread, so that a slow answer holds up other reads
-/// only. What the application's log tells of all this stands in the events.
+/// Writes and responses reach the user one after the other, in bus order, on the link's thread: a user takes values
+/// without waiting. Read requests follow the values before them and are answered on a thread of this object, so that a
+/// slow answer holds up other reads only. What the application's log tells of all this stands in the events.
 class GroupObjectService final : public KnxStack::IGroupValueService {
 public:
     explicit GroupObjectService(HostEvents& events);
@@ -83,7 +83,6 @@ public:
     std::size_t GetObjectCount() const;
 
 private:
-    void Deliver(const Telegram& telegram);
     void DeliverValue(std::uint16_t number, const Telegram& telegram);
     void AnswerRead(std::uint16_t number, const Telegram& telegram);
     std::optional<KnxStack::GroupValue> AskForValue(std::uint16_t number, TelegramEvent& event);
@@ -93,7 +92,6 @@ private:
                            const std::optional<KnxStack::GroupValue>& value);
     void Publish(TelegramEvent event);
 
-    static constexpr std::size_t MaxWaitingTelegrams = 10'000;
     static constexpr std::size_t MaxWaitingReads = 1'000;
 
     HostEvents& events_;
@@ -108,7 +106,6 @@ private:
     bool isReadOnInitDue_ = false;
 
     WorkQueue reads_{MaxWaitingReads};
-    WorkQueue values_{MaxWaitingTelegrams};  ///< behind the queue that its tasks fill
 
     /// Last: it calls `OnAppWrite`.
     const ApplicationLog applicationLog_{[this](const AppWrite& write) { OnAppWrite(write); }};

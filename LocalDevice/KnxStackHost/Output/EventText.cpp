@@ -121,18 +121,18 @@ std::string FormatEvent(const HostEvent& event, bool isColoured) {
     return hasColour ? GetCode(line.colour) + text + "\x1b[0m" : text;
 }
 
-std::string CompactLogText(int level, const std::string& line) {
-    constexpr const char* Separator = " - ";
+std::string_view CompactLogText(int level, std::string_view line) {
+    constexpr std::string_view Separator = " - ";
     const bool hasPrefix = !line.empty() && line.front() == '[';
     const auto separator = line.find(Separator, hasPrefix ? line.find("] ") : 0);
     if (separator == std::string::npos) {
         return line;
     }
-    std::string text = line.substr(separator + 3);
+    std::string_view text = line.substr(separator + Separator.size());
     // Errors of a plug-in that does not know its application id yet carry a call stack: " [" FRAMES "]".
     const auto stack = text.find(" [");
-    if (!hasPrefix && level >= log4cplus::ERROR_LOG_LEVEL && text.back() == ']' && stack != std::string::npos) {
-        text.erase(stack);
+    if (!hasPrefix && level >= log4cplus::ERROR_LOG_LEVEL && stack != std::string_view::npos && text.back() == ']') {
+        text = text.substr(0, stack);
     }
     return text;
 }

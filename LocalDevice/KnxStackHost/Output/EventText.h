@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <string>
+#include <string_view>
 
 #include "Output/HostEvents.h"
 
@@ -15,7 +16,7 @@ std::string FormatTime(std::chrono::system_clock::time_point time);
 std::string FormatEvent(const HostEvent& event, bool isColoured);
 
 /// A line of the plug-in's log without what only a developer of the plug-in wants: the "[APP ID] " in front, the name
-/// of the function and, behind an error, the call stack. `level`: as log4cplus counts.
-std::string CompactLogText(int level, const std::string& line);
+/// of the function and, behind an error, the call stack. `level`: as log4cplus counts. A part of `line`.
+std::string_view CompactLogText(int level, std::string_view line);
 
 }  // namespace LocalDevice

@@ -38,7 +38,7 @@ void LastErrors::OnEvent(const HostEvent& event) {
         return;
     }
     const boost::lock_guard<boost::mutex> lock(mutex_);
-    lines_.push_back(CompactLogText(line->level, line->text));
+    lines_.emplace_back(CompactLogText(line->level, line->text));
     if (lines_.size() > 1 + LastLines) {
         lines_.erase(std::next(lines_.begin()));
     }

@@ -30,7 +30,7 @@ class RecordingLink : public IBusLink {
 public:
     bool Send(const Telegram& telegram) override {
         const boost::lock_guard<boost::mutex> lock(mutex_);
-        if (isAway) {
+        if (isAway || isFull) {
             return false;
         }
         sent_.push_back(telegram);
@@ -44,6 +44,7 @@ public:
     }
 
     std::atomic<bool> isAway{false};
+    std::atomic<bool> isFull{false};
     std::atomic<bool> isQueueing{false};  ///< away, and takes what is to be sent later
 
 private:
@@ -350,6 +351,13 @@ TEST_F(GroupObjectServiceTest, WhatIsWrittenWhileTheBusIsAwayIsDroppedAndCounted
     EXPECT_FALSE(sut.IsConnected());
     EXPECT_TRUE(sut.WriteValue(2, GroupValue({1}), 0));
     EXPECT_EQ(sut.GetCounters().dropped, 2U);
+}
+
+TEST_F(GroupObjectServiceTest, WhatIsWrittenWhileTooMuchWaitsForTheBusIsDroppedAndCounted) {
+    link->isFull = true;
+    EXPECT_TRUE(sut.WriteValue(2, GroupValue({1}), 0));
+    EXPECT_THAT(WaitForVerdicts(1), ElementsAre("2 dropped: too many telegrams wait for the bus"));
+    EXPECT_EQ(sut.GetCounters().dropped, 1U);
 }
 
 TEST_F(GroupObjectServiceTest, WhatTheLinkKeepsForLaterIsQueuedAndCounted) {
