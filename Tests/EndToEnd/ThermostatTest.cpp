@@ -9,7 +9,9 @@
 
 #include "Children.h"
 #include "LocalDevice.h"
+#include "Relay.h"
 #include "RepeatCount.h"
+#include "ReportLimit.h"
 #include "Zandrel/KnxOdsMapping.h"
 
 namespace {
@@ -20,11 +22,10 @@ using EndToEnd::json;
 using EndToEnd::Milliseconds;
 using EndToEnd::TelegramMonitor;
 using EndToEnd::WaitUntil;
+using TestSupport::ReportLimit;
 namespace fs = boost::filesystem;
 
 constexpr const char* SerialNumber = "000000010003";
-/// Two seconds, and time for a machine that is busy with other tests.
-constexpr Milliseconds ReportLimit{6000};
 
 const unsigned long State = Zandrel::KnxOdsMapping::GetAppHostAppControlStateObjModelId(1);
 const unsigned long AppDebug = Zandrel::KnxOdsMapping::GetAppHostAppControlAppDebugObjModelId(1);
@@ -63,6 +64,13 @@ protected:
         TelegramMonitor monitor(host_);
         host_.Write("1/0/2", "21");
         EXPECT_FALSE(monitor.NextSent("1/0/4", Milliseconds(500)));
+    }
+    bool WaitForAnswer() {
+        TelegramMonitor monitor(host_);
+        return WaitUntil([this, &monitor] {
+            host_.Write("1/0/2", "21");
+            return monitor.NextSent("1/0/4", Milliseconds(500)) == "21";
+        });
     }
     bool HasLine(const std::string& text) {
         const auto log = host_.GetLog();
@@ -114,6 +122,25 @@ TEST_F(Thermostat, FrozenConnectorHostIsReported) {
     EXPECT_TRUE(host_.Stop());
 }
 
+TEST_F(Thermostat, DisconnectedConnectorHostIsReported) {
+    const std::string portFile = folder_.At("port");
+    unsigned short port = 0;
+    fs::ifstream(portFile) >> port;
+    TestSupport::Relay relay(port);
+    SwitchDebugMode(true);
+    ASSERT_TRUE(WaitForAppState(Stopped));
+    fs::ofstream(portFile) << relay.GetPort() << '\n';
+    SwitchDebugMode(false);
+    ASSERT_TRUE(WaitForAnswer());
+
+    relay.CutService();
+
+    EXPECT_TRUE(WaitForAppState(Stopped, ReportLimit));
+    ExpectNoAnswer();
+    EXPECT_EQ(Find("OrnAppConnectorHost.exe").size(), 1U) << "it lives, and has no say any more";
+    EXPECT_TRUE(host_.Stop());
+}
+
 TEST_F(Thermostat, RestartBringsAKilledOneBack) {
     kill(GetConnectorHost(), SIGKILL);
     ASSERT_TRUE(WaitForAppState(Stopped, ReportLimit));
@@ -160,11 +187,7 @@ TEST_F(Thermostat, DebugModeStopsTheConnectorHostAndBringsItBack) {
     SwitchDebugMode(false);
 
     EXPECT_TRUE(WaitForAppState(Running));
-    TelegramMonitor monitor(host_);
-    EXPECT_TRUE(WaitUntil([this, &monitor] {
-        host_.Write("1/0/2", "21");
-        return monitor.NextSent("1/0/4", Milliseconds(500)) == "21";
-    }));
+    EXPECT_TRUE(WaitForAnswer());
 }
 
 }  // namespace
