@@ -4,10 +4,14 @@
 #include <boost/chrono/system_clocks.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <boost/thread/thread_only.hpp>
+#include <chrono>
 #include <cstdlib>
+#include <future>
 #include <iterator>
-#include <ostream>
+#include <sstream>
 #include <string>
+#include <tuple>
+#include <utility>
 
 #include "FakeDeviceStack.h"
 #include "FakeKnxStack.h"
@@ -36,10 +40,11 @@ std::ptrdiff_t CountThreads() {
     return std::distance(boost::filesystem::directory_iterator("/proc/self/task"), {});
 }
 
-bool ThreadsGoDownTo(std::ptrdiff_t count) {
+template <typename Condition>
+bool WaitUntil(const Condition& condition) {
     using boost::chrono::steady_clock;
     const auto deadline = steady_clock::now() + boost::chrono::seconds(10);
-    while (CountThreads() > count) {
+    while (!condition()) {
         if (steady_clock::now() > deadline) {
             return false;
         }
@@ -70,6 +75,13 @@ private:
     void* handle_;
 };
 
+/// What begins a cycle.
+enum class Origin { Init, Restart };
+
+std::ostream& operator<<(std::ostream& stream, Origin origin) {
+    return stream << (origin == Origin::Init ? "Init" : "Restart");
+}
+
 /// Where a cycle waits for an answer.
 struct Stop {
     const char* name;
@@ -80,65 +92,104 @@ std::ostream& operator<<(std::ostream& stream, const Stop& stop) {
     return stream << stop.name;
 }
 
-class LateAnswer : public testing::TestWithParam<Stop> {
+class LateAnswer : public testing::TestWithParam<std::tuple<Origin, Stop>> {
 protected:
     LateAnswer() {
         setenv("ORN_DEVICE_STACK", deviceStack_.GetAddress().c_str(), 1);
+        deviceStack_.SetReply(&Answer);
         stack_.DownloadApplication("MyApp");
     }
     ~LateAnswer() override { unsetenv("ORN_DEVICE_STACK"); }
 
-    /// The whole life of an application program at `stack`, library included, which ends once it has sent `request`.
-    /// That request.
-    std::string LiveUntil(const std::string& request, TestSupport::FakeKnxStack& stack) {
+    static Origin GetOrigin() { return std::get<Origin>(GetParam()); }
+    static std::string GetRequest() { return std::get<Stop>(GetParam()).request; }
+
+    /// From now on the request gets no answer.
+    void HoldRequest() {
+        deviceStack_.SetReply([this](const std::string& frame) {
+            if (frame.find(GetRequest()) == std::string::npos) {
+                return Answer(frame);
+            }
+            if (!std::exchange(isHeld_, true)) {
+                held_.set_value(frame);
+            }
+            return std::string();
+        });
+    }
+
+    /// The request that is held, once it came; empty when none came in time.
+    std::string AwaitHeldRequest() {
+        auto held = held_.get_future();
+        return held.wait_for(std::chrono::seconds(20)) == std::future_status::ready ? held.get() : "";
+    }
+
+    /// The whole life of an application program, library included, without delay. What stays for good, such as a
+    /// logger's threads, is there afterwards.
+    void LiveUndisturbed() {
+        TestSupport::FakeKnxStack stack;
+        stack.DownloadApplication("MyApp");
         const Library library;
         KnxStack::IApplicationProgram* const program = library.Create();
         EXPECT_EQ(program->Init(stack), 2);
-        std::string frame;
-        do {
-            frame = deviceStack_.NextFrame();
-        } while (!frame.empty() && frame.find(request) == std::string::npos);
+        EXPECT_TRUE(WaitUntil([&stack] { return !stack.GetRunStates().empty(); }));
         EXPECT_EQ(program->Exit(), 1);
         library.Delete(program);
-        return frame;
     }
 
-    /// The same without delay. What stays for good, such as a logger's threads, is there afterwards.
-    void LiveUndisturbed() {
-        TestSupport::FakeKnxStack stack;
-        deviceStack_.SetReply(&Answer);
-        LiveUntil("GetDeviceConfig", stack);
+    /// The same, which ends once the cycle waits for the answer to the request. That request.
+    std::string LiveUntilRequest() {
+        const Library library;
+        KnxStack::IApplicationProgram* const program = library.Create();
+        if (GetOrigin() == Origin::Restart) {
+            EXPECT_EQ(program->Init(stack_), 2);
+            EXPECT_TRUE(WaitUntil([this] { return !stack_.GetRunStates().empty(); }));
+        }
+        HoldRequest();
+        EXPECT_EQ(GetOrigin() == Origin::Init ? program->Init(stack_) : program->OnDeviceRestart(), 2);
+        std::string held = AwaitHeldRequest();
+        EXPECT_EQ(program->Exit(), 1);
+        library.Delete(program);
+        return held;
     }
+
+    TestSupport::FakeKnxStack stack_;
+    std::promise<std::string> held_;
+
+    bool isHeld_ = false;  ///< of the device stack's thread
 
     FakeDeviceStack deviceStack_;
-    TestSupport::FakeKnxStack stack_;
 };
 
 TEST_P(LateAnswer, ThatComesOnceTheLibraryIsUnloadedDoesNoHarm) {
     LiveUndisturbed();
     const std::ptrdiff_t threads = CountThreads();
-    deviceStack_.SetReply([](const std::string& frame) {
-        return frame.find(GetParam().request) == std::string::npos ? Answer(frame) : "";
-    });
 
-    const std::string held = LiveUntil(GetParam().request, stack_);
+    const std::string held = LiveUntilRequest();
     const int touches = stack_.CountTouches();
     ASSERT_FALSE(held.empty());
     deviceStack_.SendFrame(R"({"request":)" + NumberOf(held) + R"("response":{}})");
 
-    EXPECT_TRUE(ThreadsGoDownTo(threads));
+    EXPECT_TRUE(WaitUntil([threads] { return CountThreads() <= threads; }));
     EXPECT_EQ(stack_.CountTouches(), touches);
-    EXPECT_TRUE(stack_.GetRunStates().empty());
+    EXPECT_EQ(stack_.GetRunStates().size(), GetOrigin() == Origin::Init ? 0U : 1U);
     void* const mapped = dlopen(ORN_PLUGIN_LIBRARY, RTLD_NOW | RTLD_NOLOAD);
     ASSERT_NE(mapped, nullptr) << "a late thread's code would be gone";
     dlclose(mapped);
 }
 
-INSTANTIATE_TEST_SUITE_P(Stops, LateAnswer,
-                         testing::Values(Stop{"DeviceConfig", "GetDeviceConfig"},
-                                         Stop{"ChangeBegin", "configurationChangeBegin"},
-                                         Stop{"Devices", R"({"devices":)"}, Stop{"ChangeEnd", "configurationChangeEnd"},
-                                         Stop{"ConfigurationLoaded", "configurationLoaded"}),
-                         [](const auto& instance) { return instance.param.name; });
+std::string NameOf(const testing::TestParamInfo<LateAnswer::ParamType>& info) {
+    std::ostringstream name;
+    name << std::get<Origin>(info.param) << "StoppedAt" << std::get<Stop>(info.param);
+    return name.str();
+}
+
+INSTANTIATE_TEST_SUITE_P(All, LateAnswer,
+                         testing::Combine(testing::Values(Origin::Init, Origin::Restart),
+                                          testing::Values(Stop{"DeviceConfig", "GetDeviceConfig"},
+                                                          Stop{"ChangeBegin", "configurationChangeBegin"},
+                                                          Stop{"Devices", R"({"devices":)"},
+                                                          Stop{"ChangeEnd", "configurationChangeEnd"},
+                                                          Stop{"ConfigurationLoaded", "configurationLoaded"})),
+                         &NameOf);
 
 }  // namespace
