@@ -17,7 +17,8 @@ class OrnIpcClientImpl;
 /// sent, the end is sent too. An event that fails is logged and changes nothing.
 class DeviceStackConfigurationIndicator {
 public:
-    /// `appId`: what log lines start with, where it is not empty. `connection` must outlive the span.
+    /// `appId`: what log lines start with, where it is not empty. `connection` must outlive the span. Throws nothing of
+    /// what the event and its line throw.
     DeviceStackConfigurationIndicator(DeviceStackConnection& connection, log4cplus::Logger logger, std::string appId);
     /// Does not throw.
     ~DeviceStackConfigurationIndicator();

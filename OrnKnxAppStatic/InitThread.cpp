@@ -143,12 +143,16 @@ bool InitThread::ReportRunState(bool launched) const {
     if (!control_->running) {
         return launched;
     }
-    if (launched) {
-        ORN_LOG_CYCLE(DEBUG, "Set runstate to running");
-    } else {
-        SignalConfigurationUnloaded(core_->connection, core_->log);
-        ORN_LOG_CYCLE(FATAL, "Set runstate to error");
-    }
+    // A line that cannot be built keeps no run state from the KNX stack.
+    ContainExceptions(core_->log, "operator()", [this, launched] {
+        if (launched) {
+            ORN_LOG_CYCLE(DEBUG, "Set runstate to running");
+        } else {
+            SignalConfigurationUnloaded(core_->connection, core_->log);
+            ORN_LOG_CYCLE(FATAL, "Set runstate to error");
+        }
+        return true;
+    });
     core_->hub.With([this, launched](KnxStack::IApiHub& hub) {
         if (control_->running) {
             hub.SetRunState(launched);

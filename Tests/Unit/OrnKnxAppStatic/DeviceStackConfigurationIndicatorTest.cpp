@@ -2,6 +2,7 @@
 
 #include <boost/thread/barrier.hpp>
 #include <boost/thread/thread.hpp>
+#include <optional>
 #include <stdexcept>
 
 #include "AllocationFault.h"
@@ -41,6 +42,23 @@ TEST_F(DeviceStackConfigurationIndicatorTest, SpanSendsBeginAndEnd) {
     }
     EXPECT_EQ(stack.GetRequests(), (std::vector<std::string>{Begin, End}));
     EXPECT_EQ(log.GetLines(), (Lines{switchedOn, switchedOff}));
+}
+
+TEST_F(DeviceStackConfigurationIndicatorTest, SpanWhoseBeginRunsOutOfMemoryHasItsEnd) {
+    Connect();
+    bool isLast = false;
+    for (unsigned good = 0; !isLast; ++good) {
+        SCOPED_TRACE(good);
+        stack.TakeRequests();
+        {
+            std::optional<TestSupport::AllocationFault> fault(good);
+            const DeviceStackConfigurationIndicator sut(connection, log.GetLogger(), "app");
+            isLast = !fault->HasHappened();
+            fault.reset();
+        }
+        ASSERT_EQ(stack.GetRequests().back(), End);
+    }
+    EXPECT_EQ(stack.GetRequests(), (std::vector<std::string>{Begin, End}));
 }
 
 TEST_F(DeviceStackConfigurationIndicatorTest, LinesHaveNoPrefixWithoutAnAppId) {

@@ -61,7 +61,7 @@ TEST_F(KnxHandlerTest, InitForgetsEarlierLoadEvents) {
     EXPECT_FALSE(sut_->GetLoadState().WaitForChange(lock, *clock_, clock_->Now()));
 }
 
-TEST_F(KnxHandlerTest, InitReadsTheSerialNumberAndTheHardwareType) {
+TEST_F(KnxHandlerTest, InitReadsTheSerialNumberAsTwelveLowerCaseDigitsAndTheHardwareType) {
     stack_.Properties().Object(0).Property(11).SetElements({{0x00, 0x0A, 0x14, 0xFF, 0x01, 0x02}});
     stack_.Properties().Object(0).Property(78).SetElements({{0x01, 0x02, 0x03, 0xFF, 0x00, 0x10}});
 

@@ -42,7 +42,7 @@ TEST(ObjectModelDocument, EmptyConfigurationIsAnEmptyObject) {
     EXPECT_EQ(SerializeConfiguration({}), "{}");
 }
 
-TEST(ObjectModelDocument, DataPointWithOnlyAnId) {
+TEST(ObjectModelDocument, DataPointWithOnlyAnIdIsItsIdAlone) {
     EXPECT_EQ(Text(MakeDataPoint(7)), R"({"id":7})");
 }
 

@@ -119,8 +119,14 @@ TEST_F(OrnKnxAppPrg, RestartBeforeInitReturnsZeroAndALaterOneIsAccepted) {
     EXPECT_EQ(sut_->OnDeviceRestart(), Failure);
     EXPECT_EQ(CountLines("DEBUG", "OnDeviceRestart - IApiHub is nullptr!"), 1);
     EXPECT_EQ(sut_->OnDeviceRestart(), Failure);
-    EXPECT_EQ(CountLines("DEBUG", "Ignore device restart request because we already restarting"), 0);
     EXPECT_EQ(CountLines("INFO", "OnDeviceRestart - Missing logical device ID"), 2);
+
+    stack_.DownloadApplication("App");
+    ASSERT_EQ(sut_->Init(stack_), Started);
+    ASSERT_TRUE(WaitForLine("DEBUG", "Thread finished."));
+    EXPECT_EQ(sut_->OnDeviceRestart(), Started);
+    EXPECT_EQ(CountLines("DEBUG", "Ignore device restart request because we already restarting"), 0);
+    EXPECT_EQ(sut_->Exit(), Exited);
 }
 
 TEST_F(OrnKnxAppPrg, SecondRestartWhileTheFirstOnesCycleRunsIsIgnoredButHasSentItsSignal) {

@@ -356,7 +356,7 @@ protected:
     Sender sender_;
 };
 
-TEST_P(RequestAndAnswer, GiveTheSpecifiedLineAndResultAndTheNextRequestIsServed) {
+TEST_P(RequestAndAnswer, GiveTheirLineAndResultAndTheNextRequestIsServed) {
     Connect();
     Script();
     ExpectOutcome(GetExpected());

@@ -253,7 +253,7 @@ protected:
     }
 };
 
-TEST_P(WayThroughACycle, EndsAsSpecifiedAndLeavesNothingBehind) {
+TEST_P(WayThroughACycle, EndsAsItIsMeantToAndLeavesNothingBehind) {
     if (GetParam().event == Event::DeviceStackSilent) {
         MakeProgram(TestSupport::ShortConnectionTimes());
     }

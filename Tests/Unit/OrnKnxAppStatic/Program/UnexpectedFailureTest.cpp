@@ -104,6 +104,19 @@ TEST_F(ProgramUnexpectedFailure, BeforeTheLaunchIsAFailedOne) {
     EXPECT_TRUE(GetChildren().empty());
 }
 
+TEST_F(ProgramUnexpectedFailure, OfTheMemoryForTheLineOfARunStateKeepsNoRunStateFromTheStack) {
+    ThrowAt("GetDeviceConfig");
+    FailAllocationAfter("Signal configurationUnloaded to devicestack.");
+    ASSERT_EQ(sut_->Init(stack_), Started);
+    ASSERT_TRUE(WaitForLine(Finished));
+
+    EXPECT_EQ(TakeErrors(), (Lines{{"ERROR", "ConfigureObjectModel - Unexpected failure: on fire [CALL STACK]"},
+                                   {"FATAL", "operator() - Failed to configure object model [CALL STACK]"},
+                                   {"ERROR", "operator() - Unexpected failure: std::bad_alloc [CALL STACK]"},
+                                   {"FATAL", "operator() - Missing logical device ID [CALL STACK]"}}));
+    EXPECT_EQ(stack_.GetRunStates(), std::vector<bool>{false});
+}
+
 /// A hub whose run state cannot be set.
 class FailingHub final : public KnxStack::IApiHub {
 public:
