@@ -4,6 +4,7 @@
 #include <boost/core/demangle.hpp>
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <ctime>
 #include <optional>
@@ -21,6 +22,7 @@
 #include "Zandrel/AppHostConfiguration.h"
 #include "Zandrel/DscAsyncRequestMessenger.h"
 #include "Zandrel/EncodedString.h"
+#include "Zandrel/GroupValueConversion.h"
 #include "Zandrel/KnxOdsMapping.h"
 #include "Zandrel/Logging.h"
 #include "Zandrel/OrnIpcClientImpl.h"
@@ -79,6 +81,12 @@ public:
         text_ << "    " << SlotOf(function) << ": " << name << ", " << NameOf<Function>() << '\n';
     }
 
+    /// A function with its result, which its symbol does not tell.
+    template <typename Result, typename... Parameters>
+    void Function(const char* name, Result (* /*function*/)(Parameters...)) {
+        text_ << name << ": " << NameOf<Result(Parameters...)>() << '\n';
+    }
+
     std::string Text() const { return text_.str(); }
 
 private:
@@ -109,6 +117,35 @@ void DescribeTypes(Description& description) {
     ORN_SIZE(Zandrel::RemoteRequestMessengerDeviceStack);
     ORN_SIZE(Zandrel::ZANVALUE);
     ORN_SIZE(std::optional<Zandrel::ZANVALUE>);
+}
+
+#define ORN_FUNCTION(function) description.Function(#function, &Zandrel::function)
+
+void DescribeFunctions(Description& description) {
+    ORN_FUNCTION(KnxOdsMapping::GetKnxDeviceObjModelId);
+    ORN_FUNCTION(KnxOdsMapping::GetLogicalKnxDeviceObjModelId);
+    ORN_FUNCTION(KnxOdsMapping::GetOdsKnxDeviceChannelObjModelId);
+    ORN_FUNCTION(KnxOdsMapping::GetCoChannelObjModelId);
+    description.Function<std::optional<unsigned long>, unsigned long>("KnxOdsMapping::GetCoValueObjModelId",
+                                                                      &Zandrel::KnxOdsMapping::GetCoValueObjModelId);
+    description.Function<std::optional<unsigned long>, std::uint16_t, int>(
+        "KnxOdsMapping::GetCoValueObjModelId", &Zandrel::KnxOdsMapping::GetCoValueObjModelId);
+    ORN_FUNCTION(KnxOdsMapping::GetCoNumberFromObjModelId);
+    ORN_FUNCTION(KnxOdsMapping::GetParameterChannelObjModelId);
+    ORN_FUNCTION(KnxOdsMapping::GetParameterValueObjModelId);
+    ORN_FUNCTION(KnxOdsMapping::GetAppHostAppControlChannelObjModelId);
+    ORN_FUNCTION(KnxOdsMapping::GetAppHostAppControlStateObjModelId);
+    ORN_FUNCTION(KnxOdsMapping::GetAppHostAppControlEventObjModelId);
+    ORN_FUNCTION(KnxOdsMapping::GetAppHostAppControlAliveObjModelId);
+    ORN_FUNCTION(KnxOdsMapping::GetAppHostAppControlAppDebugObjModelId);
+    ORN_FUNCTION(KnxOdsMapping::IsAppHostAppControlState);
+    ORN_FUNCTION(KnxOdsMapping::IsAppHostAppControlAliveHeartbeat);
+    ORN_FUNCTION(KnxOdsMapping::IsAppHostAppControlAppDebug);
+    ORN_FUNCTION(KnxOdsMapping::GetIvtFromMainType);
+    ORN_FUNCTION(KnxOdsMapping::GetIstFromMainType);
+    ORN_FUNCTION(KnxOdsMapping::GetDefaultValueFromDpt);
+    ORN_FUNCTION(GroupValueToZanValue);
+    ORN_FUNCTION(ZanValueToGroupValue);
 }
 
 #define ORN_SLOTS(type) description.Slots<type>(#type)
@@ -178,6 +215,7 @@ void DescribeDeviceStack(Description& description) {
 std::string DescribeInterface() {
     Description description;
     DescribeTypes(description);
+    DescribeFunctions(description);
     DescribeKnxStack(description);
     DescribeDeviceStack(description);
     return description.Text();

@@ -19,21 +19,10 @@
 
 namespace {
 
-/// The number of a request, with the comma that follows it.
-std::string NumberOf(const std::string& frame) {
-    const std::string start = R"({"request":)";
-    return frame.rfind(start, 0) == 0 ? frame.substr(start.size(), frame.find(',') - start.size() + 1) : "";
-}
-
 std::string Answer(const std::string& frame) {
-    const std::string number = NumberOf(frame);
-    if (number.empty()) {
-        return "";
-    }
     const bool isConfig = frame.find("GetDeviceConfig") != std::string::npos;
-    const std::string response =
-        isConfig ? R"({"deviceConfig":{"ipc":{"KnxSerialNumber1":"000a14ff0102"}}})" : std::string("{}");
-    return R"({"request":)" + number + R"("response":)" + response + "}";
+    return FakeDeviceStack::AnswerTo(
+        frame, isConfig ? R"({"deviceConfig":{"ipc":{"KnxSerialNumber1":"000a14ff0102"}}})" : "{}");
 }
 
 std::ptrdiff_t CountThreads() {
@@ -167,7 +156,7 @@ TEST_P(LateAnswer, ThatComesOnceTheLibraryIsUnloadedDoesNoHarm) {
     const std::string held = LiveUntilRequest();
     const int touches = stack_.CountTouches();
     ASSERT_FALSE(held.empty());
-    deviceStack_.SendFrame(R"({"request":)" + NumberOf(held) + R"("response":{}})");
+    deviceStack_.SendFrame(FakeDeviceStack::AnswerTo(held, "{}"));
 
     EXPECT_TRUE(WaitUntil([threads] { return CountThreads() <= threads; }));
     EXPECT_EQ(stack_.CountTouches(), touches);

@@ -143,6 +143,15 @@ private:
     std::vector<std::function<void()>> deferred_;
 };
 
+std::string FakeDeviceStack::AnswerTo(const std::string& frame, const std::string& response) {
+    const std::string start = R"({"request":)";
+    const auto end = frame.find(',');
+    if (frame.rfind(start, 0) != 0 || end == std::string::npos) {
+        return "";
+    }
+    return frame.substr(0, end) + R"(,"response":)" + response + "}";
+}
+
 FakeDeviceStack::FakeDeviceStack(Manner manner) : endpoint_(asio::ip::address_v4::loopback(), 0), manner_(manner) {
     Listen();
     endpoint_ = acceptor_.local_endpoint();

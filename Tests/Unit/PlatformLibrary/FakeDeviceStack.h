@@ -21,6 +21,9 @@ public:
     enum class Manner { Talks, NeverShakesHands, NeverReads, HangsUp };
     using Reply = std::function<std::string(const std::string& frame)>;
 
+    /// The answer to a request, with `response`, a JSON value; empty where the frame has no number.
+    static std::string AnswerTo(const std::string& frame, const std::string& response);
+
     explicit FakeDeviceStack(Manner manner = Manner::Talks);
     ~FakeDeviceStack();  // NOLINT(bugprone-exception-escape): ends the test program at worst
     FakeDeviceStack(const FakeDeviceStack&) = delete;
