@@ -174,9 +174,11 @@ bool Host::WaitForRunState(const std::string& state, Milliseconds limit) {
 }
 
 bool Host::RestartAndWait() {
-    const json before = GetStatus();
-    // A request while the cycle of an earlier one ends is a duplicate and begins none.
+    json before;
+    // A request while the cycle of an earlier one ends is a duplicate and begins none; that cycle's run state does not
+    // count.
     const bool hasBegun = WaitUntil([this, &before] {
+        before = GetStatus();
         return Ask({{"command", "restart"}}).at("result") == 2 &&
                WaitUntil([this, &before] { return GetStatus().at("cycles") > before.at("cycles"); }, Milliseconds(500));
     });
