@@ -13,6 +13,7 @@
 #include "FileList.h"
 #include "FileReplacement.h"
 #include "FolderLock.h"
+#include "ListedPaths.h"
 #include "PackageContent.h"
 #include "PackageError.h"
 #include "PackageFiles.h"
@@ -98,10 +99,14 @@ std::string HashFile(const filesystem::path& file, FileHasher& hasher) {
 
 std::string MakeFileList(const filesystem::path& directory, const PackageContent& content, Progress& progress) {
     FileHasher hasher([&progress](std::uint64_t bytes) { progress.Add(bytes); });
+    Zandrel::ListedPaths paths;
     std::string list = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Files>\n";
     for (const std::string& name : content.names) {
         if (name.size() >= PATH_MAX) {
             throw Refused("too long a name: " + name);
+        }
+        if (!paths.AddFile(name)) {
+            throw Refused("too many directories: their names are more than the device reads");
         }
         list += "  <File>\n    <Name>" + Escape(name) + "</Name>\n    <Sha256>" + HashFile(directory / name, hasher) +
                 "</Sha256>\n  </File>\n";

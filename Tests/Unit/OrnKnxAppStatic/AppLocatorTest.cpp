@@ -100,12 +100,13 @@ TEST_F(AppLocatorTest, DebugModeWithoutRootPathsKeepsTheStandardFolders) {
 }
 
 TEST_F(AppLocatorTest, RootPathsThatLeadNowhereFindNothing) {
-    for (const char* file : {AppHost, ConnectorHost, SystemDll}) {
+    for (const char* file : {AppHost, SystemApp, ConnectorHost, SystemDll}) {
         WorkingDirectory::MakeFile(file);
     }
     configuration_.ReplaceAppDebugMode(true);
 
     EXPECT_FALSE(sut_.GetAppHost());
+    EXPECT_FALSE(sut_.GetNativeAppLib("MyApp"));
     EXPECT_FALSE(sut_.GetAppConnectorHost());
     EXPECT_FALSE(sut_.GetManagedAppDll("MyApp"));
 }

@@ -72,7 +72,7 @@ TEST_F(Spawn, PassesEveryArgumentUnchanged) {
     EXPECT_EQ(OutputOf({"arguments", "a b", "", "\"$HOME\" *", "\xc3\xa4\xff"}), "a b\n\n\"$HOME\" *\n\xc3\xa4\xff\n");
 }
 
-TEST_F(Spawn, MissingProgramIsReportedAndItsChildReaped) {
+TEST_F(Spawn, MissingProgramIsReportedAndItsChildExitsWith255AndIsReaped) {
     ExpectError(ENOENT, {(folder_ / "missing").string()});
     EXPECT_TRUE(WIFEXITED(SystemFaults::lastWaitStatus));
     EXPECT_EQ(WEXITSTATUS(SystemFaults::lastWaitStatus), 255);

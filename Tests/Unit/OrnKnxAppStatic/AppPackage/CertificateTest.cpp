@@ -144,6 +144,15 @@ TEST_F(CertificateTest, IntermediateCertificateIsRefused) {
     ExpectCorrupt(Refusal(2, "unable to get issuer certificate"));
 }
 
+TEST_F(CertificateTest, FurtherCertificatesOfTheFileAreNotLookedAt) {
+    const Signer signer = MakeDeveloper(MakeEcKey());
+    sut_.Seal(signer);
+    const Key key = MakeEcKey();
+    const auto further = MakeCertificate({}, key, nullptr, key);
+    sut_.Write("sdk.crt", ToPem(signer.certificate) + ToPem(further) + "no certificate at all");
+    ExpectOk();
+}
+
 TEST_F(CertificateTest, AuthorityThatIsNoneIsRefused) {
     const Key key = MakeEcKey();
     CertificateText text;
@@ -250,6 +259,12 @@ TEST_F(CertificateTest, ClockOfTheDevicePlaysNoPart) {
         SealWithExpiry("20341230000000Z");
         ExpectCorrupt(Refusal(10, "certificate has expired"));
     }
+}
+
+TEST_F(CertificateTest, CertificateThatHasExpiredByTheDevicesClockIsAccepted) {
+    OpenSslFaults::clock = std::time_t{2145916800};  // 2038
+    SealWithExpiry("20360101000000Z");
+    ExpectOk();
 }
 
 TEST_F(CertificateTest, CertificateThatIsNotValidTodayIsAccepted) {
