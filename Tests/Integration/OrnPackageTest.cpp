@@ -360,22 +360,6 @@ TEST_F(OrnPackageTest, WhatNoPackageMayHoldIsRefused) {
     EXPECT_EQ(Error(1, SignCommand()), "ornpackage: the package is too large: more than 1024 MiB");
 }
 
-TEST_F(OrnPackageTest, MoreDirectoriesThanTheDeviceReadsAreRefused) {
-    MakeKeys();
-    constexpr int Depth = 1900;
-    for (const char* top : {"1", "2", "3", "4", "5"}) {
-        std::string folder = std::string("app/") + top;
-        filesystem::create_directory(Path(folder));
-        for (int level = 1; level < Depth; ++level) {
-            filesystem::create_directory(Path(folder += "/d"));
-        }
-        WriteFile(Path(folder + "/f"), "");
-    }
-    EXPECT_EQ(Errors(1, SignCommand()).back(),
-              "ornpackage: too many directories: their names are more than the device reads");
-    EXPECT_FALSE(filesystem::exists(Path("app/appfiles.xml")));
-}
-
 TEST_F(OrnPackageTest, MissingFilesAreReported) {
     MakeKeys();
     filesystem::remove(Path("developer.key"));

@@ -8,7 +8,9 @@
 #include <boost/thread/lock_types.hpp>
 #include <boost/thread/mutex.hpp>
 #include <deque>
+#include <ostream>
 
+#include "ConnectorProtocol.h"
 #include "TemporaryFolder.h"
 
 namespace {
@@ -17,6 +19,8 @@ using LocalDevice::Connector;
 using testing::ElementsAre;
 using Stream = boost::asio::ip::tcp::iostream;
 using Texts = std::vector<std::string>;
+
+constexpr std::uint16_t MissingCo = 3;
 
 /// A host without parameters and values that notes what it is told.
 class NotingHost : public orn_host {
@@ -29,9 +33,9 @@ public:
         get_value = [](const orn_host*, std::uint16_t, orn_value*) { return ORN_NO_VALUE; };
         on_value = [](const orn_host*, std::uint16_t, orn_value_handler, void*) { return ORN_OK; };
         on_communication = [](const orn_host*, orn_communication_handler, void*) { return ORN_OK; };
-        set_value = [](const orn_host* host, std::uint16_t, const orn_value*) {
+        set_value = [](const orn_host* host, std::uint16_t co, const orn_value*) {
             ++Of(host).values_;
-            return ORN_OK;
+            return co == MissingCo ? ORN_NO_SUCH_CO : ORN_OK;
         };
         post = [](const orn_host* host, orn_task task, void* context) {
             const boost::lock_guard<boost::mutex> lock(Of(host).mutex_);
@@ -160,6 +164,46 @@ TEST_F(ConnectorTest, StrangerWhoGoesIsNoHostThatEnds) {
 
     EXPECT_THAT(host_.Take(1), ElementsAre("Somebody who is no connector host has connected"));
 }
+
+TEST_F(ConnectorTest, SecondHostIsRefusedAndTheFirstGoesOn) {
+    const Stream second("127.0.0.1", std::to_string(sut_.GetPort()));
+    EXPECT_THAT(host_.Take(1), ElementsAre("A second connector host is refused"));
+
+    stream_ << "log info still here\n" << std::flush;
+    EXPECT_THAT(host_.Take(1), ElementsAre("still here"));
+}
+
+TEST_F(ConnectorTest, ValueThatIsRefusedIsToldAndTheHostGoesOn) {
+    stream_ << "set " << MissingCo << " boolean 1\nlog info still here\n" << std::flush;
+    EXPECT_THAT(host_.Take(2),
+                ElementsAre("A value for CO 3 was refused with " + std::to_string(ORN_NO_SUCH_CO), "still here"));
+}
+
+struct Nonsense {
+    const char* name;
+    std::string line;
+    std::string reason;
+
+    friend std::ostream& operator<<(std::ostream& stream, const Nonsense& nonsense) { return stream << nonsense.name; }
+};
+
+class ConnectorNonsense : public ConnectorTest, public testing::WithParamInterface<Nonsense> {};
+
+TEST_P(ConnectorNonsense, EndsTheConnectionWithItsReason) {
+    stream_ << GetParam().line << std::flush;
+    EXPECT_THAT(host_.Take(2), ElementsAre("not running", GetParam().reason));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Lines, ConnectorNonsense,
+    testing::Values(
+        Nonsense{"Command", "dance now\n", "The connector host says what nobody understands: dance"},
+        Nonsense{"Duration", "pong soon\n", "The connector host says what nobody understands: pong soon"},
+        Nonsense{"Value", "set 2 boolean maybe\n", "The connector host sets what is no value: 2 boolean maybe"},
+        Nonsense{"Co", "set nowhere boolean 1\n", "The connector host sets what is no value: nowhere boolean 1"},
+        Nonsense{"Length", std::string(LocalDevice::ConnectorProtocol::LongestLine + 1, 'x'),
+                 "The connector host sends a line that is too long"}),
+    [](const auto& instance) { return instance.param.name; });
 
 TEST_F(ConnectorTest, HostThatIsDisconnectedIsNoticedAtOnce) {
     stream_ << "running\n" << std::flush;

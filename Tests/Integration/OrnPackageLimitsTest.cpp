@@ -1,0 +1,76 @@
+#include <cstdint>
+#include <string>
+
+#include "OrnPackageFixture.h"
+
+namespace {
+
+using namespace OrnPackage;
+
+TEST_F(OrnPackageTest, MoreDirectoriesThanTheDeviceReadsAreRefused) {
+    MakeKeys();
+    constexpr int Depth = 1900;
+    for (const char* top : {"1", "2", "3", "4", "5"}) {
+        std::string folder = std::string("app/") + top;
+        filesystem::create_directory(Path(folder));
+        for (int level = 1; level < Depth; ++level) {
+            filesystem::create_directory(Path(folder += "/d"));
+        }
+        WriteFile(Path(folder + "/f"), "");
+    }
+    EXPECT_EQ(Errors(1, SignCommand()).back(),
+              "ornpackage: too many directories: their names are more than the device reads");
+    EXPECT_FALSE(filesystem::exists(Path("app/appfiles.xml")));
+}
+
+TEST_F(OrnPackageTest, MoreFilesThanTheDeviceReadsAreRefusedAndOneLessAreSigned) {
+    constexpr int Most = 23'999;
+    MakeKeys();
+    filesystem::remove_all(App());
+    filesystem::create_directory(App());
+    for (int i = 0; i < Most; ++i) {
+        WriteFile(Path("app/" + std::to_string(i)), "");
+    }
+    EXPECT_EQ(Output(SignCommand()), Words{"signed 23999 files, 0 bytes"});
+
+    WriteFile(Path("app/one more"), "");
+    EXPECT_EQ(Error(1, SignCommand()),
+              "ornpackage: the device would not read the file list: too many elements");
+}
+
+TEST_F(OrnPackageTest, DeveloperWithoutACertificateSignsNothing) {
+    MakeKeys();
+    filesystem::remove(Path("developer.crt"));
+    EXPECT_THAT(Errors(3, SignCommand()), ElementsAre("Could not open certificate file " + Path("developer.crt"),
+                                                      "ornpackage: nothing was signed"));
+}
+
+TEST_F(OrnPackageTest, FileThatCannotBePutBackIsNotReplaced) {
+    MakeKeys();
+    constexpr std::uintmax_t MoreThanAFileList = (std::uintmax_t{8} << 20U) + 1;
+    WriteFile(Path("app/appfiles.xml"), "");
+    filesystem::resize_file(Path("app/appfiles.xml"), MoreThanAFileList);
+    EXPECT_EQ(Error(3, SignCommand()),
+              "ornpackage: cannot read " + Path("app/appfiles.xml") + ", in whose place a file is to be written");
+    EXPECT_EQ(filesystem::file_size(Path("app/appfiles.xml")), MoreThanAFileList);
+    EXPECT_FALSE(filesystem::exists(Path("app/sdk.crt")));
+}
+
+TEST_F(OrnPackageTest, ShowNamesAFileListThatIsNone) {
+    MakeKeys();
+    Output(SignCommand());
+    WriteFile(Path("app/appfiles.xml"), "<a/><b/>");
+    EXPECT_EQ(Error(3, {"show", App()}),
+              "ornpackage: cannot read " + Path("app/appfiles.xml") + ": more than one top element");
+    filesystem::remove(Path("app/appfiles.xml"));
+    EXPECT_EQ(Error(3, {"show", App()}), "ornpackage: cannot read " + Path("app/appfiles.xml"));
+}
+
+TEST_F(OrnPackageTest, OutputThatCannotBeWrittenIsAnError) {
+    ChildProcess sut("/bin/sh", {"-c", std::string(ORN_PACKAGE_PROGRAM) + " --help >/dev/full"});
+    const Outcome outcome = WaitForOutcome(sut);
+    EXPECT_EQ(outcome.status, ExitStatus::Exited(3));
+    EXPECT_THAT(outcome.error, ElementsAre("ornpackage: cannot write to standard output"));
+}
+
+}  // namespace
