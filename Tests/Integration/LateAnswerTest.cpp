@@ -114,7 +114,7 @@ protected:
 
     /// The whole life of an application program, library included, without delay. What stays for good, such as a
     /// logger's threads, is there afterwards.
-    void LiveUndisturbed() {
+    static void LiveUndisturbed() {
         TestSupport::FakeKnxStack stack;
         stack.DownloadApplication("MyApp");
         const Library library;
