@@ -34,8 +34,7 @@ TEST_F(OrnPackageTest, MoreFilesThanTheDeviceReadsAreRefusedAndOneLessAreSigned)
     EXPECT_EQ(Output(SignCommand()), Words{"signed 23999 files, 0 bytes"});
 
     WriteFile(Path("app/one more"), "");
-    EXPECT_EQ(Error(1, SignCommand()),
-              "ornpackage: the device would not read the file list: too many elements");
+    EXPECT_EQ(Error(1, SignCommand()), "ornpackage: the device would not read the file list: too many elements");
 }
 
 TEST_F(OrnPackageTest, DeveloperWithoutACertificateSignsNothing) {
