@@ -62,27 +62,23 @@ void IndicateLoadState(DeviceStackConnection& connection, const PrefixedLogger& 
 DeviceStackConfigurationIndicator::DeviceStackConfigurationIndicator(DeviceStackConnection& connection,
                                                                      log4cplus::Logger logger, std::string appId)
     : connection_(connection), logger_(std::move(logger)), appId_(std::move(appId)) {
-    try {
-        const boost::this_thread::disable_interruption uninterrupted;
-        const EmittedEvent event(connection_, "configurationChangeBegin");
-        if (!event.IsTaken()) {
-            ORN_LOG_PREFIXED(logger_, appId_, ERROR, event);
-            return;
-        }
-        ORN_LOG_PREFIXED(logger_, appId_, INFO, "Switched on configuration change mode.");
-    } catch (...) {  // NOLINT(bugprone-empty-catch): where the line cannot be built, the span must have its end still
-    }
+    Indicate("DeviceStackConfigurationIndicator", "configurationChangeBegin", "Switched on configuration change mode.");
 }
 
 DeviceStackConfigurationIndicator::~DeviceStackConfigurationIndicator() {
+    Indicate("~DeviceStackConfigurationIndicator", "configurationChangeEnd", "Switched off configuration change mode.");
+}
+
+void DeviceStackConfigurationIndicator::Indicate(const char* function, const char* type,
+                                                 const char* success) const noexcept {
     try {
         const boost::this_thread::disable_interruption uninterrupted;
-        const EmittedEvent event(connection_, "configurationChangeEnd");
+        const EmittedEvent event(connection_, type);
         if (!event.IsTaken()) {
-            ORN_LOG_PREFIXED(logger_, appId_, ERROR, event);
+            ORN_LOG_PREFIXED_AS(function, logger_, appId_, ERROR, event);
             return;
         }
-        ORN_LOG_PREFIXED(logger_, appId_, INFO, "Switched off configuration change mode.");
+        ORN_LOG_PREFIXED_AS(function, logger_, appId_, INFO, success);
     } catch (...) {  // NOLINT(bugprone-empty-catch): the line itself could not be built, so there is nothing to log
     }
 }

@@ -17,8 +17,7 @@ class OrnIpcClientImpl;
 /// sent, the end is sent too. An event that fails is logged and changes nothing.
 class DeviceStackConfigurationIndicator {
 public:
-    /// `appId`: what log lines start with, where it is not empty. `connection` must outlive the span. Throws nothing of
-    /// what the event and its line throw.
+    /// `appId`: what log lines start with, where it is not empty. `connection` must outlive the span.
     DeviceStackConfigurationIndicator(DeviceStackConnection& connection, log4cplus::Logger logger, std::string appId);
     /// Does not throw.
     ~DeviceStackConfigurationIndicator();
@@ -26,6 +25,9 @@ public:
     DeviceStackConfigurationIndicator& operator=(const DeviceStackConfigurationIndicator&) = delete;
 
 private:
+    /// One end of the span, with the line of `function`. The other end follows whatever becomes of this one.
+    void Indicate(const char* function, const char* type, const char* success) const noexcept;
+
     DeviceStackConnection& connection_;
     const log4cplus::Logger logger_;
     const std::string appId_;
