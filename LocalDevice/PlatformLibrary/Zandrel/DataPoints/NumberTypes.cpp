@@ -129,9 +129,9 @@ constexpr int AnySub = DataPointType::AnySub;
 // declared type, so that the status of 6.020 is a number as its neighbours are.
 constexpr std::array Table{
     Row<BitCoding>(1, AnySub, DeclaredBoolean),
-    Row<ScaledCoding<std::uint8_t, 100, 255>>(5, 1, DeclaredFloat),  // percent
-    Row<ScaledCoding<std::uint8_t, 360, 255>>(5, 3, DeclaredFloat),  // degrees
-    Row<WholeCoding<std::uint8_t, &IsCodeUpTo<std::uint8_t, LastTariff>>>(5, 6, DeclaredFloat),
+    Row<ScaledCoding<std::uint8_t, 100, 255>>(5, 1, DeclaredFloat),                              // percent
+    Row<ScaledCoding<std::uint8_t, 360, 255>>(5, 3, DeclaredFloat),                              // degrees
+    Row<WholeCoding<std::uint8_t, &IsCodeUpTo<std::uint8_t, LastTariff>>>(5, 6, DeclaredFloat),  // tariff
     Row<WholeCoding<std::uint8_t>>(5, AnySub, DeclaredFloat),
     Row<WholeCoding<std::uint8_t, &IsStatusWithMode>>(6, 20, FirstMode),
     Row<WholeCoding<std::int8_t>>(6, AnySub, DeclaredInteger),
