@@ -42,35 +42,35 @@ void Add(OutgoingJson& object, const Metadata& metadata) {
 }
 
 OutgoingJson ToJson(const DataPoint& point, ValueFormat format) {
-    OutgoingJson json{{"id", point.id}};
-    Add(json, point.properties);
-    Add(json, "valueType", point.valueType);
-    Add(json, "valueSubtype", point.valueSubtype);
+    OutgoingJson object{{"id", point.id}};
+    Add(object, point.properties);
+    Add(object, "valueType", point.valueType);
+    Add(object, "valueSubtype", point.valueSubtype);
     if (point.defaultValue) {
-        json["defaultValue"] = ToText(*point.defaultValue, format);
+        object["defaultValue"] = ToText(*point.defaultValue, format);
     }
     if (point.value) {
-        AddValue(json, *point.value, format);
+        AddValue(object, *point.value, format);
     }
-    AddDigit(json, "eventAlways", point.eventAlways);
-    AddDigits(json, "cacheTimeout", point.cacheTimeout);
-    AddDigits(json, "pollingInterval", point.pollingInterval);
-    AddDigit(json, "changedOnly", point.changedOnly);
-    Add(json, "operations", point.operations);
-    Add(json, "defaultValueInit", point.defaultValueInit);
-    Add(json, point.metadata);
-    return json;
+    AddDigit(object, "eventAlways", point.eventAlways);
+    AddDigits(object, "cacheTimeout", point.cacheTimeout);
+    AddDigits(object, "pollingInterval", point.pollingInterval);
+    AddDigit(object, "changedOnly", point.changedOnly);
+    Add(object, "operations", point.operations);
+    Add(object, "defaultValueInit", point.defaultValueInit);
+    Add(object, point.metadata);
+    return object;
 }
 
 OutgoingJson ToJson(const ObjectModel& model, const Channel& channel, ValueFormat format) {
-    OutgoingJson json{{"id", channel.id}};
-    Add(json, channel.properties);
+    OutgoingJson object{{"id", channel.id}};
+    Add(object, channel.properties);
     OutgoingJson points = OutgoingJson::array();
     for (const ObjectId id : channel.dataPoints) {
         points.push_back(ToJson(*model.FindDataPoint(id), format));
     }
-    json["datapoints"] = std::move(points);
-    return json;
+    object["datapoints"] = std::move(points);
+    return object;
 }
 
 }  // namespace

@@ -18,23 +18,6 @@ constexpr std::chrono::milliseconds RetryPause{200};
 constexpr std::uint32_t LargestValue = 3;
 constexpr std::size_t PointCount = 6;
 
-struct WatchedPoint {
-    int logicalDevice;
-    AppControlWatcher::Point point;
-    unsigned long id;
-};
-
-std::array<WatchedPoint, PointCount> WatchedPoints() {
-    using Point = AppControlWatcher::Point;
-    using namespace Zandrel::KnxOdsMapping;
-    return {{{1, Point::RunState, GetAppHostAppControlStateObjModelId(1)},
-             {1, Point::Event, GetAppHostAppControlEventObjModelId(1)},
-             {1, Point::AppDebug, GetAppHostAppControlAppDebugObjModelId(1)},
-             {2, Point::RunState, GetAppHostAppControlStateObjModelId(2)},
-             {2, Point::Event, GetAppHostAppControlEventObjModelId(2)},
-             {2, Point::AppDebug, GetAppHostAppControlAppDebugObjModelId(2)}}};
-}
-
 }  // namespace
 
 /// Takes the client's calls on the client's threads and passes them on to the thread of the io context.
@@ -100,6 +83,23 @@ public:
 
 private:
     enum class Source { Event, Answer, Loss };
+
+    struct WatchedPoint {
+        int logicalDevice;
+        AppControlWatcher::Point point;
+        unsigned long id;
+    };
+
+    static std::array<WatchedPoint, PointCount> WatchedPoints() {
+        using Point = AppControlWatcher::Point;
+        using namespace Zandrel::KnxOdsMapping;
+        return {{{1, Point::RunState, GetAppHostAppControlStateObjModelId(1)},
+                 {1, Point::Event, GetAppHostAppControlEventObjModelId(1)},
+                 {1, Point::AppDebug, GetAppHostAppControlAppDebugObjModelId(1)},
+                 {2, Point::RunState, GetAppHostAppControlStateObjModelId(2)},
+                 {2, Point::Event, GetAppHostAppControlEventObjModelId(2)},
+                 {2, Point::AppDebug, GetAppHostAppControlAppDebugObjModelId(2)}}};
+    }
 
     std::string MakeRegistration() const {
         nlohmann::json registration{{"command", "RegisterApplication"},

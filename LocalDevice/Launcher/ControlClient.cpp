@@ -16,8 +16,8 @@ namespace {
 
 using Protocol = boost::asio::local::stream_protocol;
 
-constexpr std::chrono::milliseconds RetryPause{50};
-constexpr std::size_t LongestLine = std::size_t{1} << 20U;
+constexpr std::chrono::milliseconds ReconnectPause{50};
+constexpr std::size_t LongestEvent = std::size_t{1} << 20U;
 
 }  // namespace
 
@@ -63,7 +63,7 @@ public:
 private:
     void ConnectAfterPause() {
         socket_.close();
-        retry_.expires_after(RetryPause);
+        retry_.expires_after(ReconnectPause);
         retry_.async_wait([self = shared_from_this()](const boost::system::error_code& /*error*/) {
             if (!self->isEnded_) {
                 self->Connect();
@@ -73,7 +73,7 @@ private:
 
     void Read() {
         boost::asio::async_read_until(
-            socket_, boost::asio::dynamic_buffer(incoming_, LongestLine), '\n',
+            socket_, boost::asio::dynamic_buffer(incoming_, LongestEvent), '\n',
             [self = shared_from_this()](const boost::system::error_code& error, std::size_t length) {
                 if (self->isEnded_) {
                     return;

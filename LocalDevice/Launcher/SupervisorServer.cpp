@@ -18,7 +18,7 @@ namespace {
 
 using Protocol = boost::asio::local::stream_protocol;
 
-constexpr std::size_t LongestLine = 4096;
+constexpr std::size_t LongestRequest = 4096;
 
 /// A launcher that was killed leaves its socket behind.
 const std::string& FreedPath(const std::string& path) {
@@ -85,7 +85,7 @@ private:
 
     void Read(SessionPosition session) {
         boost::asio::async_read_until(
-            session->socket, boost::asio::dynamic_buffer(session->buffer, LongestLine), '\n',
+            session->socket, boost::asio::dynamic_buffer(session->buffer, LongestRequest), '\n',
             [self = shared_from_this(), session](const boost::system::error_code& error, std::size_t length) {
                 if (error || !self->handler_) {
                     self->sessions_.erase(session);

@@ -9,11 +9,10 @@
 namespace {
 
 using EndToEnd::ChildProcess;
+using EndToEnd::DemoLimit;
 using EndToEnd::json;
 using EndToEnd::Milliseconds;
 using TestSupport::ExitStatus;
-
-constexpr Milliseconds DemoLimit{60000};
 
 struct Example {
     const char* dpt;

@@ -16,11 +16,10 @@ using EndToEnd::Host;
 using EndToEnd::json;
 using EndToEnd::LogFollower;
 using EndToEnd::Milliseconds;
+using EndToEnd::StairLightSerialNumber;
 using EndToEnd::TelegramMonitor;
 using EndToEnd::WaitUntil;
 using TestSupport::ExitStatus;
-
-constexpr const char* SerialNumber = "000000010001";
 
 /// What a restart or an exit may wait for besides the device stack: an app that starts (5 s) or stops (10 s), the
 /// thread of the cycle (4 s), the ends of two killed processes (5 s each); and a second for a busy machine.
@@ -46,7 +45,9 @@ protected:
         ASSERT_TRUE(deviceStack_->GetProcess().WaitForExit().has_value());
     }
 
-    void Revive() { deviceStack_ = std::make_unique<DeviceStack>(std::vector<std::string>{SerialNumber}, port_); }
+    void Revive() {
+        deviceStack_ = std::make_unique<DeviceStack>(std::vector<std::string>{StairLightSerialNumber}, port_);
+    }
 
     /// Restarts the application and kills the device stack at the moment, of the call or of the restart's cycle.
     void KillDuringARestart() {
@@ -85,7 +86,8 @@ protected:
         EXPECT_TRUE(WaitUntil([this] { return host_.GetAppHosts().size() == 1; }));
     }
 
-    std::unique_ptr<DeviceStack> deviceStack_ = std::make_unique<DeviceStack>(std::vector<std::string>{SerialNumber});
+    std::unique_ptr<DeviceStack> deviceStack_ =
+        std::make_unique<DeviceStack>(std::vector<std::string>{StairLightSerialNumber});
     const std::uint16_t port_ = deviceStack_->GetPort();
     Host host_{{EndToEnd::SampleDevice("stairlight"), deviceStack_->GetAddress()}};
     LogFollower log_{host_.GetLogPath()};
@@ -157,13 +159,14 @@ TEST(MissingDeviceStack, IsNotPromisedAnotherTryByAHostThatEnds) {
 
 /// The plug-in's "Stopped" of the app that is killed meets a device stack without a data point for it.
 TEST(ReplacedDeviceStack, IsAskedForTheRunStateOfTheNextAppAndNotOfTheOneBefore) {
-    auto deviceStack = std::make_unique<DeviceStack>(std::vector<std::string>{SerialNumber});
+    auto deviceStack = std::make_unique<DeviceStack>(std::vector<std::string>{StairLightSerialNumber});
     Host host({EndToEnd::SampleDevice("stairlight"), deviceStack->GetAddress()});
     LogFollower log(host.GetLogPath());
     ASSERT_TRUE(host.WaitForRunState("running"));
     deviceStack->GetProcess().Signal(SIGKILL);
     ASSERT_TRUE(deviceStack->GetProcess().WaitForExit().has_value());
-    deviceStack = std::make_unique<DeviceStack>(std::vector<std::string>{SerialNumber}, deviceStack->GetPort());
+    deviceStack =
+        std::make_unique<DeviceStack>(std::vector<std::string>{StairLightSerialNumber}, deviceStack->GetPort());
     ASSERT_TRUE(log.WaitFor("Connected to device stack again."));
 
     ASSERT_EQ(host.Ask({{"command", "restart"}}).at("result"), 2);

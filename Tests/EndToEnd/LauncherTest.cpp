@@ -18,10 +18,9 @@
 namespace {
 
 using EndToEnd::ChildProcess;
+using EndToEnd::DemoLimit;
 using EndToEnd::Milliseconds;
 using TestSupport::ExitStatus;
-
-constexpr Milliseconds DemoLimit{60000};
 
 class Launcher : public testing::TestWithParam<const char*> {};
 

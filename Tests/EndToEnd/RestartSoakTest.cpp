@@ -19,11 +19,11 @@ using EndToEnd::Host;
 using EndToEnd::json;
 using EndToEnd::LogFollower;
 using EndToEnd::Milliseconds;
+using EndToEnd::StairLightSerialNumber;
 using EndToEnd::TelegramMonitor;
 using EndToEnd::WaitUntil;
 using TestSupport::GetRepeatCount;
 
-constexpr const char* SerialNumber = "000000010001";
 constexpr const char* Button = "1/0/1";
 constexpr const char* ScrollingText = "1/0/4";
 
@@ -191,7 +191,7 @@ protected:
     Milliseconds span_{0};
     Counts counts_;
 
-    DeviceStack deviceStack_{{SerialNumber}};
+    DeviceStack deviceStack_{{StairLightSerialNumber}};
     Host host_{
         {EndToEnd::SampleDevice("stairlight"), deviceStack_.GetAddress(), "in-process", {}, WithoutQuarantine()}};
     LogFollower log_{host_.GetLogPath()};

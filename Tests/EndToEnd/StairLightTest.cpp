@@ -11,12 +11,11 @@ namespace {
 using EndToEnd::DeviceStack;
 using EndToEnd::Host;
 using EndToEnd::json;
+using EndToEnd::LogicalDevice1;
 using EndToEnd::Milliseconds;
+using EndToEnd::StairLightSerialNumber;
 using EndToEnd::TelegramMonitor;
 using EndToEnd::WaitUntil;
-
-constexpr const char* SerialNumber = "000000010001";
-constexpr unsigned long LogicalDevice = 1000000;
 
 /// The description of the stair light, to be changed by a test.
 json ReadStairLight() {
@@ -67,13 +66,13 @@ protected:
 
     /// What is published for the logical device, without what the running app has written since.
     static json GetPublished(const DeviceStack& deviceStack) {
-        json device = FindById(deviceStack.GetModel().at("devices"), LogicalDevice);
+        json device = FindById(deviceStack.GetModel().at("devices"), LogicalDevice1);
         for (json& channel : device.at("channels")) {
             if (!channel.contains("datapoints")) {
                 continue;
             }
             for (json& dataPoint : channel.at("datapoints")) {
-                const bool isParameter = channel.at("id").get<unsigned long>() >= LogicalDevice + 20000;
+                const bool isParameter = channel.at("id").get<unsigned long>() >= LogicalDevice1 + 20000;
                 if (!isParameter) {
                     dataPoint.erase("value");
                     dataPoint.erase("internalValue");
@@ -85,7 +84,7 @@ protected:
 
     EndToEnd::TemporaryFolder folder_;
     int descriptions_ = 0;
-    DeviceStack deviceStack_{{SerialNumber}};
+    DeviceStack deviceStack_{{StairLightSerialNumber}};
     Host host_{{EndToEnd::SampleDevice("stairlight"), deviceStack_.GetAddress()}};
 };
 
@@ -142,7 +141,7 @@ TEST_F(StairLight, PublishesDevicesChannelsAndAppControl) {
     const json model = deviceStack_.GetModel();
 
     EXPECT_EQ(FindById(model.at("devices"), 1000).at("name"), "Logical KNX Device 1");
-    const json& device = FindById(model.at("devices"), LogicalDevice);
+    const json& device = FindById(model.at("devices"), LogicalDevice1);
     EXPECT_EQ(device.at("name"), "StairLight");
     EXPECT_EQ(device.at("enabled"), true);
     EXPECT_EQ(FindMetadata(device, "KIM-IA"), "1.1.10");
@@ -222,7 +221,7 @@ TEST_F(StairLight, ThreeDownloadsWhileTheAppRunsPublishWhatAFreshStartDoes) {
         }
         EXPECT_EQ(sent, text);
         const json device = GetPublished(deviceStack_);
-        const json& brightness = FindById(device.at("channels"), LogicalDevice + 10030);
+        const json& brightness = FindById(device.at("channels"), LogicalDevice1 + 10030);
         EXPECT_EQ(brightness.at("enabled"), false);
         EXPECT_FALSE(brightness.contains("datapoints") && !brightness.at("datapoints").empty());
         EXPECT_EQ(FindMetadata(device, "KIM-AIAs"), "1.1.11");
@@ -230,7 +229,7 @@ TEST_F(StairLight, ThreeDownloadsWhileTheAppRunsPublishWhatAFreshStartDoes) {
         EXPECT_TRUE(WaitUntil([this] { return host_.GetAppHosts().size() == 1; }));
     }
 
-    const DeviceStack fresh({SerialNumber});
+    const DeviceStack fresh({StairLightSerialNumber});
     Host freshHost({file, fresh.GetAddress()});
     ASSERT_TRUE(freshHost.WaitForRunState("running"));
     EXPECT_EQ(json::diff(GetPublished(fresh), GetPublished(deviceStack_)), json::array());
@@ -305,13 +304,13 @@ TEST_F(StairLight, AppThatIsKilledIsReplacedByTheNextRestart) {
 TEST(LateDeviceStack, DeviceComesUpByItselfOnceItIsThere) {
     std::uint16_t port = 0;
     {
-        const DeviceStack probe({SerialNumber});
+        const DeviceStack probe({StairLightSerialNumber});
         port = probe.GetPort();
     }
     Host host({EndToEnd::SampleDevice("stairlight"), "127.0.0.1:" + std::to_string(port)});
     ASSERT_TRUE(host.GetProcess().WaitForLine("Failed to connect to device stack.").has_value());
 
-    const DeviceStack deviceStack({SerialNumber}, port);
+    const DeviceStack deviceStack({StairLightSerialNumber}, port);
 
     EXPECT_TRUE(host.WaitForRunState("running"));
     EXPECT_TRUE(host.Stop());

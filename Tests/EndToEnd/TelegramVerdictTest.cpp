@@ -18,7 +18,7 @@ using testing::MatchesRegex;
 using testing::StartsWith;
 using testing::UnorderedElementsAre;
 
-constexpr const char* SerialNumber = "000000010031";
+constexpr const char* VerdictSerialNumber = "000000010031";
 
 /// The value of communication object `co` in the device stack of logical device 1.
 unsigned long ValueId(unsigned co) {
@@ -35,7 +35,7 @@ protected:
     TelegramVerdictTest() {
         std::ofstream(folder_.At("device.json"))
             << json{{"name", "Copy"},
-                    {"serialNumber", SerialNumber},
+                    {"serialNumber", VerdictSerialNumber},
                     {"individualAddress", "1.1.20"},
                     {"appId", "Copy"},
                     {"communicationObjects",
@@ -61,7 +61,7 @@ protected:
     }
 
     const EndToEnd::TemporaryFolder folder_;
-    const DeviceStack deviceStack_{{SerialNumber}};
+    const DeviceStack deviceStack_{{VerdictSerialNumber}};
     std::unique_ptr<Host> host_;
     std::unique_ptr<TelegramMonitor> monitor_;
 };

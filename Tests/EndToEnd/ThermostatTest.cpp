@@ -25,7 +25,7 @@ using EndToEnd::WaitUntil;
 using TestSupport::ReportLimit;
 namespace fs = boost::filesystem;
 
-constexpr const char* SerialNumber = "000000010003";
+constexpr const char* ThermostatSerialNumber = "000000010003";
 
 const unsigned long State = Zandrel::KnxOdsMapping::GetAppHostAppControlStateObjModelId(1);
 const unsigned long AppDebug = Zandrel::KnxOdsMapping::GetAppHostAppControlAppDebugObjModelId(1);
@@ -79,7 +79,7 @@ protected:
     }
 
     EndToEnd::TemporaryFolder folder_;
-    DeviceStack deviceStack_{{SerialNumber}};
+    DeviceStack deviceStack_{{ThermostatSerialNumber}};
     Host host_{{EndToEnd::SampleDevice("thermostat"),
                 deviceStack_.GetAddress(),
                 "in-process",

@@ -12,10 +12,10 @@ using EndToEnd::DeviceStack;
 using EndToEnd::Host;
 using EndToEnd::json;
 using EndToEnd::LogFollower;
+using EndToEnd::LogicalDevice1;
 using EndToEnd::TelegramMonitor;
 using EndToEnd::WaitUntil;
 
-constexpr unsigned long LogicalDevice = 1000000;
 constexpr const char* Greeting = "1/0/4";  ///< which the stair light shows all the time
 
 /// One of two devices that have a device stack, an input and an output address in common, and nothing else. What its
@@ -68,7 +68,7 @@ protected:
     /// All that is published for the other device, with the values.
     json GetModelOfTheOther() const {
         const json devices = deviceStack_.GetModel().at("devices");
-        const unsigned long id = (2 - GetParam()) * LogicalDevice;
+        const unsigned long id = (2 - GetParam()) * LogicalDevice1;
         return *std::find_if(devices.begin(), devices.end(), [id](const json& device) { return device["id"] == id; });
     }
 

@@ -43,12 +43,6 @@ constexpr mode_t ReadByAll = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
 constexpr mode_t RunByAll = S_IXUSR | S_IXGRP | S_IXOTH;
 constexpr std::size_t ChunkSize = std::size_t{64} << 10;
 
-void Check(const error_code& error, const filesystem::path& path) {
-    if (error) {
-        throw CannotWrite(path.string(), error.message());
-    }
-}
-
 /// The root folder of the device that belongs to this program.
 filesystem::path GetOwnRoot() {
     return FindDeviceRoot(filesystem::read_symlink("/proc/self/exe").parent_path());
@@ -66,7 +60,7 @@ std::string ReadCaCertificate(const filesystem::path& file) {
 void MakeFolder(const filesystem::path& folder) {
     error_code error;
     filesystem::create_directories(folder, error);
-    Check(error, folder);
+    CheckWritten(error, folder);
 }
 
 bool IsProgram(const filesystem::path& file) {
@@ -108,7 +102,7 @@ public:
     void Remove() const {
         error_code error;
         filesystem::remove_all(path_, error);
-        Check(error, path_);
+        CheckWritten(error, path_);
     }
 
 private:
@@ -152,7 +146,7 @@ void FlushFileSystem(const filesystem::path& folder) {
     if (descriptor >= 0) {
         close(descriptor);
     }
-    Check(error_code(error, boost::system::system_category()), folder);
+    CheckWritten(error_code(error, boost::system::system_category()), folder);
 }
 
 /// A name may reach the medium before what it stands for. App and certificate may lie on two of them.
@@ -177,7 +171,7 @@ void ReplaceBoth(const filesystem::path& app, const filesystem::path& newApp, co
     filesystem::rename(newTrusted, trusted, error);
     if (error) {
         ExchangeNames(app, newApp);
-        Check(error, trusted);
+        CheckWritten(error, trusted);
     }
 }
 

@@ -15,12 +15,6 @@ namespace {
 namespace filesystem = boost::filesystem;
 using boost::system::error_code;
 
-void Check(const error_code& error, const filesystem::path& path) {
-    if (error) {
-        throw CannotWrite(path.string(), error.message());
-    }
-}
-
 bool IsThere(const filesystem::path& path) {
     error_code ignored;  // then it is nothing that could be known to be missing
     return filesystem::symlink_status(path, ignored).type() != filesystem::file_not_found;
@@ -29,14 +23,14 @@ bool IsThere(const filesystem::path& path) {
 void Rename(const filesystem::path& from, const filesystem::path& to) {
     error_code error;
     filesystem::rename(from, to, error);
-    Check(error, to);
+    CheckWritten(error, to);
 }
 
 void ExchangeInSteps(const filesystem::path& a, const filesystem::path& b) {
     const filesystem::path old = a.string() + ".old";
     error_code error;
     filesystem::remove_all(old, error);
-    Check(error, old);
+    CheckWritten(error, old);
     Rename(a, old);
     try {
         Rename(b, a);
@@ -57,7 +51,7 @@ void ExchangeNames(const filesystem::path& a, const filesystem::path& b) {
         Rename(a, b);
     } else if (renameat2(AT_FDCWD, a.c_str(), AT_FDCWD, b.c_str(), RENAME_EXCHANGE) != 0) {
         if (errno != EINVAL && errno != ENOSYS) {
-            Check(error_code(errno, boost::system::generic_category()), a);
+            CheckWritten(error_code(errno, boost::system::generic_category()), a);
         }
         ExchangeInSteps(a, b);
     }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <boost/filesystem/path.hpp>
+#include <boost/system/error_code.hpp>
 #include <stdexcept>
 #include <string>
 
@@ -32,6 +34,11 @@ inline PackageError Unexpected(const std::string& message) {
 /// A file or folder could not be written, with the system's reason.
 inline PackageError CannotWrite(const std::string& path, const std::string& reason) {
     return Unexpected("cannot write " + path + ": " + reason);
+}
+inline void CheckWritten(const boost::system::error_code& error, const boost::filesystem::path& path) {
+    if (error) {
+        throw CannotWrite(path.string(), error.message());
+    }
 }
 
 }  // namespace LocalDevice

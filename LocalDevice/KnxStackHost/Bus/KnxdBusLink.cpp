@@ -1,7 +1,6 @@
 #include "Bus/KnxdBusLink.h"
 
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <array>
@@ -16,6 +15,7 @@
 #include <system_error>
 #include <utility>
 
+#include "Bus/Waker.h"
 #include "Support/GrowingPause.h"
 #include "Support/StopSignal.h"
 #include "Support/UserSlot.h"
@@ -28,31 +28,6 @@ constexpr std::chrono::milliseconds FirstRetryPause{200};
 constexpr std::chrono::milliseconds LongestRetryPause{10'000};
 constexpr int SendTimeoutMs = 2'000;  // of a knxd that is there but takes nothing
 constexpr boost::chrono::seconds JoinTimeout{3};
-
-/// Wakes a thread that polls.
-class Waker {
-public:
-    Waker() : descriptor_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-        if (descriptor_ == -1) {
-            throw std::system_error(errno, std::generic_category(), "eventfd");
-        }
-    }
-    ~Waker() { close(descriptor_); }
-    Waker(const Waker&) = delete;
-    Waker& operator=(const Waker&) = delete;
-
-    int GetDescriptor() const { return descriptor_; }
-
-    // Neither can fail in a way that matters: a full counter wakes too, an empty one is reset already.
-    void Wake() { eventfd_write(descriptor_, 1); }
-    void Reset() {
-        eventfd_t count = 0;
-        eventfd_read(descriptor_, &count);
-    }
-
-private:
-    const int descriptor_;
-};
 
 }  // namespace
 

@@ -13,7 +13,7 @@ namespace LocalDevice {
 
 namespace {
 
-nlohmann::json Describe(const TelegramEvent& event) {
+nlohmann::json ToJson(const TelegramEvent& event) {
     nlohmann::json json{
         {"event", "telegram"},
         {"direction", event.isIncoming ? "in" : "out"},
@@ -37,33 +37,33 @@ nlohmann::json Describe(const TelegramEvent& event) {
     return json;
 }
 
-nlohmann::json Describe(const RunStateEvent& event) {
+nlohmann::json ToJson(const RunStateEvent& event) {
     return {{"event", "runState"}, {"state", ToText(event.state)}};
 }
 
-nlohmann::json Describe(const LoadStateEvent& event) {
+nlohmann::json ToJson(const LoadStateEvent& event) {
     return {{"event", "loadState"}, {"object", event.objectType}, {"state", ToText(event.state)}};
 }
 
-nlohmann::json Describe(const BusEvent& event) {
+nlohmann::json ToJson(const BusEvent& event) {
     return {{"event", "bus"}, {"connected", event.isConnected}, {"text", event.text}};
 }
 
-nlohmann::json Describe(const LogEvent& event) {
+nlohmann::json ToJson(const LogEvent& event) {
     return {{"event", "log"},
             {"level", log4cplus::getLogLevelManager().toString(event.level)},
             {"text", event.text},
             {"brief", CompactLogText(event.level, event.text)}};
 }
 
-nlohmann::json Describe(const MessageEvent& event) {
+nlohmann::json ToJson(const MessageEvent& event) {
     return {{"event", "message"}, {"problem", event.isProblem}, {"text", event.text}};
 }
 
 }  // namespace
 
 nlohmann::json MakeEventJson(const HostEvent& event) {
-    auto json = std::visit([](const auto& body) { return Describe(body); }, event.body);
+    auto json = std::visit([](const auto& body) { return ToJson(body); }, event.body);
     json["time"] = FormatTime(event.time);
     return json;
 }

@@ -64,7 +64,7 @@ std::string DescribeValue(const TelegramEvent& event) {
     return text.value_or("--") + " [" + FormatHex(event.telegram.data) + "]  ";
 }
 
-Line Describe(const TelegramEvent& event) {
+Line ToLine(const TelegramEvent& event) {
     const auto address = event.telegram.groupAddress == 0 ? "-" : FormatGroupAddress(event.telegram.groupAddress);
     const std::string reason = event.reason.empty() ? "" : ": " + event.reason;
     return {(boost::format("%s %-8s %-9s CO %-3d %-20s %-7s %s%s%s") % (event.isIncoming ? "->" : "<-") %
@@ -74,20 +74,20 @@ Line Describe(const TelegramEvent& event) {
             GetColour(event)};
 }
 
-Line Describe(const RunStateEvent& event) {
+Line ToLine(const RunStateEvent& event) {
     return {std::string("== run state: ") + ToText(event.state),
             event.state == RunState::Error ? Colour::Red : Colour::Bold};
 }
 
-Line Describe(const LoadStateEvent& event) {
+Line ToLine(const LoadStateEvent& event) {
     return {std::string("== ") + GetObjectName(event.objectType) + ": " + ToText(event.state)};
 }
 
-Line Describe(const BusEvent& event) {
+Line ToLine(const BusEvent& event) {
     return {"== " + event.text, event.isConnected ? Colour::Bold : Colour::Red};
 }
 
-Line Describe(const LogEvent& event) {
+Line ToLine(const LogEvent& event) {
     const bool isError = event.level >= log4cplus::ERROR_LOG_LEVEL;
     const bool isWarning = event.level >= log4cplus::WARN_LOG_LEVEL;
     return {(boost::format("   %-5s %s") % log4cplus::getLogLevelManager().toString(event.level) %
@@ -98,7 +98,7 @@ Line Describe(const LogEvent& event) {
                         : Colour::None};
 }
 
-Line Describe(const MessageEvent& event) {
+Line ToLine(const MessageEvent& event) {
     return {"== " + event.text, event.isProblem ? Colour::Red : Colour::None};
 }
 
@@ -115,7 +115,7 @@ std::string FormatTime(std::chrono::system_clock::time_point time) {
 }
 
 std::string FormatEvent(const HostEvent& event, bool isColoured) {
-    const Line line = std::visit([](const auto& body) { return Describe(body); }, event.body);
+    const Line line = std::visit([](const auto& body) { return ToLine(body); }, event.body);
     const std::string text = FormatTime(event.time) + " " + MakePrintable(line.text);
     const bool hasColour = isColoured && line.colour != Colour::None;
     return hasColour ? GetCode(line.colour) + text + "\x1b[0m" : text;

@@ -20,7 +20,7 @@ namespace Ostra {
 namespace {
 
 constexpr std::uint16_t DefaultPort = 7580;
-constexpr boost::chrono::seconds ConnectTimeout{1};
+constexpr boost::chrono::seconds FirstConnectTimeout{1};
 
 /// A device stack that starts late is no news. What keeps the client from looking for it is.
 bool IsNobodyThere(const boost::system::error_code& error) {
@@ -29,7 +29,7 @@ bool IsNobodyThere(const boost::system::error_code& error) {
 }
 
 IDeviceStackClient* Connect(const DeviceStackAddress& address) try {
-    const auto deadline = boost::chrono::steady_clock::now() + ConnectTimeout;
+    const auto deadline = boost::chrono::steady_clock::now() + FirstConnectTimeout;
     boost::system::error_code error;
     auto endpoints = Resolve(address, deadline, error);
     if (!error) {

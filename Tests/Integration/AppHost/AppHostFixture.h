@@ -12,6 +12,22 @@
 
 namespace IntegrationTest {
 
+// Run states of logical device 1, as `AppHostFixture::NextReport` tells them
+inline const std::string Stopped = "1001001 3.1:0";
+inline const std::string Starting = "1001001 3.1:1";
+inline const std::string Running = "1001001 3.1:2";
+inline const std::string Stopping = "1001001 3.1:3";
+
+// Events for an app
+inline const std::string ShutDown = "3.1:1";
+inline const std::string CommunicationOn = "3.1:2";
+inline const std::string CommunicationOff = "3.1:3";
+
+/// What the app that makes trouble tells.
+inline std::string Told(const std::string& text) {
+    return "1010021 5.1:" + text;
+}
+
 /// The real app host with a real app at the real device stack; the test is the plug-in.
 class AppHostFixture : public DeviceStackFixture {
 protected:

@@ -13,23 +13,9 @@
 
 namespace {
 
-using IntegrationTest::AppHostFixture;
+using namespace IntegrationTest;
 using TestSupport::ExitStatus;
 using Texts = std::vector<std::string>;
-
-const std::string Stopped = "1001001 3.1:0";
-const std::string Starting = "1001001 3.1:1";
-const std::string Running = "1001001 3.1:2";
-const std::string Stopping = "1001001 3.1:3";
-
-const std::string ShutDown = "3.1:1";
-const std::string CommunicationOn = "3.1:2";
-const std::string CommunicationOff = "3.1:3";
-
-/// What the app that makes trouble tells.
-std::string Told(const std::string& text) {
-    return "1010021 5.1:" + text;
-}
 
 class AppHostRun : public AppHostFixture {
 protected:

@@ -14,26 +14,14 @@
 
 namespace {
 
-using IntegrationTest::AppHostFixture;
+using namespace IntegrationTest;
 using TestSupport::ChildProcess;
 using TestSupport::ExitStatus;
 using Texts = std::vector<std::string>;
 namespace fs = boost::filesystem;
 
-const std::string Stopped = "1001001 3.1:0";
-const std::string Starting = "1001001 3.1:1";
-const std::string Running = "1001001 3.1:2";
-const std::string Stopping = "1001001 3.1:3";
-
-const std::string ShutDown = "3.1:1";
-const std::string CommunicationOn = "3.1:2";
-
 /// Of what begins or ends a process, too.
 constexpr ChildProcess::Milliseconds ProcessLimit{6000};
-
-std::string Told(const std::string& text) {
-    return "1010021 5.1:" + text;
-}
 
 /// App host and connector host, with real mono, and a managed app that makes the trouble that a test wants.
 class ManagedApp : public AppHostFixture {

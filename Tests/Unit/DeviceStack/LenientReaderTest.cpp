@@ -39,7 +39,7 @@ std::string Latin1ToUtf8(unsigned byte) {
     return {static_cast<char>(0xC0U | (byte >> 6U)), static_cast<char>(0x80U | (byte & 0x3FU))};
 }
 
-std::string ErrorOf(std::string_view bytes) {
+std::string ReasonOf(std::string_view bytes) {
     try {
         ParseLeniently(bytes);
     } catch (const RequestError& error) {
@@ -132,24 +132,24 @@ TEST(LenientReaderTest, BytesOutsideOfStringsAreLeftToTheParser) {
 }
 
 TEST(LenientReaderTest, RefusesANulOutsideOfStrings) {
-    EXPECT_EQ(ErrorOf(std::string_view("{}\0{}", 5)), "not JSON: a NUL outside of strings, at byte 2");
+    EXPECT_EQ(ReasonOf(std::string_view("{}\0{}", 5)), "not JSON: a NUL outside of strings, at byte 2");
 }
 
 TEST(LenientReaderTest, RefusesAStringWithoutEnd) {
-    EXPECT_EQ(ErrorOf(R"({"a":"b\"})"), "not JSON: the string at byte 5 does not end");
-    EXPECT_EQ(ErrorOf("\"a\\"), "not JSON: the string at byte 0 does not end");
+    EXPECT_EQ(ReasonOf(R"({"a":"b\"})"), "not JSON: the string at byte 5 does not end");
+    EXPECT_EQ(ReasonOf("\"a\\"), "not JSON: the string at byte 0 does not end");
 }
 
 TEST(LenientReaderTest, AcceptsTheDeepestNestingAndRefusesOneMore) {
     const std::string deepest = std::string(LenientReader::MaximumDepth, '[') + std::string(64, ']');
-    EXPECT_EQ(ErrorOf(deepest), "");
-    EXPECT_EQ(ErrorOf("[" + deepest + "]"), "nested deeper than 64, at byte 64");
-    EXPECT_EQ(ErrorOf(std::string(60000, '[')), "nested deeper than 64, at byte 64");
-    EXPECT_THAT(ErrorOf(std::string(60000, '{')), HasSubstr("nested deeper than 64"));
+    EXPECT_EQ(ReasonOf(deepest), "");
+    EXPECT_EQ(ReasonOf("[" + deepest + "]"), "nested deeper than 64, at byte 64");
+    EXPECT_EQ(ReasonOf(std::string(60000, '[')), "nested deeper than 64, at byte 64");
+    EXPECT_THAT(ReasonOf(std::string(60000, '{')), HasSubstr("nested deeper than 64"));
 }
 
 TEST(LenientReaderTest, BracketsWithinStringsDoNotNest) {
-    EXPECT_EQ(ErrorOf("\"" + std::string(1000, '[') + "\""), "");
+    EXPECT_EQ(ReasonOf("\"" + std::string(1000, '[') + "\""), "");
 }
 
 TEST(LenientReaderTest, ClosedBracketsDoNotCount) {
@@ -157,34 +157,34 @@ TEST(LenientReaderTest, ClosedBracketsDoNotCount) {
     for (int i = 0; i < 1000; ++i) {
         flat += ",[]";
     }
-    EXPECT_EQ(ErrorOf(flat + "]"), "");
+    EXPECT_EQ(ReasonOf(flat + "]"), "");
 }
 
 TEST(LenientReaderTest, SaysWhereAFrameStopsBeingJson) {
-    EXPECT_THAT(ErrorOf(R"({"a":})"), StartsWith("not JSON: parse error at line 1, column 6: syntax error"));
-    EXPECT_THAT(ErrorOf(""), StartsWith("not JSON: parse error at line 1, column 1"));
-    EXPECT_THAT(ErrorOf("{} {}"), StartsWith("not JSON: parse error at line 1, column 4"));
-    EXPECT_THAT(ErrorOf("]"), StartsWith("not JSON: "));
-    EXPECT_THAT(ErrorOf("1e999"), StartsWith("not JSON: number overflow"));
-    EXPECT_THAT(ErrorOf(R"("\q")"), StartsWith("not JSON: "));
-    EXPECT_THAT(ErrorOf(R"("\ud800")"), StartsWith("not JSON: "));
+    EXPECT_THAT(ReasonOf(R"({"a":})"), StartsWith("not JSON: parse error at line 1, column 6: syntax error"));
+    EXPECT_THAT(ReasonOf(""), StartsWith("not JSON: parse error at line 1, column 1"));
+    EXPECT_THAT(ReasonOf("{} {}"), StartsWith("not JSON: parse error at line 1, column 4"));
+    EXPECT_THAT(ReasonOf("]"), StartsWith("not JSON: "));
+    EXPECT_THAT(ReasonOf("1e999"), StartsWith("not JSON: number overflow"));
+    EXPECT_THAT(ReasonOf(R"("\q")"), StartsWith("not JSON: "));
+    EXPECT_THAT(ReasonOf(R"("\ud800")"), StartsWith("not JSON: "));
 }
 
 TEST(LenientReaderTest, ComplaintsStayShort) {
-    EXPECT_LT(ErrorOf("{\"a\":1 \"" + std::string(100000, 'x') + "\"}").size(), 300U);
+    EXPECT_LT(ReasonOf("{\"a\":1 \"" + std::string(100000, 'x') + "\"}").size(), 300U);
 }
 
 TEST(LenientReaderTest, SurvivesEveryCutAndEveryChangedByte) {
     const std::string document =
         R"({"devices":[{"id":1,"name":"a\"b","channels":[{"id":2,"datapoints":[{"id":3}]}]}],"x":[1.5e3,null,true]})";
     for (std::size_t length = 0; length < document.size(); ++length) {
-        EXPECT_NE(ErrorOf(std::string_view(document).substr(0, length)), "") << "cut at " << length;
+        EXPECT_NE(ReasonOf(std::string_view(document).substr(0, length)), "") << "cut at " << length;
     }
     for (std::size_t i = 0; i < document.size(); ++i) {
         for (unsigned byte = 0; byte < 256; ++byte) {
             std::string changed = document;
             changed[i] = static_cast<char>(byte);
-            ErrorOf(changed);  // an error or none, but nothing worse
+            ReasonOf(changed);  // an error or none, but nothing worse
         }
     }
 }
@@ -199,7 +199,7 @@ TEST(LenientReaderTest, SurvivesRandomBytes) {
         for (int i = 0; i < 40; ++i) {
             text += alphabet[any(random)];
         }
-        ErrorOf(text);
+        ReasonOf(text);
     }
 }
 

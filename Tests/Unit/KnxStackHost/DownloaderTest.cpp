@@ -17,7 +17,7 @@ using testing::IsEmpty;
 using Bytes = std::vector<std::uint8_t>;
 
 /// Notes what it is told about load states, as the application's object does.
-class LoadControlUser : public KnxStack::IInterfaceObjectSimplePropertyUser {
+class RecordingLoadControl : public KnxStack::IInterfaceObjectSimplePropertyUser {
 public:
     bool OnPropertyRead(std::uint16_t, std::uint16_t, KnxStack::BinaryData&) override { return false; }
     bool OnPropertyWrite(std::uint16_t, std::uint16_t, const KnxStack::BinaryData& data) override {
@@ -67,7 +67,7 @@ protected:
     ApplicationMemory memory;
     GroupObjectService groupObjects{events};
     ApiHub hub{objects, memory, groupObjects, events};
-    LoadControlUser user;
+    RecordingLoadControl user;
     LoadObserver observer{
         [this] { user.steps.emplace_back("unloading"); },
         [this] { user.steps.emplace_back("unloaded"); },

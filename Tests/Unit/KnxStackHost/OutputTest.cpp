@@ -70,8 +70,8 @@ private:
     }
 };
 
-std::string FormatTimeAt(std::int64_t milliseconds) {
-    return FormatTime(std::chrono::system_clock::time_point(std::chrono::milliseconds(milliseconds)));
+std::string FormatTimeAt(std::int64_t sinceEpoch) {
+    return FormatTime(std::chrono::system_clock::time_point(std::chrono::milliseconds(sinceEpoch)));
 }
 
 TEST(EventTextTest, ATimeIsThatOfThePlaceInSummerAndInWinter) {
@@ -190,10 +190,10 @@ TEST(EventTextTest, ALogLineLosesPrefixFunctionAndCallStack) {
 }
 
 TEST(EventJsonTest, ATelegramHasAllItsMembers) {
-    auto json = MakeEventJson({{}, MakeTelegramEvent()});
-    EXPECT_EQ(json["time"].get<std::string>().size(), 12U);
-    json.erase("time");
-    EXPECT_EQ(json, nlohmann::json::parse(R"({
+    auto document = MakeEventJson({{}, MakeTelegramEvent()});
+    EXPECT_EQ(document["time"].get<std::string>().size(), 12U);
+    document.erase("time");
+    EXPECT_EQ(document, nlohmann::json::parse(R"({
         "event": "telegram", "direction": "in", "service": "write", "address": "1/0/3", "source": "1.1.1",
         "object": 3, "name": "Brightness", "dpt": "9.004", "value": "20.48", "raw": "0c00", "verdict": "taken",
         "reason": ""
@@ -204,16 +204,16 @@ TEST(EventJsonTest, AReadHasNoValue) {
     auto event = MakeTelegramEvent();
     event.telegram.service = GroupService::Read;
     event.value.reset();
-    const auto json = MakeEventJson({{}, event});
-    EXPECT_FALSE(json.contains("value"));
-    EXPECT_FALSE(json.contains("raw"));
+    const auto document = MakeEventJson({{}, event});
+    EXPECT_FALSE(document.contains("value"));
+    EXPECT_FALSE(document.contains("raw"));
 }
 
 TEST(EventJsonTest, TheOtherEventsHaveTheirMembers) {
     const auto make = [](HostEvent::Body body) {
-        auto json = MakeEventJson({{}, std::move(body)});
-        json.erase("time");
-        return json.dump();
+        auto document = MakeEventJson({{}, std::move(body)});
+        document.erase("time");
+        return document.dump();
     };
     EXPECT_EQ(make(RunStateEvent{RunState::Error}), R"({"event":"runState","state":"error"})");
     EXPECT_EQ(make(LoadStateEvent{40960, LoadState::Loaded}),

@@ -23,9 +23,9 @@ void Say(log4cplus::LogLevel level, const std::string& line) {
 }
 
 /// Says something, and then yes or no.
-class Application : public KnxStack::IGroupValueUser {
+class AnsweringApplication : public KnxStack::IGroupValueUser {
 public:
-    explicit Application(std::function<bool()> answer) : answer_(std::move(answer)) {}
+    explicit AnsweringApplication(std::function<bool()> answer) : answer_(std::move(answer)) {}
 
     bool OnGroupValueWrite(std::uint32_t, const GroupValue&) override { return answer_(); }
     bool OnGroupValueResponse(std::uint32_t, const GroupValue&) override { return answer_(); }
@@ -49,7 +49,7 @@ protected:
 
     /// The verdicts on one telegram from the bus while the application answers like this.
     std::vector<std::string> Deliver(GroupService service, std::function<bool()> answer) {
-        Application application(std::move(answer));
+        AnsweringApplication application(std::move(answer));
         sut.RegisterUser(application);
         Telegram telegram;
         telegram.service = service;
@@ -144,7 +144,7 @@ TEST_F(TelegramVerdictTest, WhatWasSaidInAnEarlierCallIsNoReason) {
         return false;
     });
     Say(log4cplus::ERROR_LOG_LEVEL, "[App] Init - between the calls");
-    Application application([] { return true; });
+    AnsweringApplication application([] { return true; });
     sut.RegisterUser(application);
     Telegram telegram;
     telegram.groupAddress = GroupAddress(1, 0, 2);

@@ -4,6 +4,7 @@
 
 namespace {
 
+using AppSideTools::AppHost;
 using AppSideTools::AppHostControlState;
 using AppSideTools::HookedClock;
 using AppSideTools::LineHook;
@@ -15,7 +16,6 @@ using boost::chrono::seconds;
 using Zandrel::AppIdentity;
 using Zandrel::AppLauncher;
 
-constexpr const char* AppHost = "device/opt/ostra/bin/ornapphost";
 constexpr const char* Library = "device/opt/userdata/orn/libornmyapp.so";
 
 class AppLauncherTest : public AppHostProcessFixture {

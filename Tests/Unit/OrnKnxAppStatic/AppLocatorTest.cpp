@@ -8,6 +8,9 @@
 
 namespace {
 
+using AppSideTools::AppHost;
+using AppSideTools::ConnectorHost;
+using AppSideTools::ConnectorLibrary;
 using AppSideTools::EnvironmentVariable;
 using AppSideTools::LogLine;
 using AppSideTools::WorkingDirectory;
@@ -16,13 +19,10 @@ using Zandrel::AppIdentity;
 using Zandrel::AppLocator;
 using Zandrel::PrefixedLogger;
 
-constexpr const char* AppHost = "device/opt/ostra/bin/ornapphost";
 constexpr const char* UserApp = "device/opt/userdata/orn/libornmyapp.so";
 constexpr const char* SystemApp = "device/opt/ostra/lib/libornmyapp.so";
-constexpr const char* ConnectorHost = "device/opt/ostra/bin/OrnAppConnectorHost.exe";
 constexpr const char* UserDll = "device/opt/userdata/ornApp/1/MyApp.dll";
 constexpr const char* SystemDll = "device/opt/ostra/bin/MyApp.dll";
-constexpr const char* ConnectorLibrary = "device/opt/ostra/lib/libornconnectorapp.so";
 
 class AppLocatorTest : public testing::Test {
 protected:

@@ -24,11 +24,23 @@ namespace AppSideTools {
 using TestSupport::LogLine;
 using Zandrel::AppHostControlState;
 
+// The device's own programs where a test has its folders
+inline constexpr const char* AppHost = "device/opt/ostra/bin/ornapphost";
+inline constexpr const char* ConnectorHost = "device/opt/ostra/bin/OrnAppConnectorHost.exe";
+inline constexpr const char* ConnectorLibrary = "device/opt/ostra/lib/libornconnectorapp.so";
+
 inline constexpr Zandrel::LogicalDeviceId FirstDevice = *Zandrel::LogicalDeviceId::From(1);
 inline constexpr Zandrel::LogicalDeviceId SecondDevice = *Zandrel::LogicalDeviceId::From(2);
 
+using Lines = std::vector<LogLine>;
+
+inline Lines operator+(Lines lines, const Lines& more) {
+    lines.insert(lines.end(), more.begin(), more.end());
+    return lines;
+}
+
 /// Lines without what differs from run to run: "(SOURCE)", "pid N", and nothing after "took".
-inline std::vector<LogLine> Comparable(std::vector<LogLine> lines) {
+inline Lines Comparable(Lines lines) {
     static const std::regex source("\\(Orn[A-Za-z/]+:[0-9]+\\)");
     static const std::regex pid("pid: [0-9]+");
     static const std::regex duration(" took [0-9].*");

@@ -8,17 +8,11 @@
 namespace {
 
 using AppSideTools::AppHostControlState;
-using AppSideTools::LogLine;
+using AppSideTools::Lines;
+using AppSideTools::operator+;
 using AppSideTools::Report;
 using boost::chrono::milliseconds;
 using Zandrel::AppHostProcessControl;
-
-using Lines = std::vector<LogLine>;
-
-Lines operator+(Lines lines, const Lines& more) {
-    lines.insert(lines.end(), more.begin(), more.end());
-    return lines;
-}
 
 const Lines KillOfTheConnectorHost{{"INFO", "KillProcess (SOURCE) - Have to kill process App connector host"},
                                    {"INFO", "KillProcess - App connector host killed"}};

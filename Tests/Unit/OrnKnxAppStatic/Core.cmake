@@ -10,6 +10,4 @@ orn_add_test(CoreTest
         LoggingFormsTest.cpp
         OrnKnxAppPrgTest.cpp
         PlatformClientFactoryTest.cpp
-        "${PROJECT_SOURCE_DIR}/Tests/Unit/PlatformLibrary/FakeDeviceStack.cpp"
-    LIBRARIES PluginTestSupport KnxStackTestSupport AllocationFault ZandrelPlatform)
-target_include_directories(CoreTest PRIVATE ../PlatformLibrary)
+    LIBRARIES DeviceStackTestSupport PluginTestSupport KnxStackTestSupport AllocationFault ZandrelPlatform)

@@ -75,8 +75,8 @@ protected:
         {[this] { return debugMode_; }, [this] { ++restarts_; }}};
 };
 
-const LogLine Started{"DEBUG", "StartDeviceResetTimer - DeviceResetTimer started."};
-const LogLine Stopped{"DEBUG", "OnExpiry - DeviceResetTimer stopped."};
+const LogLine TimerStarted{"DEBUG", "StartDeviceResetTimer - DeviceResetTimer started."};
+const LogLine TimerStopped{"DEBUG", "OnExpiry - DeviceResetTimer stopped."};
 
 TEST_F(DeviceResetTimer, AsksForARestartAfterSixtySecondsOfSilence) {
     sut_.StartDeviceResetTimer();
@@ -87,10 +87,10 @@ TEST_F(DeviceResetTimer, AsksForARestartAfterSixtySecondsOfSilence) {
 
     const auto lines = capture_.GetLines();
     ASSERT_EQ(lines.size(), 3U);
-    EXPECT_EQ(lines[0], Started);
+    EXPECT_EQ(lines[0], TimerStarted);
     EXPECT_EQ(lines[1].level, "FATAL");
     EXPECT_EQ(lines[1].text.rfind("OnExpiry - DeviceResetTimer expired (60 seconds)... resetting device! [", 0), 0U);
-    EXPECT_EQ(lines[2], Started);
+    EXPECT_EQ(lines[2], TimerStarted);
 }
 
 TEST_F(DeviceResetTimer, GoesOnWithAPeriodOfSixtySeconds) {
@@ -108,7 +108,7 @@ TEST_F(DeviceResetTimer, HeartbeatsEveryThirtySecondsKeepTheDeviceAlive) {
         capture_.TakeLines();
         sut_.StartDeviceResetTimer();
         Advance(seconds(0));
-        EXPECT_EQ(capture_.TakeLines(), (std::vector<LogLine>{Started, Stopped}));
+        EXPECT_EQ(capture_.TakeLines(), (std::vector<LogLine>{TimerStarted, TimerStopped}));
     }
     EXPECT_EQ(restarts_, 0);
 }
@@ -119,8 +119,9 @@ TEST_F(DeviceResetTimer, DebugModeSuppressesTheRestartAndReArms) {
     Advance(seconds(60));
     EXPECT_EQ(restarts_, 0);
     EXPECT_EQ(capture_.GetLines(),
-              (std::vector<LogLine>{
-                  Started, {"INFO", "OnExpiry - IPC restart suppressed: AppHost debugging mode active!"}, Started}));
+              (std::vector<LogLine>{TimerStarted,
+                                    {"INFO", "OnExpiry - IPC restart suppressed: AppHost debugging mode active!"},
+                                    TimerStarted}));
 
     debugMode_ = false;
     Advance(seconds(60));
@@ -132,7 +133,7 @@ TEST_F(DeviceResetTimer, NoRestartIsAskedForOnceItIsClosed) {
     sut_.Close();
     Advance(seconds(120));
     EXPECT_EQ(restarts_, 0);
-    EXPECT_EQ(capture_.GetLines(), (std::vector<LogLine>{Started, Stopped}));
+    EXPECT_EQ(capture_.GetLines(), (std::vector<LogLine>{TimerStarted, TimerStopped}));
 }
 
 TEST_F(DeviceResetTimer, ALateHeartbeatCannotArmItWhileItIsClosed) {
@@ -154,7 +155,7 @@ TEST_F(DeviceResetTimer, AnExpiryThatWasCancelledOnItsWayCountsAsStopped) {
     // Both waits have succeeded; the handler of the first cancels the second, whose handler is queued already.
     RunDueWaits([this] { sut_.Close(); });
     EXPECT_EQ(restarts_, 0);
-    EXPECT_EQ(capture_.GetLines(), (std::vector<LogLine>{Started, Stopped}));
+    EXPECT_EQ(capture_.GetLines(), (std::vector<LogLine>{TimerStarted, TimerStopped}));
 }
 
 TEST_F(DeviceResetTimer, AnExpiryThatAHeartbeatOvertookCountsAsStopped) {
@@ -162,7 +163,7 @@ TEST_F(DeviceResetTimer, AnExpiryThatAHeartbeatOvertookCountsAsStopped) {
     ManualClock::Advance(seconds(60));
     RunDueWaits([this] { sut_.StartDeviceResetTimer(); });
     EXPECT_EQ(restarts_, 0);
-    EXPECT_EQ(capture_.GetLines(), (std::vector<LogLine>{Started, Started, Stopped}));
+    EXPECT_EQ(capture_.GetLines(), (std::vector<LogLine>{TimerStarted, TimerStarted, TimerStopped}));
 }
 
 TEST_F(DeviceResetTimer, ACycleThatWasToldToStopDoesNotArmIt) {
@@ -173,7 +174,7 @@ TEST_F(DeviceResetTimer, ACycleThatWasToldToStopDoesNotArmIt) {
 
     control.running = true;
     sut_.StartDeviceResetTimer(control);
-    EXPECT_EQ(capture_.GetLines(), (std::vector<LogLine>{Started}));
+    EXPECT_EQ(capture_.GetLines(), (std::vector<LogLine>{TimerStarted}));
 }
 
 TEST(IoState, StopReturnsOnceEveryHandlerHasRun) {

@@ -25,10 +25,10 @@ using Zandrel::EventFilter;
 using Zandrel::FilterEntry;
 using Lines = std::vector<LogLine>;
 
-constexpr std::uint32_t Switch = (1U << 16U) | 1U;
-constexpr std::uint32_t Percent = (5U << 16U) | 1U;
-constexpr std::uint32_t Counter = (5U << 16U) | 10U;
-constexpr std::uint32_t Power = (14U << 16U) | 56U;
+constexpr std::uint32_t SwitchDpt = (1U << 16U) | 1U;
+constexpr std::uint32_t PercentDpt = (5U << 16U) | 1U;
+constexpr std::uint32_t CounterDpt = (5U << 16U) | 10U;
+constexpr std::uint32_t PowerDpt = (14U << 16U) | 56U;
 
 const ptime Noon{boost::gregorian::date(2026, 3, 10), hours(12)};
 
@@ -45,7 +45,7 @@ FilterEntry Entry(std::uint16_t co, std::uint32_t dpt, KnxStack::GroupValue valu
 }
 
 FilterEntry SwitchOn(std::uint16_t co = 5, ptime now = Noon) {
-    return Entry(co, Switch, MakeGroupValue({1}), now);
+    return Entry(co, SwitchDpt, MakeGroupValue({1}), now);
 }
 
 class EventFilterTest : public testing::Test {
@@ -57,7 +57,7 @@ protected:
         return filter.RemoveEvent(second);
     }
     bool Matches(float first, float second) {
-        return Matches(Entry(1, Power, Float(first)), Entry(1, Power, Float(second)));
+        return Matches(Entry(1, PowerDpt, Float(first)), Entry(1, PowerDpt, Float(second)));
     }
 
     LogCapture log_;
@@ -91,31 +91,31 @@ TEST_F(EventFilterTest, AllNansAreOneValue) {
     const auto quiet = MakeGroupValue({0x7F, 0xC0, 0x00, 0x00});
     const auto negativeWithPayload = MakeGroupValue({0xFF, 0xC0, 0x00, 0x2A});
 
-    EXPECT_TRUE(Matches(Entry(1, Power, quiet), Entry(1, Power, negativeWithPayload)));
-    EXPECT_FALSE(Matches(Entry(1, Power, quiet), Entry(1, Power, Float(0))));
+    EXPECT_TRUE(Matches(Entry(1, PowerDpt, quiet), Entry(1, PowerDpt, negativeWithPayload)));
+    EXPECT_FALSE(Matches(Entry(1, PowerDpt, quiet), Entry(1, PowerDpt, Float(0))));
 }
 
 TEST_F(EventFilterTest, FloatOfAWrongLengthIsComparedByItsBytes) {
     const auto threeBytes = MakeGroupValue({0x41, 0xAC, 0x00});
 
-    EXPECT_TRUE(Matches(Entry(1, Power, threeBytes), Entry(1, Power, threeBytes)));
-    EXPECT_FALSE(Matches(Entry(1, Power, threeBytes), Entry(1, Power, Float(21.5F))));
+    EXPECT_TRUE(Matches(Entry(1, PowerDpt, threeBytes), Entry(1, PowerDpt, threeBytes)));
+    EXPECT_FALSE(Matches(Entry(1, PowerDpt, threeBytes), Entry(1, PowerDpt, Float(21.5F))));
 }
 
 TEST_F(EventFilterTest, SameValueOnAnotherCoNeverMatches) {
     EXPECT_FALSE(Matches(SwitchOn(5), SwitchOn(6)));
-    EXPECT_FALSE(Matches(Entry(1, Power, Float(1)), Entry(2, Power, Float(1))));
+    EXPECT_FALSE(Matches(Entry(1, PowerDpt, Float(1)), Entry(2, PowerDpt, Float(1))));
 }
 
 TEST_F(EventFilterTest, SameBytesUnderAnotherDptNeverMatch) {
-    EXPECT_FALSE(Matches(Entry(5, Percent, MakeGroupValue({1})), SwitchOn()));
-    EXPECT_FALSE(Matches(Entry(5, Percent, MakeGroupValue({1})), Entry(5, Counter, MakeGroupValue({1}))));
+    EXPECT_FALSE(Matches(Entry(5, PercentDpt, MakeGroupValue({1})), SwitchOn()));
+    EXPECT_FALSE(Matches(Entry(5, PercentDpt, MakeGroupValue({1})), Entry(5, CounterDpt, MakeGroupValue({1}))));
 }
 
 TEST_F(EventFilterTest, BytesOfAnotherLengthOrContentNeverMatch) {
-    EXPECT_FALSE(Matches(SwitchOn(), Entry(5, Switch, MakeGroupValue({0}))));
-    EXPECT_FALSE(Matches(SwitchOn(), Entry(5, Switch, MakeGroupValue({1, 0}))));
-    EXPECT_FALSE(Matches(SwitchOn(), Entry(5, Switch, MakeGroupValue({}))));
+    EXPECT_FALSE(Matches(SwitchOn(), Entry(5, SwitchDpt, MakeGroupValue({0}))));
+    EXPECT_FALSE(Matches(SwitchOn(), Entry(5, SwitchDpt, MakeGroupValue({1, 0}))));
+    EXPECT_FALSE(Matches(SwitchOn(), Entry(5, SwitchDpt, MakeGroupValue({}))));
 }
 
 TEST_F(EventFilterTest, DeathTimeOfTheProbeDoesNotCount) {
@@ -158,7 +158,7 @@ TEST_F(EventFilterTest, OldestOfSeveralMatchesIsRemoved) {
 }
 
 TEST_F(EventFilterTest, AddedEventIsLogged) {
-    sut_.AddEvent(Entry(12, Power, Float(21.5F), Noon + microseconds(1250)));
+    sut_.AddEvent(Entry(12, PowerDpt, Float(21.5F), Noon + microseconds(1250)));
 
     EXPECT_EQ(log_.GetLines(), (Lines{{"DEBUG",
                                        "AddEvent - Adding event (CO: 12, value: 4 -> 21.5, deathTime: "
@@ -166,7 +166,7 @@ TEST_F(EventFilterTest, AddedEventIsLogged) {
 }
 
 TEST_F(EventFilterTest, ValueThatDoesNotConvertPrintsAsDashes) {
-    sut_.AddEvent(Entry(12, Power, MakeGroupValue({1, 2})));
+    sut_.AddEvent(Entry(12, PowerDpt, MakeGroupValue({1, 2})));
 
     EXPECT_EQ(log_.GetLines(),
               (Lines{{"DEBUG", "AddEvent - Adding event (CO: 12, value: --, deathTime: 2026-Mar-10 12:00:20)"}}));
@@ -286,7 +286,7 @@ private:
         if (a.co != b.co || a.dpt != b.dpt) {
             return false;
         }
-        if (a.dpt == Power) {
+        if (a.dpt == PowerDpt) {
             return FloatText(a.value.GetFloatValue()) == FloatText(b.value.GetFloatValue());
         }
         return a.value == b.value;
@@ -301,8 +301,8 @@ TEST_F(EventFilterTest, BehavesLikeAListThatIsScanned) {
     const auto anyEntry = [&](ptime now) {
         const auto co = static_cast<std::uint16_t>(1 + below(3));
         const auto value = static_cast<std::uint8_t>(below(3));
-        return below(2) == 0 ? Entry(co, Switch, MakeGroupValue({value}), now)
-                             : Entry(co, Power, Float(static_cast<float>(value) * 4e-7F), now);
+        return below(2) == 0 ? Entry(co, SwitchDpt, MakeGroupValue({value}), now)
+                             : Entry(co, PowerDpt, Float(static_cast<float>(value) * 4e-7F), now);
     };
     ReferenceFilter reference;
     ptime now = Noon;

@@ -22,6 +22,8 @@ inline void SpinUntil(const std::function<bool()>& condition) {
 /// A handler on a stack whose application was downloaded.
 class KnxHandlerFixture : public KnxSideFixture {
 protected:
+    static constexpr std::uint16_t Application = FakeKnxStack::ApplicationObject;
+
     /// Brings the handler up to where values travel.
     void Start() {
         ASSERT_TRUE(sut_->Init(stack_));

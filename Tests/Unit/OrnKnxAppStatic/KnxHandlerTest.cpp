@@ -17,7 +17,6 @@ using Zandrel::KnxHandler;
 using Zandrel::LoadState;
 using Zandrel::ZANVALUE;
 
-constexpr std::uint16_t Application = FakeKnxStack::ApplicationObject;
 constexpr std::uint16_t LoadStateControl = 5;
 
 class KnxHandlerTest : public TestSupport::KnxHandlerFixture {};

@@ -21,8 +21,6 @@ using Zandrel::ZANVALUE;
 
 namespace KnxOdsMapping = Zandrel::KnxOdsMapping;
 
-constexpr std::uint16_t Application = FakeKnxStack::ApplicationObject;
-
 class KnxHandlerValuesTest : public TestSupport::KnxHandlerFixture {};
 
 // Group values

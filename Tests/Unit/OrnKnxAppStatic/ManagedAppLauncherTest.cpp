@@ -9,9 +9,13 @@
 
 namespace {
 
+using AppSideTools::AppHost;
 using AppSideTools::AppHostControlState;
+using AppSideTools::ConnectorHost;
+using AppSideTools::ConnectorLibrary;
 using AppSideTools::LineHook;
-using AppSideTools::LogLine;
+using AppSideTools::Lines;
+using AppSideTools::operator+;
 using AppSideTools::Report;
 using AppSideTools::SecondDevice;
 using AppSideTools::WorkingDirectory;
@@ -21,11 +25,6 @@ using Zandrel::AppLauncher;
 using Zandrel::ThreadControl;
 using Zandrel::VerificationResult;
 
-using Lines = std::vector<LogLine>;
-
-constexpr const char* AppHost = "device/opt/ostra/bin/ornapphost";
-constexpr const char* ConnectorHost = "device/opt/ostra/bin/OrnAppConnectorHost.exe";
-constexpr const char* ConnectorLibrary = "device/opt/ostra/lib/libornconnectorapp.so";
 constexpr const char* Dll = "device/opt/userdata/ornApp/1/MyApp.dll";
 
 const Lines Found{{"INFO",
@@ -48,11 +47,6 @@ const Lines AppHostLaunched{
 const Lines ConnectorHostFailed{{"FATAL", "[MyApp] LaunchApp - Starting managed connectorAppHost failed."}};
 const Lines CheckInterrupted{{"INFO", "[MyApp] LaunchManagedApp - Interruption signaled."}};
 const Lines Duration{{"DEBUG", "~MeasureDuration - Starting app host and connector app host took"}};
-
-Lines operator+(Lines lines, const Lines& more) {
-    lines.insert(lines.end(), more.begin(), more.end());
-    return lines;
-}
 
 class ManagedAppLauncher : public AppHostProcessFixture {
 protected:

@@ -21,7 +21,7 @@
 
 namespace TestSupport {
 
-constexpr std::uint16_t Co = 7;
+constexpr std::uint16_t DisplayCo = 7;
 
 /// Stands for the bus. Thread-safe.
 class Display {
@@ -73,7 +73,7 @@ class TickerFixture : public testing::Test {
 protected:
     using Texts = std::vector<std::string>;
 
-    bool SetText(const std::string& text, std::uint16_t co = Co) {
+    bool SetText(const std::string& text, std::uint16_t co = DisplayCo) {
         return sut_.SetText(co, Zandrel::KnxStyleString(text));
     }
 

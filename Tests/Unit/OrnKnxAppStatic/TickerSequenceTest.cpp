@@ -12,7 +12,7 @@ namespace {
 using boost::chrono::milliseconds;
 using boost::chrono::nanoseconds;
 using boost::chrono::seconds;
-using TestSupport::Co;
+using TestSupport::DisplayCo;
 using TestSupport::LogLine;
 using Zandrel::KnxStyleString;
 namespace Wrapping = Zandrel::DisplayTextWrapping;
@@ -147,7 +147,7 @@ TEST_F(TickerSequenceTest, TerminateWaitsForTheStepThatIsUnderWay) {
             return true;
         },
         clock_);
-    sut.SetText(Co, KnxStyleString(TwentyCharacters));
+    sut.SetText(DisplayCo, KnxStyleString(TwentyCharacters));
     clock_->Advance(seconds(12));
     stepEntered.get_future().wait();
     boost::thread releaser([&] {

@@ -18,7 +18,7 @@ namespace {
 using boost::chrono::hours;
 using boost::chrono::milliseconds;
 using boost::chrono::seconds;
-using TestSupport::Co;
+using TestSupport::DisplayCo;
 using TestSupport::LogLine;
 using TestSupport::ThreadShortage;
 using Zandrel::KnxStyleString;
@@ -121,7 +121,7 @@ TEST_F(TickerTest, TimeThatTheFirstSegmentTakesCountsAsPartOfItsPeriod) {
             return display_.Write(co, text);
         },
         clock_);
-    sut.SetText(Co, KnxStyleString(LongText));
+    sut.SetText(DisplayCo, KnxStyleString(LongText));
 
     EXPECT_EQ(ShownAfter(seconds(0), 2), (Texts{FourteenCharacters, "OP"}));
 }
@@ -130,7 +130,7 @@ TEST_F(TickerTest, TimeBaseScalesThePeriod) {
     TickerThreadManager sut(
         log_.GetLogger(), [this](std::uint16_t co, const KnxStyleString& text) { return display_.Write(co, text); },
         clock_, milliseconds(5));
-    sut.SetText(Co, KnxStyleString(LongText));
+    sut.SetText(DisplayCo, KnxStyleString(LongText));
 
     EXPECT_EQ(ShownAfter(milliseconds(200), 2), (Texts{FourteenCharacters, "OP"}));
 }
@@ -263,7 +263,7 @@ TEST_F(TickerTest, DestructionTerminates) {
         TickerThreadManager sut(
             log_.GetLogger(), [this](std::uint16_t co, const KnxStyleString& text) { return display_.Write(co, text); },
             clock_);
-        sut.SetText(Co, KnxStyleString(LongText));
+        sut.SetText(DisplayCo, KnxStyleString(LongText));
     }
 
     EXPECT_EQ(log_.GetLines(), (Lines{{"DEBUG", "Terminate - Stopping all ticker threads."}}));
@@ -324,10 +324,10 @@ TEST_F(TickerTest, TickerThatGetsNoThreadStandsStill) {
 TEST_F(TickerTest, WithoutAWriteFunctionTextsThrow) {
     TickerThreadManager sut(log_.GetLogger(), nullptr, clock_);
 
-    EXPECT_THROW(sut.SetText(Co, KnxStyleString("A")), std::bad_function_call);
-    EXPECT_THROW(sut.SetText(Co, KnxStyleString(LongText)), std::bad_function_call);
+    EXPECT_THROW(sut.SetText(DisplayCo, KnxStyleString("A")), std::bad_function_call);
+    EXPECT_THROW(sut.SetText(DisplayCo, KnxStyleString(LongText)), std::bad_function_call);
     sut.SetWrapping(Wrapping::NoTicker);
-    EXPECT_THROW(sut.SetText(Co, KnxStyleString("A")), std::bad_function_call);
+    EXPECT_THROW(sut.SetText(DisplayCo, KnxStyleString("A")), std::bad_function_call);
 }
 
 TEST_F(TickerTest, ExceptionEndsTheTickerInOneLine) {
@@ -342,7 +342,7 @@ TEST_F(TickerTest, ExceptionEndsTheTickerInOneLine) {
             return true;
         },
         clock_);
-    sut.SetText(Co, KnxStyleString(LongText));
+    sut.SetText(DisplayCo, KnxStyleString(LongText));
     clock_->Advance(hours(1));
     ASSERT_TRUE(display_.WaitFor(2));
     sut.Terminate();

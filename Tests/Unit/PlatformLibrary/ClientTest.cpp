@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "CapturingAppender.h"
+#include "ClientPointer.h"
 #include "FakeDeviceStack.h"
 #include "Ostra/IDeviceStackClient.h"
 #include "RecordingHandlers.h"
@@ -36,11 +37,6 @@ using TestSupport::LogLine;
 using Manner = FakeDeviceStack::Manner;
 using Clock = std::chrono::steady_clock;
 using Lines = std::vector<std::string>;
-
-struct Releaser {
-    void operator()(IDeviceStackClient* client) const { ReleaseDeviceStackClient(client); }
-};
-using Client = std::unique_ptr<IDeviceStackClient, Releaser>;
 
 /// A bound port of the loopback interface on which nobody listens.
 class DeafPort {
@@ -101,7 +97,7 @@ protected:
 TEST_F(ClientFactory, ConnectsToTheDeviceStackOfTheEnvironment) {
     FakeDeviceStack stack;
     const ScopedEnvironment address("ORN_DEVICE_STACK", stack.GetAddress().c_str());
-    const Client sut(CreateDeviceStackClient());
+    const ClientPointer sut(CreateDeviceStackClient());
     ASSERT_NE(sut, nullptr);
     EXPECT_TRUE(sut->Send(R"({"command":"X"})"));
     EXPECT_EQ(stack.NextFrame(), R"({"command":"X"})");
@@ -110,7 +106,7 @@ TEST_F(ClientFactory, ConnectsToTheDeviceStackOfTheEnvironment) {
 TEST_F(ClientFactory, ConnectsToANamedHost) {
     FakeDeviceStack stack;
     const std::string address = stack.GetAddress();
-    const Client sut(CreateDeviceStackClient("localhost" + address.substr(address.find(':'))));
+    const ClientPointer sut(CreateDeviceStackClient("localhost" + address.substr(address.find(':'))));
     EXPECT_NE(sut, nullptr);
 }
 
@@ -188,7 +184,7 @@ TEST_F(ClientFactory, LeavesNoDescriptorBehind) {
     for (int i = 0; i < 10; ++i) {
         EXPECT_EQ(CreateDeviceStackClient(port.GetAddress()), nullptr);
         FakeDeviceStack stack;
-        EXPECT_NE(Client(CreateDeviceStackClient(stack.GetAddress())), nullptr);
+        EXPECT_NE(ClientPointer(CreateDeviceStackClient(stack.GetAddress())), nullptr);
     }
     EXPECT_EQ(GetDescriptors().size(), before);
 }
@@ -204,7 +200,7 @@ protected:
     FakeDeviceStack stack;
     RecordingEventHandler events;
     RecordingResponseHandler answers;
-    Client sut{CreateDeviceStackClient(stack.GetAddress())};
+    ClientPointer sut{CreateDeviceStackClient(stack.GetAddress())};
 };
 
 TEST_F(ConnectedClient, SendsRequestsAsTheyAreAndInOrder) {
@@ -340,7 +336,7 @@ TEST_F(ConnectedClient, AfterReleaseNoHandlerIsCalled) {
 TEST(Client, ReleaseDoesNotWaitForAPeerThatDoesNotRead) {
     const TestSupport::GlobalLogCapture log;
     FakeDeviceStack stack(Manner::NeverReads);
-    Client sut(CreateDeviceStackClient(stack.GetAddress()));
+    ClientPointer sut(CreateDeviceStackClient(stack.GetAddress()));
     ASSERT_NE(sut, nullptr);
     for (int i = 0; i < 32; ++i) {
         EXPECT_TRUE(sut->Send(std::string(1 << 20, 'x')));

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "CapturingAppender.h"
+#include "ClientPointer.h"
 #include "FakeDeviceStack.h"
 #include "Ostra/IDeviceStackClient.h"
 #include "RecordingHandlers.h"
@@ -18,11 +19,6 @@ using Manner = FakeDeviceStack::Manner;
 using Ostra::IDeviceStackClient;
 using Clock = std::chrono::steady_clock;
 using Lines = std::vector<std::string>;
-
-struct Releaser {
-    void operator()(IDeviceStackClient* client) const { Ostra::ReleaseDeviceStackClient(client); }
-};
-using Client = std::unique_ptr<IDeviceStackClient, Releaser>;
 
 constexpr const char* Event = R"({"event":"configurationChanged","id":12})";
 
@@ -53,7 +49,7 @@ protected:
     TestSupport::GlobalLogCapture log;
     FakeDeviceStack stack{Manner::NeverReads};
     RecordingEventHandler events;
-    Client sut{Ostra::CreateDeviceStackClient(stack.GetAddress())};
+    ClientPointer sut{Ostra::CreateDeviceStackClient(stack.GetAddress())};
 };
 
 TEST_F(DirectSend, WhatTheSocketDoesNotTakeGoesOutInOrderBeforeWhatFollows) {

@@ -16,6 +16,7 @@
 #include <string>
 
 #include "CapturingAppender.h"
+#include "ClientPointer.h"
 #include "FakeDeviceStack.h"
 #include "Ostra/IDeviceStackClient.h"
 
@@ -26,11 +27,6 @@ using boost::asio::local::stream_protocol;
 
 constexpr uid_t Root = 0;
 constexpr uid_t Nobody = 65534;
-
-struct Releaser {
-    void operator()(Ostra::IDeviceStackClient* client) const { Ostra::ReleaseDeviceStackClient(client); }
-};
-using Client = std::unique_ptr<Ostra::IDeviceStackClient, Releaser>;
 
 tcp::endpoint ToEndpoint(const std::string& address) {
     const auto colon = address.rfind(':');
@@ -62,7 +58,7 @@ TEST_F(LocalSocket, IsPreferredByAClient) {
         stream.read(buffer);
         frame = boost::beast::buffers_to_string(buffer.data());
     });
-    Client sut(Ostra::CreateDeviceStackClient(port.GetAddress()));
+    ClientPointer sut(Ostra::CreateDeviceStackClient(port.GetAddress()));
     ASSERT_NE(sut, nullptr);
     EXPECT_TRUE(sut->Send(R"({"command":"X"})"));
     server.join();
@@ -77,7 +73,7 @@ TEST_F(LocalSocket, OfAnotherUserIsNotUsed) {
     ASSERT_EQ(seteuid(Nobody), 0);
     const stream_protocol::acceptor acceptor(context, Ostra::MakeLocalEndpoint(ToEndpoint(port.GetAddress())));
     ASSERT_EQ(seteuid(Root), 0);
-    const Client sut(Ostra::CreateDeviceStackClient(port.GetAddress()));
+    const ClientPointer sut(Ostra::CreateDeviceStackClient(port.GetAddress()));
     ASSERT_NE(sut, nullptr);
     EXPECT_TRUE(sut->Send(R"({"command":"X"})"));
     EXPECT_EQ(port.NextFrame(), R"({"command":"X"})");

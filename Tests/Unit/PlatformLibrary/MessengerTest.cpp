@@ -18,7 +18,7 @@
 namespace {
 
 using namespace std::string_literals;
-using boost::posix_time::milliseconds;
+namespace posix_time = boost::posix_time;
 using boost::posix_time::seconds;
 using Ostra::IDeviceStackClient;
 using TestSupport::LogLine;
@@ -79,7 +79,7 @@ protected:
     std::unique_ptr<DscAsyncRequestMessenger> MakeMessenger(boost::posix_time::time_duration timeout) {
         return std::make_unique<DscAsyncRequestMessenger>(road, timeout, WarnAfterTimeouts, log.GetLogger());
     }
-    void LetTimeOut() { EXPECT_FALSE(sut->Request(R"({"command":"X"})", milliseconds(1)).IsAnswered()); }
+    void LetTimeOut() { EXPECT_FALSE(sut->Request(R"({"command":"X"})", posix_time::milliseconds(1)).IsAnswered()); }
 
     TestSupport::LogCapture log;
     FakeRoad road;
@@ -145,14 +145,14 @@ TEST_F(Messenger, RefusedAnswerGivesTheReason) {
 }
 
 TEST_F(Messenger, RequestTimesOut) {
-    const Docket docket = sut->Request(R"({"command":"X"})", milliseconds(5));
+    const Docket docket = sut->Request(R"({"command":"X"})", posix_time::milliseconds(5));
     EXPECT_FALSE(docket.IsReplyValid());
     EXPECT_FALSE(docket.IsAnswered());
     EXPECT_EQ(docket.ReadDeliveryError(), "");
 }
 
 TEST_F(Messenger, TimeOutOfZeroIsTheDefaultOne) {
-    sut = MakeMessenger(milliseconds(5));
+    sut = MakeMessenger(posix_time::milliseconds(5));
     sut->SetAsResponseHandler();
     EXPECT_FALSE(sut->Request(R"({"command":"X"})", {}).IsAnswered());
     EXPECT_FALSE(sut->SetConfiguration("{}", {}).IsAnswered());
@@ -170,7 +170,7 @@ TEST_F(Messenger, EndlessTimeOutStillGetsItsAnswer) {
 }
 
 TEST_F(Messenger, DropsALateAnswerWithOneDebugLine) {
-    const Docket docket = sut->Request(R"({"command":"X"})", milliseconds(1));
+    const Docket docket = sut->Request(R"({"command":"X"})", posix_time::milliseconds(1));
     EXPECT_FALSE(docket.IsAnswered());
     const auto number = road.LastNumber();
     log.TakeLines();
@@ -182,7 +182,7 @@ TEST_F(Messenger, DropsALateAnswerWithOneDebugLine) {
 }
 
 TEST_F(Messenger, DropsALateAnswerThatNobodyAskedFor) {
-    const Docket docket = sut->Request(R"({"command":"X"})", milliseconds(-1));
+    const Docket docket = sut->Request(R"({"command":"X"})", posix_time::milliseconds(-1));
     road.handler->OnResponse(road.LastNumber(), true, "{}");
     EXPECT_EQ(
         log.TakeLines(),
@@ -213,7 +213,7 @@ TEST_F(Messenger, AnswerEndsTheRowOfTimeOuts) {
 
 TEST_F(Messenger, NoticesTimeOutsOfAbandonedDockets) {
     for (unsigned int i = 0; i < WarnAfterTimeouts; ++i) {
-        sut->Request(R"({"command":"X"})", milliseconds(-1));
+        sut->Request(R"({"command":"X"})", posix_time::milliseconds(-1));
     }
     EXPECT_EQ(log.TakeLines(), std::vector<LogLine>{});
     sut->Request(R"({"command":"X"})", {});

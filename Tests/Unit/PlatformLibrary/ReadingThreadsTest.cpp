@@ -23,16 +23,16 @@ namespace {
 
 namespace asio = boost::asio;
 using Socket = asio::local::stream_protocol::socket;
-using Handler = Ostra::IDeviceStackClient::IEventHandler;
+using EventHandler = Ostra::IDeviceStackClient::IEventHandler;
 using Lines = std::vector<std::string>;
 
-constexpr boost::chrono::seconds LongestWait{20};
+constexpr boost::chrono::seconds Patience{20};
 
 /// Set once, waited for for 20 s at most.
 class Signal {
 public:
     void Give() { promise_.set_value(); }
-    bool Await() { return future_.wait_for(LongestWait) == boost::future_status::ready; }
+    bool Await() { return future_.wait_for(Patience) == boost::future_status::ready; }
 
 private:
     boost::promise<void> promise_;
@@ -65,7 +65,7 @@ protected:
                              if (character >= '0' && character <= '9') {
                                  digits.Add(std::string(1, character));
                              } else {
-                                 calls.Post([this, letter = character](Handler&) { OnEvent(letter); });
+                                 calls.Post([this, letter = character](EventHandler&) { OnEvent(letter); });
                              }
                              Read();
                          });
@@ -160,7 +160,7 @@ TEST_F(ReadingThreads, TheEventThreadReadsAgainOnceItHadAnEventOfTheOther) {
     events.Await(1);
     // Not at once: the two may still be on their way.
     const auto eventThread = *events.GetThreads().begin();
-    const auto deadline = boost::chrono::steady_clock::now() + LongestWait;
+    const auto deadline = boost::chrono::steady_clock::now() + Patience;
     boost::thread::id reader;
     for (std::size_t count = 2; reader != eventThread && boost::chrono::steady_clock::now() < deadline; ++count) {
         Send("a");

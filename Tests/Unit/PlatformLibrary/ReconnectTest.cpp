@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "CapturingAppender.h"
+#include "ClientPointer.h"
 #include "FakeDeviceStack.h"
 #include "Ostra/IDeviceStackClient.h"
 #include "RecordingHandlers.h"
@@ -18,10 +19,6 @@ using Manner = FakeDeviceStack::Manner;
 using TestSupport::LogLine;
 using Clock = std::chrono::steady_clock;
 using Lines = std::vector<std::string>;
-
-struct Releaser {
-    void operator()(Ostra::IDeviceStackClient* client) const { Ostra::ReleaseDeviceStackClient(client); }
-};
 
 class Reconnect : public testing::Test {
 protected:
@@ -39,7 +36,7 @@ protected:
     FakeDeviceStack stack;
     RecordingEventHandler events;
     RecordingResponseHandler answers;
-    std::unique_ptr<Ostra::IDeviceStackClient, Releaser> sut{Ostra::CreateDeviceStackClient(stack.GetAddress())};
+    ClientPointer sut{Ostra::CreateDeviceStackClient(stack.GetAddress())};
 };
 
 TEST_F(Reconnect, TellsBothHandlersAndComesBack) {

@@ -13,10 +13,8 @@ using Set8 = WholeCoding<std::uint8_t, &IsCodeWithin<std::uint8_t, Defined>>;
 template <std::uint16_t Defined>
 using Set16 = WholeCoding<std::uint16_t, &IsCodeWithin<std::uint16_t, Defined>>;
 
-constexpr int AnySub = DataPointType::AnySub;
-
 // The sub types that leave bits undefined, each with the bits that it defines. Of any other one all bits are defined.
-constexpr std::array Table{
+constexpr std::array BitSetTable{
     Row<Set8<0x1F>>(21, 1, DeclaredInteger),     // general status
     Row<Set8<0x07>>(21, 2, DeclaredInteger),     // device control
     Row<Set8<0x01>>(21, 101, DeclaredInteger),   // forcing signal of a cooling
@@ -41,7 +39,7 @@ constexpr std::array Table{
 }  // namespace
 
 DataPointFamily GetBitSetTypes() {
-    return FamilyOf(Table);
+    return FamilyOf(BitSetTable);
 }
 
 }  // namespace Zandrel

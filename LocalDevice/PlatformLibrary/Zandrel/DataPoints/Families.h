@@ -31,6 +31,8 @@ constexpr Declared DeclaredText(const char* initial) {
     return {ZANVALUE::Type::Text, ZANVALUE::PlainSubtype, initial};
 }
 
+constexpr int AnySub = DataPointType::AnySub;
+
 /// A row of the table. `Coding` has the `Size` of its values in bytes and the two directions of `DataPointType`.
 template <typename Coding>
 constexpr DataPointType Row(std::uint32_t mainNumber, int subNumber, const Declared& declared) {

@@ -123,11 +123,9 @@ constexpr Declared FirstMode{ZANVALUE::Type::Integer, ZANVALUE::PlainSubtype, "1
 constexpr std::uint8_t LastScene = 63;
 constexpr std::uint8_t LastTariff = 254;
 
-constexpr int AnySub = DataPointType::AnySub;
-
 // Main types 5 and 8 are declared as floats, which hold their percentages as well as their counts. A main type has one
 // declared type, so that the status of 6.020 is a number as its neighbours are.
-constexpr std::array Table{
+constexpr std::array NumberTable{
     Row<BitCoding>(1, AnySub, DeclaredBoolean),
     Row<ScaledCoding<std::uint8_t, 100, 255>>(5, 1, DeclaredFloat),                              // percent
     Row<ScaledCoding<std::uint8_t, 360, 255>>(5, 3, DeclaredFloat),                              // degrees
@@ -154,7 +152,7 @@ constexpr std::array Table{
 }  // namespace
 
 DataPointFamily GetNumberTypes() {
-    return FamilyOf(Table);
+    return FamilyOf(NumberTable);
 }
 
 }  // namespace Zandrel

@@ -156,9 +156,7 @@ constexpr std::array ColourFields{
 };
 constexpr RecordLayout Colour = LayoutOf<6>(ColourFields);
 
-constexpr int AnySub = DataPointType::AnySub;
-
-constexpr std::array Table{
+constexpr std::array RecordTable{
     Row<RecordCoding<Control>>(2, AnySub, DeclaredText("0")),
     Row<RecordCoding<Step>>(3, AnySub, DeclaredText("decrease 0")),
     Row<RecordCoding<Time>>(10, AnySub, DeclaredText("00:00:00")),
@@ -176,7 +174,7 @@ constexpr std::array Table{
 }  // namespace
 
 DataPointFamily GetRecordTypes() {
-    return FamilyOf(Table);
+    return FamilyOf(RecordTable);
 }
 
 }  // namespace Zandrel

@@ -105,9 +105,7 @@ struct Utf8Coding {
     static bool IsUtf8(const std::string& text) { return getLatin1FromUTF8Lossy(UTF8String(text)).has_value(); }
 };
 
-constexpr int AnySub = DataPointType::AnySub;
-
-constexpr std::array Table{
+constexpr std::array TextTable{
     Row<CharacterCoding<LastAscii>>(4, 1, DeclaredText("")),
     Row<CharacterCoding<LastLatin1>>(4, AnySub, DeclaredText("")),
     Row<CharactersCoding<LastAscii>>(16, 0, DeclaredText("")),
@@ -118,7 +116,7 @@ constexpr std::array Table{
 }  // namespace
 
 DataPointFamily GetTextTypes() {
-    return FamilyOf(Table);
+    return FamilyOf(TextTable);
 }
 
 }  // namespace Zandrel

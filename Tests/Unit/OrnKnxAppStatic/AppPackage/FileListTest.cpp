@@ -26,22 +26,23 @@ std::string ErrorOf(const std::string& text) {
     return "no error";
 }
 
-using List = std::vector<std::string>;
+using NameList = std::vector<std::string>;
 
 TEST(FileListTest, EntriesComeInTheirOrder) {
-    EXPECT_EQ(Names("<l><File><Name>b</Name></File><x/><File/><File><Name>a</Name></File></l>"), (List{"b", "-", "a"}));
+    EXPECT_EQ(Names("<l><File><Name>b</Name></File><x/><File/><File><Name>a</Name></File></l>"),
+              (NameList{"b", "-", "a"}));
 }
 
 TEST(FileListTest, NameOfTheTopElementIsNotLookedAt) {
     EXPECT_EQ(
         Names(
             "<?xml version='1.0'?><!DOCTYPE x [<!ENTITY a 'b'>]><!-- list --><File><File><Name>a</Name></File></File>"),
-        (List{"a"}));
+        (NameList{"a"}));
 }
 
 TEST(FileListTest, OnlyElementsDirectlyBelowTheTopCount) {
-    EXPECT_EQ(Names("<l><x><File><Name>a</Name></File></x></l>"), List());
-    EXPECT_EQ(Names("<l><file><Name>a</Name></file><n:File><Name>a</Name></n:File></l>"), List());
+    EXPECT_EQ(Names("<l><x><File><Name>a</Name></File></x></l>"), NameList());
+    EXPECT_EQ(Names("<l><file><Name>a</Name></file><n:File><Name>a</Name></n:File></l>"), NameList());
 }
 
 TEST(FileListTest, FirstElementOfANameCounts) {
@@ -54,21 +55,22 @@ TEST(FileListTest, FirstElementOfANameCounts) {
 
 TEST(FileListTest, AllTextOfAnElementCountsAsItStands) {
     EXPECT_EQ(Names("<l><File><Name> a<!-- x -->b<x>c</x><![CDATA[<&> ]]>d \n</Name></File></l>"),
-              (List{" ab<&> d \n"}));
+              (NameList{" ab<&> d \n"}));
 }
 
 TEST(FileListTest, WhiteSpaceAloneIsNoText) {
-    EXPECT_EQ(Names("<l><File><Name> \n</Name></File><File><Name> <![CDATA[a]]> </Name></File></l>"), (List{"", "a"}));
+    EXPECT_EQ(Names("<l><File><Name> \n</Name></File><File><Name> <![CDATA[a]]> </Name></File></l>"),
+              (NameList{"", "a"}));
 }
 
 TEST(FileListTest, EntitiesStandForTheirCharacters) {
     EXPECT_EQ(Names("<l><File><Name>&amp;&lt;&gt;&quot;&apos;&#65;&#x42;&#xE4;&other;</Name></File></l>"),
-              (List{"&<>\"'AB\xC3\xA4&other;"}));
-    EXPECT_EQ(Names("<l><File><Name>a&#0;b</Name></File></l>"), (List{std::string("a\0b", 3)}));
+              (NameList{"&<>\"'AB\xC3\xA4&other;"}));
+    EXPECT_EQ(Names("<l><File><Name>a&#0;b</Name></File></l>"), (NameList{std::string("a\0b", 3)}));
 }
 
 TEST(FileListTest, ByteOrderMarkIsSkipped) {
-    EXPECT_EQ(Names("\xEF\xBB\xBF<l><File><Name>a</Name></File></l>"), (List{"a"}));
+    EXPECT_EQ(Names("\xEF\xBB\xBF<l><File><Name>a</Name></File></l>"), (NameList{"a"}));
 }
 
 TEST(FileListTest, WhatIsNoDocumentIsRefused) {

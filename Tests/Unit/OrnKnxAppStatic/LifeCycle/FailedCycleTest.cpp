@@ -1,6 +1,5 @@
 #include <boost/chrono/duration.hpp>
 #include <ostream>
-#include <sstream>
 
 #include "LifeCycleFixture.h"
 #include "Zandrel/KnxOdsMapping.h"
@@ -17,11 +16,11 @@ enum class FailedStop {
     UnloadedAfterLaunch,         ///< there is no such app
 };
 
-enum class Event { Nothing, Restart, Exit, ExitAndDelete, ExitTooLate, ExitAndDeleteTooLate, DeviceStackLost };
+enum class FailedEvent { Nothing, Restart, Exit, ExitAndDelete, ExitTooLate, ExitAndDeleteTooLate, DeviceStackLost };
 
 struct FailedWay {
     FailedStop stop;
-    Event event;
+    FailedEvent event;
 };
 
 std::ostream& operator<<(std::ostream& stream, const FailedWay& way) {
@@ -31,12 +30,13 @@ std::ostream& operator<<(std::ostream& stream, const FailedWay& way) {
     return stream << "StoppedAt" << Stops[static_cast<int>(way.stop)] << "Then" << Events[static_cast<int>(way.event)];
 }
 
-std::vector<FailedWay> AllWays() {
+std::vector<FailedWay> AllFailedWays() {
     std::vector<FailedWay> ways;
     for (const FailedStop stop :
          {FailedStop::UnloadedAfterConfiguration, FailedStop::KnxCommunicationOff, FailedStop::UnloadedAfterLaunch}) {
-        for (const Event event : {Event::Nothing, Event::Restart, Event::Exit, Event::ExitAndDelete, Event::ExitTooLate,
-                                  Event::ExitAndDeleteTooLate, Event::DeviceStackLost}) {
+        for (const FailedEvent event :
+             {FailedEvent::Nothing, FailedEvent::Restart, FailedEvent::Exit, FailedEvent::ExitAndDelete,
+              FailedEvent::ExitTooLate, FailedEvent::ExitAndDeleteTooLate, FailedEvent::DeviceStackLost}) {
             ways.push_back({stop, event});
         }
     }
@@ -89,24 +89,24 @@ TEST_P(WayThroughAFailedCycle, EndsAndLeavesNothingBehind) {
     StartFailedCycle();
     EXPECT_FALSE(HasChild());
     switch (GetParam().event) {
-        case Event::Restart:
+        case FailedEvent::Restart:
             Repair();
             EXPECT_EQ(Restart().result, Started);
             WaitForCycleEnd();
             EXPECT_TRUE(stack_.GetRunStates().back());
             break;
-        case Event::Exit:
+        case FailedEvent::Exit:
             return ExitNow(false, false);
-        case Event::ExitAndDelete:
+        case FailedEvent::ExitAndDelete:
             return ExitNow(true, false);
-        case Event::ExitTooLate:
+        case FailedEvent::ExitTooLate:
             return ExitNow(false, true);
-        case Event::ExitAndDeleteTooLate:
+        case FailedEvent::ExitAndDeleteTooLate:
             return ExitNow(true, true);
-        case Event::DeviceStackLost:
+        case FailedEvent::DeviceStackLost:
             LoseConnection();
             [[fallthrough]];
-        case Event::Nothing:
+        case FailedEvent::Nothing:
             Release();
             WaitForCycleEnd();
             EXPECT_EQ(stack_.GetRunStates(), std::vector<bool>{false});
@@ -120,13 +120,8 @@ TEST_P(WayThroughAFailedCycle, EndsAndLeavesNothingBehind) {
     EXPECT_EQ(Exit().result, Exited);
 }
 
-std::string NameOf(const testing::TestParamInfo<FailedWay>& info) {
-    std::ostringstream name;
-    name << info.param;
-    return name.str();
-}
-
-INSTANTIATE_TEST_SUITE_P(All, WayThroughAFailedCycle, testing::ValuesIn(AllWays()), &NameOf);
+INSTANTIATE_TEST_SUITE_P(All, WayThroughAFailedCycle, testing::ValuesIn(AllFailedWays()),
+                         testing::PrintToStringParamName());
 
 }  // namespace
 }  // namespace LifeCycle

@@ -29,7 +29,7 @@ std::ptrdiff_t CountThreads() {
 std::string Value(unsigned long id, int value) {
     return "\"id\":" + std::to_string(id) + R"(,"value":"3.1:)" + std::to_string(value) + '"';
 }
-std::string Event(int event) {
+std::string EventRequest(int event) {
     return Value(Mapping::GetAppHostAppControlEventObjModelId(1), event);
 }
 std::string State(int state) {
@@ -74,7 +74,7 @@ bool IsOfACycle(const std::string& line) {
 
 LifeCycleFixture::LifeCycleFixture()
     : hostThread_(log4cplus::thread::getCurrentThreadName()), idleDescriptors_(ProcessTestTools::CountDescriptors()) {
-    AppSideTools::WorkingDirectory::MakeLink(TEST_CHILD, "device/opt/ostra/bin/ornapphost");
+    AppSideTools::WorkingDirectory::MakeLink(TEST_CHILD, AppSideTools::AppHost);
     AppSideTools::WorkingDirectory::MakeFile("device/opt/userdata/orn/libornmyapp.so");
     PrepareKnxStack();
     PrepareDeviceStack();
@@ -132,7 +132,7 @@ void LifeCycleFixture::PrepareDeviceStack() {
     const unsigned long state = Mapping::GetAppHostAppControlStateObjModelId(1);
     AcceptDeviceConfig();
     // The app obeys the event that shuts it down, and a run state that is written is reported.
-    deviceStack_.RunBefore(Event(1), [this, state] {
+    deviceStack_.RunBefore(EventRequest(1), [this, state] {
         if (isAppAlive_) {
             deviceStack_.Report(state, "3.1:0");
         }
@@ -225,7 +225,7 @@ std::string LifeCycleFixture::GetRequestText(Stop stop) {
         case Stop::ConfigurationLoaded:
             return "configurationLoaded";
         default:
-            return Event(2);
+            return EventRequest(2);
     }
 }
 

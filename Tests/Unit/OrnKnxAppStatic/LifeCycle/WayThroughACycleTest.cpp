@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <boost/chrono/duration.hpp>
-#include <sstream>
 
 #include "ExpectedLines.h"
 #include "LifeCycleFixture.h"
@@ -287,13 +286,7 @@ TEST_P(WayThroughACycle, EndsAsItIsMeantToAndLeavesNothingBehind) {
     EXPECT_EQ(Exit().result, Exited);
 }
 
-std::string NameOf(const testing::TestParamInfo<Way>& info) {
-    std::ostringstream name;
-    name << info.param;
-    return name.str();
-}
-
-INSTANTIATE_TEST_SUITE_P(All, WayThroughACycle, testing::ValuesIn(AllWays()), &NameOf);
+INSTANTIATE_TEST_SUITE_P(All, WayThroughACycle, testing::ValuesIn(AllWays()), testing::PrintToStringParamName());
 
 class RestartDuringACycle : public WayThroughACycle {};
 
@@ -303,7 +296,8 @@ TEST_P(RestartDuringACycle, EndsItEarlyWithoutARunStateOrATimerAndTheNextCycleHa
     EXPECT_EQ(Exit().result, Exited);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, RestartDuringACycle, testing::ValuesIn(WaysToARestart()), &NameOf);
+INSTANTIATE_TEST_SUITE_P(All, RestartDuringACycle, testing::ValuesIn(WaysToARestart()),
+                         testing::PrintToStringParamName());
 
 }  // namespace
 }  // namespace LifeCycle

@@ -8,11 +8,7 @@ using namespace Program;
 
 class ProgramExit : public ProgramFixture {};
 
-const Lines UnloadedSignalled{{"INFO", "[App] IndicateLoadState - Signal configurationUnloaded to devicestack."},
-                              {"INFO", "[App] SignalAppHostKnxCommunicationState - Signal KNX communication 'off'."}};
 const Lines SignalledOff{{"INFO", "[App] Exit - Signaled disabled KNX communication"}};
-const Lines Stopped{{"DEBUG", "Terminate - Stopping all ticker threads."},
-                    {"DEBUG", "~MeasureDuration - Interrupting and joining the init thread took"}};
 const Lines Disconnected{{"INFO", "~MeasureDuration - Disconnecting from dsc took"}};
 const Requests AllRequests{Unloaded, SetValue(Event, "3.1:3"), SetValue(Event, "3.1:1"), Disable()};
 
@@ -89,7 +85,7 @@ TEST_F(ProgramExit, GoesOnWhenTheCycleCannotBeJoined) {
 }
 
 /// A step of `Exit` that throws, and what it leaves in the log.
-struct ThrowingStep {
+struct ThrowingExitStep {
     const char* name;
     const char* request;  ///< whose sending throws; empty where something else does
     bool joinThrows;
@@ -97,11 +93,11 @@ struct ThrowingStep {
     Lines lines;
 };
 
-std::ostream& operator<<(std::ostream& stream, const ThrowingStep& step) {
+std::ostream& operator<<(std::ostream& stream, const ThrowingExitStep& step) {
     return stream << step.name;
 }
 
-class ProgramExitWithAThrowingStep : public ProgramFixture, public testing::WithParamInterface<ThrowingStep> {};
+class ProgramExitWithAThrowingStep : public ProgramFixture, public testing::WithParamInterface<ThrowingExitStep> {};
 
 TEST_P(ProgramExitWithAThrowingStep, GoesOn) {
     Start();
@@ -137,28 +133,28 @@ TEST_P(ProgramExitWithAThrowingStep, GoesOn) {
 
 INSTANTIATE_TEST_SUITE_P(
     Steps, ProgramExitWithAThrowingStep,
-    testing::Values(ThrowingStep{"Unloaded",
-                                 "configurationUnloaded",
-                                 false,
-                                 false,
-                                 {{"ERROR",
-                                   "[App] IndicateLoadState - Error sending configurationUnloaded to devicestack! on "
-                                   "fire"}}},
-                    ThrowingStep{"KnxCommunicationOff",
-                                 "3.1:3",
-                                 false,
-                                 false,
-                                 {{"ERROR", "[App] Exit - Unexpected failure: on fire"},
-                                  {"ERROR", "[App] Exit - Failed to signal disabled KNX communication"}}},
-                    ThrowingStep{"Join",
-                                 "",
-                                 true,
-                                 false,
-                                 {{"ERROR", "[App] StopInitThread - Unexpected failure: on fire"},
-                                  {"WARN", "[App] Exit - Failed to stop init thread."}}},
-                    ThrowingStep{
-                        "Reset", "enabled", false, false, {{"ERROR", "[App] Exit - Unexpected failure: on fire"}}},
-                    ThrowingStep{"Release", "", false, true, {{"ERROR", "[App] Exit - Unexpected failure: on fire"}}}),
+    testing::Values(
+        ThrowingExitStep{"Unloaded",
+                         "configurationUnloaded",
+                         false,
+                         false,
+                         {{"ERROR",
+                           "[App] IndicateLoadState - Error sending configurationUnloaded to devicestack! on "
+                           "fire"}}},
+        ThrowingExitStep{"KnxCommunicationOff",
+                         "3.1:3",
+                         false,
+                         false,
+                         {{"ERROR", "[App] Exit - Unexpected failure: on fire"},
+                          {"ERROR", "[App] Exit - Failed to signal disabled KNX communication"}}},
+        ThrowingExitStep{"Join",
+                         "",
+                         true,
+                         false,
+                         {{"ERROR", "[App] StopInitThread - Unexpected failure: on fire"},
+                          {"WARN", "[App] Exit - Failed to stop init thread."}}},
+        ThrowingExitStep{"Reset", "enabled", false, false, {{"ERROR", "[App] Exit - Unexpected failure: on fire"}}},
+        ThrowingExitStep{"Release", "", false, true, {{"ERROR", "[App] Exit - Unexpected failure: on fire"}}}),
     [](const auto& instance) { return instance.param.name; });
 
 /// The step that ends the process throws: the gate after the join ends it.

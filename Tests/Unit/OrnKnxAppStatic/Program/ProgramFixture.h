@@ -22,7 +22,8 @@
 
 namespace Program {
 
-using Lines = std::vector<TestSupport::LogLine>;
+using AppSideTools::Lines;
+using AppSideTools::operator+;
 using Requests = std::vector<std::string>;
 using Zandrel::AppHostControlState;
 
@@ -50,12 +51,18 @@ inline std::string Disable() {
            R"(,"properties":{"enabled":false}})";
 }
 
+inline const Lines UnloadedSignalled{
+    {"INFO", "[App] IndicateLoadState - Signal configurationUnloaded to devicestack."},
+    {"INFO", "[App] SignalAppHostKnxCommunicationState - Signal KNX communication 'off'."}};
+inline const Lines Stopped{{"DEBUG", "Terminate - Stopping all ticker threads."},
+                           {"DEBUG", "~MeasureDuration - Interrupting and joining the init thread took"}};
+
 /// The application program with an app "App" whose app host runs until it is killed. The app reports "Running" and,
 /// when the host waits for that, "Stopped".
 class ProgramFixture : public testing::Test {
 protected:
     ProgramFixture() {
-        AppSideTools::WorkingDirectory::MakeLink(TEST_CHILD, "device/opt/ostra/bin/ornapphost");
+        AppSideTools::WorkingDirectory::MakeLink(TEST_CHILD, AppSideTools::AppHost);
         AppSideTools::WorkingDirectory::MakeFile("device/opt/userdata/orn/libornapp.so");
         deviceStack_.Accept("GetDeviceConfig", R"({"deviceConfig":{"ipc":{"KnxSerialNumber1":"000A14FF0102"}}})");
         stack_.DownloadApplication("App");
@@ -226,11 +233,6 @@ inline Lines LinesOfAStopWithoutApp() {
             {"ERROR", "Stop - Failed to send termination to application. Need to kill running processes."},
             {"INFO", "Stop - No running app host on this machine to be terminated"},
             {"DEBUG", "~MeasureDuration - Stopping app host took"}};
-}
-
-inline Lines operator+(Lines a, const Lines& b) {
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
 }
 
 }  // namespace Program

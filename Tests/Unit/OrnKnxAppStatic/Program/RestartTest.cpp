@@ -13,10 +13,6 @@ using TestSupport::ThreadShortage;
 
 class ProgramRestart : public ProgramFixture {};
 
-const Lines UnloadedSignalled{{"INFO", "[App] IndicateLoadState - Signal configurationUnloaded to devicestack."},
-                              {"INFO", "[App] SignalAppHostKnxCommunicationState - Signal KNX communication 'off'."}};
-const Lines Stopped{{"DEBUG", "Terminate - Stopping all ticker threads."},
-                    {"DEBUG", "~MeasureDuration - Interrupting and joining the init thread took"}};
 const Lines Resetting{{"INFO", "[App] OnDeviceRestart - Resetting downloaded knx configuration"}};
 const Lines Restarted{{"DEBUG", "[App] StartInitThread - Started a new thread for updating enabled objects."}};
 
@@ -120,18 +116,18 @@ TEST_F(ProgramRestart, InitWithoutThreadsFails) {
 }
 
 /// A step of a restart that throws, and what comes of it.
-struct ThrowingStep {
+struct ThrowingRestartStep {
     const char* name;
     const char* request;  ///< whose sending throws; empty: the join does
     int result;
     Lines lines;
 };
 
-std::ostream& operator<<(std::ostream& stream, const ThrowingStep& step) {
+std::ostream& operator<<(std::ostream& stream, const ThrowingRestartStep& step) {
     return stream << step.name;
 }
 
-class ProgramRestartWithAThrowingStep : public ProgramFixture, public testing::WithParamInterface<ThrowingStep> {
+class ProgramRestartWithAThrowingStep : public ProgramFixture, public testing::WithParamInterface<ThrowingRestartStep> {
 protected:
     void Throw() {
         const std::string request = GetParam().request;
@@ -172,19 +168,19 @@ const TestSupport::LogLine OnFire{"ERROR", "[App] OnDeviceRestart - Unexpected f
 INSTANTIATE_TEST_SUITE_P(
     Steps, ProgramRestartWithAThrowingStep,
     testing::Values(
-        ThrowingStep{"Unloaded",
-                     "configurationUnloaded",
-                     Started,
-                     {{"ERROR",
-                       "[App] IndicateLoadState - Error sending configurationUnloaded to devicestack! on "
-                       "fire"}}},
-        ThrowingStep{"KnxCommunicationOff",
-                     "3.1:3",
-                     Started,
-                     {OnFire, {"ERROR", "[App] OnDeviceRestart - Failed to signal disabled KNX communication"}}},
-        ThrowingStep{"Stop", "3.1:1", Started, {OnFire}},
-        ThrowingStep{"Join", "", Failure, {{"ERROR", "[App] StopInitThread - Unexpected failure: on fire"}}},
-        ThrowingStep{"Reset", "enabled", Started, {OnFire}}),
+        ThrowingRestartStep{"Unloaded",
+                            "configurationUnloaded",
+                            Started,
+                            {{"ERROR",
+                              "[App] IndicateLoadState - Error sending configurationUnloaded to devicestack! on "
+                              "fire"}}},
+        ThrowingRestartStep{"KnxCommunicationOff",
+                            "3.1:3",
+                            Started,
+                            {OnFire, {"ERROR", "[App] OnDeviceRestart - Failed to signal disabled KNX communication"}}},
+        ThrowingRestartStep{"Stop", "3.1:1", Started, {OnFire}},
+        ThrowingRestartStep{"Join", "", Failure, {{"ERROR", "[App] StopInitThread - Unexpected failure: on fire"}}},
+        ThrowingRestartStep{"Reset", "enabled", Started, {OnFire}}),
     [](const auto& instance) { return instance.param.name; });
 
 /// A line of a restart that cannot be built: the one after `line`.
