@@ -37,6 +37,28 @@ TEST_F(OrnPackageTest, MoreFilesThanTheDeviceReadsAreRefusedAndOneLessAreSigned)
     EXPECT_EQ(Error(1, SignCommand()), "ornpackage: the device would not read the file list: too many elements");
 }
 
+/// A path of that length can only be made and removed step by step.
+TEST_F(OrnPackageTest, FileWhosePathIsTooLongIsNamed) {
+    MakeKeys();
+    constexpr int Depth = 20;
+    const std::string directory(200, 'd');
+    const auto shell = [](const std::string& script, const std::string& argument) {
+        ChildProcess sut("/bin/sh", {"-c", script, argument});
+        EXPECT_EQ(WaitForOutcome(sut).status, ExitStatus::Exited(0));
+    };
+    std::string steps = "cd \"$0\"";
+    std::string name;
+    for (int level = 0; level < Depth; ++level) {
+        steps += " && mkdir " + directory + " && cd " + directory;
+        name += directory + "/";
+    }
+    name += directory;
+    shell(steps + " && : >" + directory, App());
+
+    EXPECT_EQ(Error(3, SignCommand()), "ornpackage: cannot read " + Path("app/" + name) + ": File name too long");
+    shell("rm -r \"$0\"", App());
+}
+
 TEST_F(OrnPackageTest, DeveloperWithoutACertificateSignsNothing) {
     MakeKeys();
     filesystem::remove(Path("developer.crt"));

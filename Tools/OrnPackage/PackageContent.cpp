@@ -48,6 +48,9 @@ private:
     void Add(const std::string& name, const filesystem::directory_entry& entry) {
         boost::system::error_code error;
         const filesystem::file_type type = entry.symlink_status(error).type();
+        if (type == filesystem::status_error) {
+            throw Unexpected("cannot read " + entry.path().string() + ": " + error.message());
+        }
         if (type == filesystem::directory_file && !IsPackageFile(name)) {
             Collect(name + "/");
         } else if (type != filesystem::regular_file) {

@@ -2,7 +2,6 @@
 
 #include <boost/algorithm/hex.hpp>
 #include <boost/filesystem/operations.hpp>
-#include <climits>
 #include <iostream>
 #include <iterator>
 #include <variant>
@@ -102,9 +101,6 @@ std::string MakeFileList(const filesystem::path& directory, const PackageContent
     Zandrel::ListedPaths paths;
     std::string list = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Files>\n";
     for (const std::string& name : content.names) {
-        if (name.size() >= PATH_MAX) {
-            throw Refused("too long a name: " + name);
-        }
         if (!paths.AddFile(name)) {
             throw Refused("too many directories: their names are more than the device reads");
         }
