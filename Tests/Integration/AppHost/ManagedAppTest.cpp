@@ -53,7 +53,7 @@ protected:
     }
     /// The port file is an old one, whose port is a stranger's, until the app host starts.
     void MeetStrangerFirst(const std::string& text, std::chrono::milliseconds pause) {
-        IntegrationTest::Stranger stranger(text, pause);
+        Stranger stranger(text, pause);
         fs::ofstream(portFile_) << stranger.GetPort() << '\n';
         StartConnectorHost();
         EXPECT_TRUE(stranger.AwaitClient());
@@ -300,6 +300,7 @@ TEST_F(ManagedApp, oneThatDoesNotStopIsGivenUp) {
     StartBoth("hang-at-stop");
     Write(Event, ShutDown);
     EXPECT_EQ(NextReports(3), (Texts{Stopping, Told("stopped"), Stopped}));
+    ExpectLine("WARN", "The managed app does not stop");
     EXPECT_EQ(WaitForExit(), ExitStatus::Exited(0));
 }
 
@@ -307,6 +308,7 @@ TEST_F(ManagedApp, connectorHostEndsWithTheAppHost) {
     StartBoth("echo");
     appHost->Signal(SIGKILL);
     EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
+    EXPECT_EQ(connectorHost_->GetErrorLines(), Texts{"OrnAppConnectorHost: the connection to the app host is lost"});
 }
 
 TEST_F(ManagedApp, assemblyWithoutAnAppIsNamed) {
@@ -342,6 +344,23 @@ TEST_F(ManagedApp, appHostWithoutAPortFileDoesNotStart) {
     EXPECT_EQ(NextReports(2), (Texts{Starting, Stopped}));
     ExpectErrorLine("ORN_CONNECTOR_PORT_FILE is not set");
     EXPECT_EQ(WaitForExit(), ExitStatus::Exited(1));
+}
+
+TEST_F(ManagedApp, appHostWhosePortFileCannotBeWrittenDoesNotStart) {
+    SetUpDevice();
+    Start(ORN_CONNECTOR_APP, {{"ORN_CONNECTOR_PORT_FILE", "/nowhere/port"}});
+    EXPECT_EQ(NextReports(2), (Texts{Starting, Stopped}));
+    ExpectErrorLine("/nowhere/port.new: cannot be written");
+    EXPECT_EQ(WaitForExit(), ExitStatus::Exited(1));
+}
+
+TEST_F(ManagedApp, connectorHostThatIsCalledWronglySaysHowToCallIt) {
+    connectorHost_.emplace("/usr/bin/mono", Texts{"--runtime=v4.0", ORN_CONNECTOR_HOST}, ChildProcess::Environment{});
+    EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(2));
+    EXPECT_EQ(
+        connectorHost_->GetErrorLines(),
+        Texts{"usage: OrnAppConnectorHost.exe APP.dll HOST (with ORN_CONNECTOR_PORT_FILE naming the file in which "
+              "the app host leaves its port)"});
 }
 
 }  // namespace
