@@ -84,15 +84,15 @@ void AddValue(OutgoingJson& object, const Zandrel::ZANVALUE& value, ValueFormat 
 }
 
 OutgoingJson ToJson(const ObjectModel& model, const Device& device, ValueFormat format) {
-    OutgoingJson json{{"id", device.id}};
-    Add(json, device.properties);
+    OutgoingJson object{{"id", device.id}};
+    Add(object, device.properties);
     OutgoingJson channels = OutgoingJson::array();
     for (const ObjectId id : device.channels) {
         channels.push_back(ToJson(model, *model.FindChannel(id), format));
     }
-    json["channels"] = std::move(channels);
-    Add(json, device.metadata);
-    return json;
+    object["channels"] = std::move(channels);
+    Add(object, device.metadata);
+    return object;
 }
 
 }  // namespace LocalDevice

@@ -86,13 +86,14 @@ private:
 
     struct WatchedPoint {
         int logicalDevice;
-        AppControlWatcher::Point point;
+        Point point;
         unsigned long id;
     };
 
     static std::array<WatchedPoint, PointCount> WatchedPoints() {
-        using Point = AppControlWatcher::Point;
-        using namespace Zandrel::KnxOdsMapping;
+        using Zandrel::KnxOdsMapping::GetAppHostAppControlAppDebugObjModelId;
+        using Zandrel::KnxOdsMapping::GetAppHostAppControlEventObjModelId;
+        using Zandrel::KnxOdsMapping::GetAppHostAppControlStateObjModelId;
         return {{{1, Point::RunState, GetAppHostAppControlStateObjModelId(1)},
                  {1, Point::Event, GetAppHostAppControlEventObjModelId(1)},
                  {1, Point::AppDebug, GetAppHostAppControlAppDebugObjModelId(1)},

@@ -17,7 +17,7 @@ namespace {
 using Protocol = boost::asio::local::stream_protocol;
 
 constexpr std::chrono::milliseconds ReconnectPause{50};
-constexpr std::size_t LongestEvent = std::size_t{1} << 20U;
+constexpr std::size_t LongestMessage = std::size_t{1} << 20U;
 
 }  // namespace
 
@@ -73,7 +73,7 @@ private:
 
     void Read() {
         boost::asio::async_read_until(
-            socket_, boost::asio::dynamic_buffer(incoming_, LongestEvent), '\n',
+            socket_, boost::asio::dynamic_buffer(incoming_, LongestMessage), '\n',
             [self = shared_from_this()](const boost::system::error_code& error, std::size_t length) {
                 if (self->isEnded_) {
                     return;

@@ -11,7 +11,6 @@ namespace {
 using EndToEnd::ChildProcess;
 using EndToEnd::DemoLimit;
 using EndToEnd::json;
-using EndToEnd::Milliseconds;
 using TestSupport::ExitStatus;
 
 struct Example {

@@ -8,6 +8,7 @@ namespace {
 using EndToEnd::ChildProcess;
 using EndToEnd::DeviceStack;
 using EndToEnd::Host;
+using EndToEnd::StairLightSerialNumber;
 using testing::Contains;
 using testing::HasSubstr;
 using TestSupport::ExitStatus;
@@ -32,7 +33,7 @@ TEST(DevicePaths, APlugInBuiltForADeviceFindsEverythingAtTheExactPaths) {
     if (!HasMountNamespaces()) {
         GTEST_SKIP() << "this machine lets nobody mount a folder of his own over /opt";
     }
-    const DeviceStack deviceStack({"000000010001"});
+    const DeviceStack deviceStack({StairLightSerialNumber});
     Host::Options options{EndToEnd::SampleDevice("stairlight"), deviceStack.GetAddress()};
     options.library = ORN_PLUGIN_FOR_DEVICE;
     options.runner = WithOwnOpt({});

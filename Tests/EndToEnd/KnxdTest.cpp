@@ -9,6 +9,7 @@ using EndToEnd::DeviceStack;
 using EndToEnd::Host;
 using EndToEnd::Knxd;
 using EndToEnd::Milliseconds;
+using EndToEnd::StairLightSerialNumber;
 using EndToEnd::WaitUntil;
 
 /// The stair light on a bus behind a real knxd, and knxd's own tools as the other participants.
@@ -27,7 +28,7 @@ protected:
     void PressButton() { knxd_.Write("1/0/1", "1"); }
 
     Knxd knxd_;
-    DeviceStack deviceStack_{{"000000010001"}};
+    DeviceStack deviceStack_{{StairLightSerialNumber}};
     std::unique_ptr<Host> host_;
 };
 

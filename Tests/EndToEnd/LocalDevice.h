@@ -25,6 +25,7 @@ constexpr Milliseconds Limit{30000};
 constexpr Milliseconds DemoLimit{60000};  ///< of a demo from its start to its end
 
 constexpr const char* StairLightSerialNumber = "000000010001";
+constexpr const char* ThermostatSerialNumber = "000000010003";
 constexpr unsigned long LogicalDevice1 = 1'000'000;  ///< its id in the object model
 
 /// Looks at `condition` every few milliseconds until it holds. False when it does not within `limit`.

@@ -15,6 +15,7 @@ using EndToEnd::Host;
 using EndToEnd::json;
 using EndToEnd::Knxd;
 using EndToEnd::Milliseconds;
+using EndToEnd::StairLightSerialNumber;
 
 const std::u32string Text =
     U"Gr\u00FC\u00DFe aus der K\u00FCche: \u00C4pfel, \u00D6l und Br\u00F6tchen f\u00FCr zusammen 5 \u20AC";
@@ -92,7 +93,7 @@ protected:
     const EndToEnd::TemporaryFolder folder_;
     const Knxd knxd_;
     const BusListener listener_{knxd_};
-    const DeviceStack deviceStack_{{"000000010001"}};
+    const DeviceStack deviceStack_{{StairLightSerialNumber}};
     std::unique_ptr<Host> host_;
 };
 

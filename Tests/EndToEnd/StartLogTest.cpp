@@ -13,6 +13,7 @@ namespace {
 
 using EndToEnd::DeviceStack;
 using EndToEnd::Host;
+using EndToEnd::StairLightSerialNumber;
 using Lines = std::vector<std::string>;
 
 Lines ReadLines(const std::string& path) {
@@ -67,7 +68,7 @@ Lines Normalise(const Lines& log) {
 }
 
 TEST(StartLog, OfTheStairLightIsTheRecordedOne) {
-    const DeviceStack deviceStack({"000000010001"});
+    const DeviceStack deviceStack({StairLightSerialNumber});
     Host host({EndToEnd::SampleDevice("stairlight"), deviceStack.GetAddress()});
     ASSERT_TRUE(EndToEnd::WaitUntil([&host] {
         const Lines log = host.GetLog();

@@ -11,6 +11,7 @@ namespace {
 using EndToEnd::DeviceStack;
 using EndToEnd::Host;
 using EndToEnd::OwnAppFolder;
+using EndToEnd::ThermostatSerialNumber;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
@@ -58,7 +59,7 @@ protected:
 
     EndToEnd::TemporaryFolder folder_;
     OwnAppFolder appFolder_;
-    DeviceStack deviceStack_{{"000000010003"}};
+    DeviceStack deviceStack_{{ThermostatSerialNumber}};
     std::optional<Host> host_;
 };
 

@@ -21,11 +21,10 @@ using EndToEnd::Host;
 using EndToEnd::json;
 using EndToEnd::Milliseconds;
 using EndToEnd::TelegramMonitor;
+using EndToEnd::ThermostatSerialNumber;
 using EndToEnd::WaitUntil;
 using TestSupport::ReportLimit;
 namespace fs = boost::filesystem;
-
-constexpr const char* ThermostatSerialNumber = "000000010003";
 
 const unsigned long State = Zandrel::KnxOdsMapping::GetAppHostAppControlStateObjModelId(1);
 const unsigned long AppDebug = Zandrel::KnxOdsMapping::GetAppHostAppControlAppDebugObjModelId(1);

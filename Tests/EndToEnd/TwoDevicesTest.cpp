@@ -13,6 +13,7 @@ using EndToEnd::Host;
 using EndToEnd::json;
 using EndToEnd::LogFollower;
 using EndToEnd::LogicalDevice1;
+using EndToEnd::StairLightSerialNumber;
 using EndToEnd::TelegramMonitor;
 using EndToEnd::WaitUntil;
 
@@ -72,7 +73,7 @@ protected:
         return *std::find_if(devices.begin(), devices.end(), [id](const json& device) { return device["id"] == id; });
     }
 
-    DeviceStack deviceStack_{{"000000010001", "000000010002"}};
+    DeviceStack deviceStack_{{StairLightSerialNumber, "000000010002"}};
     std::array<Device, 2> devices_{{{"stairlight", deviceStack_, "1"}, {"copy", deviceStack_, "4711"}}};
 };
 

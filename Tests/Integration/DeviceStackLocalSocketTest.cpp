@@ -55,7 +55,7 @@ private:
 
 TEST_F(DeviceStackLocalSocket, ServesAsThePortDoes) {
     Start({boost::asio::ip::address_v4::loopback(), 0});
-    boost::beast::websocket::stream<stream_protocol::socket> client(context);
+    boost::beast::websocket::stream<stream_protocol::socket, false> client(context);
     client.next_layer().connect(Ostra::MakeLocalEndpoint(sut->GetEndpoint()));
     client.handshake("localhost", "/");
     client.write(boost::asio::buffer(std::string(Request)));

@@ -19,6 +19,8 @@
 
 namespace {
 
+using TestSupport::FakeDeviceStack;
+
 std::string Answer(const std::string& frame) {
     const bool isConfig = frame.find("GetDeviceConfig") != std::string::npos;
     return FakeDeviceStack::AnswerTo(

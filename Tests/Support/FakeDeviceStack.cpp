@@ -14,6 +14,8 @@
 #include <utility>
 #include <vector>
 
+namespace TestSupport {
+
 namespace {
 
 using boost::system::error_code;
@@ -135,7 +137,7 @@ private:
     }
 
     FakeDeviceStack* owner_;
-    websocket::stream<Tcp::socket> stream_;
+    websocket::stream<Tcp::socket, false> stream_;
     boost::beast::flat_buffer buffer_;
     std::deque<std::string> queue_;
     bool shaken_ = false;
@@ -294,3 +296,5 @@ void FakeDeviceStack::OnClosed(bool properly) {
     }
     changed_.notify_all();
 }
+
+}  // namespace TestSupport

@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+namespace TestSupport {
+
 /// The far end of a device-stack client: a WebSocket server on a free port of the loopback interface, one client at a
 /// time. Thread-safe.
 class FakeDeviceStack {
@@ -85,3 +87,5 @@ private:
 
     boost::thread thread_;
 };
+
+}  // namespace TestSupport

@@ -4,6 +4,8 @@
 #include <string>
 #include <utility>
 
+namespace TestSupport {
+
 /// Gives an environment variable a value, or none, and takes it away at the end.
 class ScopedEnvironment {
 public:
@@ -21,3 +23,5 @@ public:
 private:
     std::string name_;
 };
+
+}  // namespace TestSupport

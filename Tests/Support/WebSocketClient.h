@@ -17,7 +17,7 @@ namespace TestSupport {
 class WebSocketClient {
 public:
     using Milliseconds = std::chrono::milliseconds;
-    using Stream = boost::beast::websocket::stream<boost::asio::ip::tcp::socket>;
+    using Stream = boost::beast::websocket::stream<boost::asio::ip::tcp::socket, false>;
 
     /// Long enough for a loaded machine; a test that passes never waits it out.
     static constexpr Milliseconds DefaultLimit{20000};

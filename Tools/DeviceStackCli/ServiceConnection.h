@@ -51,7 +51,7 @@ private:
     const std::string address_;
     boost::asio::io_context io_;
     boost::asio::signal_set signals_;
-    boost::beast::websocket::stream<boost::beast::tcp_stream> socket_;
+    boost::beast::websocket::stream<boost::beast::tcp_stream, false> socket_;
     std::deque<Json> events_;  ///< that came while an answer was waited for
     unsigned lastRequest_ = 0;
     bool isEndWanted_ = false;

@@ -35,6 +35,8 @@ inline PackageError Unexpected(const std::string& message) {
 inline PackageError CannotWrite(const std::string& path, const std::string& reason) {
     return Unexpected("cannot write " + path + ": " + reason);
 }
+
+/// Throws that where there is an error.
 inline void CheckWritten(const boost::system::error_code& error, const boost::filesystem::path& path) {
     if (error) {
         throw CannotWrite(path.string(), error.message());

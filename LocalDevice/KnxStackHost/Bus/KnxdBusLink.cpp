@@ -1,18 +1,15 @@
 #include "Bus/KnxdBusLink.h"
 
 #include <poll.h>
-#include <unistd.h>
 
 #include <array>
 #include <atomic>
 #include <boost/chrono/system_clocks.hpp>
 #include <boost/thread/lock_guard.hpp>
 #include <boost/thread/mutex.hpp>
-#include <cerrno>
 #include <chrono>
 #include <deque>
 #include <optional>
-#include <system_error>
 #include <utility>
 
 #include "Bus/Waker.h"

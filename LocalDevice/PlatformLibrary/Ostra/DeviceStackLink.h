@@ -77,7 +77,7 @@ private:
     void End(const boost::system::error_code& reason);
 
     Owner* owner_;
-    boost::beast::websocket::stream<SharedWriteStream> stream_;
+    boost::beast::websocket::stream<SharedWriteStream, false> stream_;
     boost::asio::steady_timer closeTimer_;
     std::deque<Address> addresses_;  ///< still to be tried; the first one is being tried
     boost::beast::flat_buffer readBuffer_;

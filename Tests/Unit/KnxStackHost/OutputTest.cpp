@@ -70,8 +70,8 @@ private:
     }
 };
 
-std::string FormatTimeAt(std::int64_t sinceEpoch) {
-    return FormatTime(std::chrono::system_clock::time_point(std::chrono::milliseconds(sinceEpoch)));
+std::string FormatTimeAt(std::int64_t millisecondsSinceEpoch) {
+    return FormatTime(std::chrono::system_clock::time_point(std::chrono::milliseconds(millisecondsSinceEpoch)));
 }
 
 TEST(EventTextTest, ATimeIsThatOfThePlaceInSummerAndInWinter) {

@@ -14,6 +14,7 @@
 
 namespace {
 
+using TestSupport::FakeDeviceStack;
 using TestSupport::LogLine;
 using TestSupport::MakeGroupValue;
 

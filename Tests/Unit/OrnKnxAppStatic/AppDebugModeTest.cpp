@@ -27,7 +27,7 @@ protected:
     AppDebugModeTest() {
         identity_->SetAppId("MyApp");
         identity_->SetAppType(1);
-        WorkingDirectory::MakeFile("device/opt/ostra/bin/OrnAppConnectorHost.exe");
+        WorkingDirectory::MakeFile(AppSideTools::ConnectorHost);
         WorkingDirectory::MakeFile("device/opt/userdata/ornApp/1/MyApp.dll");
         debugMode_.Begin(cycle_);
     }

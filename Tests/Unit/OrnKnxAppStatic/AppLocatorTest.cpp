@@ -5,15 +5,16 @@
 #include <memory>
 
 #include "AppSideTools.h"
+#include "ScopedEnvironment.h"
 
 namespace {
 
 using AppSideTools::AppHost;
 using AppSideTools::ConnectorHost;
 using AppSideTools::ConnectorLibrary;
-using AppSideTools::EnvironmentVariable;
 using AppSideTools::LogLine;
 using AppSideTools::WorkingDirectory;
+using TestSupport::ScopedEnvironment;
 using Zandrel::AppHostConfiguration;
 using Zandrel::AppIdentity;
 using Zandrel::AppLocator;
@@ -31,10 +32,10 @@ protected:
     WorkingDirectory folder_;
     TestSupport::LogCapture log_;
     std::shared_ptr<AppIdentity> identity_ = std::make_shared<AppIdentity>();
-    const EnvironmentVariable appHostRoot_{"ORN_ROOT_PATH_APP_HOST", "debug/bin"};
-    const EnvironmentVariable connectorHostRoot_{"ORN_ROOT_PATH_APP_CONNECTOR_HOST", "debug/connector"};
-    const EnvironmentVariable managedAppRoot_{"ORN_ROOT_PATH_MANAGED_APP", "debug/managed"};
-    const EnvironmentVariable nativeAppRoot_{"ORN_ROOT_PATH_NATIVE_APP", "debug/lib"};
+    const ScopedEnvironment appHostRoot_{"ORN_ROOT_PATH_APP_HOST", "debug/bin"};
+    const ScopedEnvironment connectorHostRoot_{"ORN_ROOT_PATH_APP_CONNECTOR_HOST", "debug/connector"};
+    const ScopedEnvironment managedAppRoot_{"ORN_ROOT_PATH_MANAGED_APP", "debug/managed"};
+    const ScopedEnvironment nativeAppRoot_{"ORN_ROOT_PATH_NATIVE_APP", "debug/lib"};
     AppHostConfiguration configuration_;
     AppLocator sut_{PrefixedLogger(log_.GetLogger(), identity_), identity_, configuration_};
 };

@@ -7,7 +7,6 @@
 #include <boost/filesystem/fstream.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <cstdint>
-#include <cstdlib>
 #include <functional>
 #include <regex>
 #include <string>
@@ -24,7 +23,7 @@ namespace AppSideTools {
 using TestSupport::LogLine;
 using Zandrel::AppHostControlState;
 
-// The device's own programs where a test has its folders
+// The device's own files where a test has its folders
 inline constexpr const char* AppHost = "device/opt/ostra/bin/ornapphost";
 inline constexpr const char* ConnectorHost = "device/opt/ostra/bin/OrnAppConnectorHost.exe";
 inline constexpr const char* ConnectorLibrary = "device/opt/ostra/lib/libornconnectorapp.so";
@@ -143,18 +142,6 @@ private:
     const boost::filesystem::path previous_ = boost::filesystem::current_path();
     const boost::filesystem::path folder_ =
         boost::filesystem::temp_directory_path() / boost::filesystem::unique_path("orn-%%%%%%%%%%%%");
-};
-
-/// An environment variable, for as long as it lives.
-class EnvironmentVariable {
-public:
-    EnvironmentVariable(const char* name, const char* value) : name_(name) { setenv(name, value, 1); }
-    ~EnvironmentVariable() { unsetenv(name_); }
-    EnvironmentVariable(const EnvironmentVariable&) = delete;
-    EnvironmentVariable& operator=(const EnvironmentVariable&) = delete;
-
-private:
-    const char* name_;
 };
 
 }  // namespace AppSideTools

@@ -7,6 +7,7 @@
 #include "AppHostProcessControl.h"
 #include "AppSideTools.h"
 #include "CapturingAppender.h"
+#include "ScopedEnvironment.h"
 #include "SupervisorSocket.h"
 
 namespace {
@@ -15,7 +16,7 @@ class DeviceResetActions : public testing::Test {
 protected:
     TestSupport::GlobalLogCapture log_;
     TestSupport::SupervisorSocket supervisor_;
-    const AppSideTools::EnvironmentVariable variable_{"ORN_SUPERVISOR", supervisor_.GetPath().c_str()};
+    const TestSupport::ScopedEnvironment variable_{"ORN_SUPERVISOR", supervisor_.GetPath().c_str()};
     Zandrel::AppHostProcessControl processControl_{log_.GetLogger(), std::make_shared<Zandrel::Clock>()};
     const Zandrel::DeviceResetTimer::Actions sut_ = Zandrel::MakeDeviceResetActions(processControl_);
 };

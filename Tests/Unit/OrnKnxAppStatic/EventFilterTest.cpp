@@ -14,10 +14,8 @@
 
 namespace {
 
-using boost::posix_time::hours;
-using boost::posix_time::microseconds;
-using boost::posix_time::ptime;
-using boost::posix_time::seconds;
+namespace posix_time = boost::posix_time;
+using posix_time::ptime;
 using TestSupport::LogCapture;
 using TestSupport::LogLine;
 using TestSupport::MakeGroupValue;
@@ -30,7 +28,7 @@ constexpr std::uint32_t PercentDpt = (5U << 16U) | 1U;
 constexpr std::uint32_t CounterDpt = (5U << 16U) | 10U;
 constexpr std::uint32_t PowerDpt = (14U << 16U) | 56U;
 
-const ptime Noon{boost::gregorian::date(2026, 3, 10), hours(12)};
+const ptime Noon{boost::gregorian::date(2026, 3, 10), posix_time::hours(12)};
 
 KnxStack::GroupValue Float(float value) {
     std::uint32_t bits = 0;
@@ -41,7 +39,7 @@ KnxStack::GroupValue Float(float value) {
 
 /// An entry that was added at `now`.
 FilterEntry Entry(std::uint16_t co, std::uint32_t dpt, KnxStack::GroupValue value, ptime now = Noon) {
-    return {co, dpt, std::move(value), now + seconds(20)};
+    return {co, dpt, std::move(value), now + posix_time::seconds(20)};
 }
 
 FilterEntry SwitchOn(std::uint16_t co = 5, ptime now = Noon) {
@@ -128,22 +126,22 @@ TEST_F(EventFilterTest, DeathTimeOfTheProbeDoesNotCount) {
 TEST_F(EventFilterTest, EntryWhoseDeathTimeEqualsTheSweepTimeIsRemoved) {
     sut_.AddEvent(SwitchOn());
 
-    sut_.RemoveExpired(Noon + seconds(20) - microseconds(1));
+    sut_.RemoveExpired(Noon + posix_time::seconds(20) - posix_time::microseconds(1));
     EXPECT_EQ(sut_.GetSize(), 1U);
-    sut_.RemoveExpired(Noon + seconds(20));
+    sut_.RemoveExpired(Noon + posix_time::seconds(20));
     EXPECT_EQ(sut_.GetSize(), 0U);
 }
 
 TEST_F(EventFilterTest, EntryPastItsDeathTimeMatchesUntilItIsSwept) {
     sut_.AddEvent(SwitchOn(5, Noon));
-    sut_.AddEvent(SwitchOn(6, Noon + hours(1)));
+    sut_.AddEvent(SwitchOn(6, Noon + posix_time::hours(1)));
 
-    EXPECT_TRUE(sut_.RemoveEvent(SwitchOn(5, Noon + hours(1))));
+    EXPECT_TRUE(sut_.RemoveEvent(SwitchOn(5, Noon + posix_time::hours(1))));
 }
 
 TEST_F(EventFilterTest, OldestOfSeveralMatchesIsRemoved) {
     sut_.AddEvent(SwitchOn(5, Noon));
-    sut_.AddEvent(SwitchOn(5, Noon - seconds(10)));
+    sut_.AddEvent(SwitchOn(5, Noon - posix_time::seconds(10)));
     log_.TakeLines();
 
     EXPECT_TRUE(sut_.RemoveEvent(SwitchOn()));
@@ -158,7 +156,7 @@ TEST_F(EventFilterTest, OldestOfSeveralMatchesIsRemoved) {
 }
 
 TEST_F(EventFilterTest, AddedEventIsLogged) {
-    sut_.AddEvent(Entry(12, PowerDpt, Float(21.5F), Noon + microseconds(1250)));
+    sut_.AddEvent(Entry(12, PowerDpt, Float(21.5F), Noon + posix_time::microseconds(1250)));
 
     EXPECT_EQ(log_.GetLines(), (Lines{{"DEBUG",
                                        "AddEvent - Adding event (CO: 12, value: 4 -> 21.5, deathTime: "
@@ -179,13 +177,13 @@ TEST_F(EventFilterTest, MissIsNotLogged) {
 }
 
 TEST_F(EventFilterTest, ExpiredEventsAreLoggedAndRemovedInTheOrderInWhichTheyWereAdded) {
-    sut_.AddEvent(SwitchOn(1, Noon + seconds(2)));
-    sut_.AddEvent(SwitchOn(2, Noon + seconds(9)));
+    sut_.AddEvent(SwitchOn(1, Noon + posix_time::seconds(2)));
+    sut_.AddEvent(SwitchOn(2, Noon + posix_time::seconds(9)));
     sut_.AddEvent(SwitchOn(3, Noon));  // the clock was set back
-    sut_.AddEvent(SwitchOn(4, Noon + seconds(1)));
+    sut_.AddEvent(SwitchOn(4, Noon + posix_time::seconds(1)));
     log_.TakeLines();
 
-    sut_.RemoveExpired(Noon + seconds(22));
+    sut_.RemoveExpired(Noon + posix_time::seconds(22));
 
     EXPECT_EQ(log_.GetLines(), (Lines{{"DEBUG",
                                        "RemoveExpired - Expired event to be removed (CO: 1, value: 2 -> 1, "
@@ -201,10 +199,10 @@ TEST_F(EventFilterTest, ExpiredEventsAreLoggedAndRemovedInTheOrderInWhichTheyWer
 }
 
 TEST_F(EventFilterTest, RemainingEqualEntriesKeepTheirOrder) {
-    sut_.AddEvent(SwitchOn(5, Noon + seconds(3)));
+    sut_.AddEvent(SwitchOn(5, Noon + posix_time::seconds(3)));
     sut_.AddEvent(SwitchOn(5, Noon));
-    sut_.AddEvent(SwitchOn(5, Noon + seconds(2)));
-    sut_.RemoveExpired(Noon + seconds(20));
+    sut_.AddEvent(SwitchOn(5, Noon + posix_time::seconds(2)));
+    sut_.RemoveExpired(Noon + posix_time::seconds(20));
     log_.TakeLines();
 
     sut_.RemoveEvent(SwitchOn());
@@ -217,12 +215,12 @@ TEST_F(EventFilterTest, RemainingEqualEntriesKeepTheirOrder) {
 TEST_F(EventFilterTest, EntryFromBeforeTheClockWasSetBackLivesForOneMoreLifetime) {
     sut_.AddEvent(SwitchOn(1, Noon));
     sut_.AddEvent(SwitchOn(2, Noon));
-    sut_.RemoveExpired(Noon - hours(1));
+    sut_.RemoveExpired(Noon - posix_time::hours(1));
     EXPECT_TRUE(sut_.RemoveEvent(SwitchOn(1)));
 
-    sut_.RemoveExpired(Noon - hours(1) + seconds(20) - microseconds(1));
+    sut_.RemoveExpired(Noon - posix_time::hours(1) + posix_time::seconds(20) - posix_time::microseconds(1));
     EXPECT_EQ(sut_.GetSize(), 1U);
-    sut_.RemoveExpired(Noon - hours(1) + seconds(20));
+    sut_.RemoveExpired(Noon - posix_time::hours(1) + posix_time::seconds(20));
     EXPECT_EQ(sut_.GetSize(), 0U);
 }
 
@@ -239,7 +237,7 @@ TEST_F(EventFilterTest, ClockThatIsSetBackAgainAndAgainDoesNotMakeItGrow) {
     ptime now = Noon;
     std::size_t largest = 0;
     for (int i = 0; i < 10'000; ++i) {
-        now += i % 100 == 99 ? -hours(1) : seconds(1);
+        now += i % 100 == 99 ? -posix_time::hours(1) : posix_time::seconds(1);
         sut_.RemoveExpired(now);
         sut_.AddEvent(SwitchOn(static_cast<std::uint16_t>(1 + i % 520), now));
         largest = std::max(largest, sut_.GetSize());
@@ -267,7 +265,7 @@ public:
         std::vector<FilterEntry> expired;
         std::vector<FilterEntry> alive;
         for (FilterEntry& entry : entries_) {
-            entry.deathTime = std::min<ptime>(entry.deathTime, now + seconds(20));
+            entry.deathTime = std::min<ptime>(entry.deathTime, now + posix_time::seconds(20));
             (entry.deathTime > now ? alive : expired).push_back(entry);
         }
         entries_ = alive;
@@ -307,7 +305,8 @@ TEST_F(EventFilterTest, BehavesLikeAListThatIsScanned) {
     ReferenceFilter reference;
     ptime now = Noon;
     for (int i = 0; i < 20'000; ++i) {
-        now += below(50) == 0 ? microseconds(1'000'000L * below(60) - 30'000'000L) : microseconds(below(2'000'000));
+        now += below(50) == 0 ? posix_time::microseconds(1'000'000L * below(60) - 30'000'000L)
+                              : posix_time::microseconds(below(2'000'000));
         switch (below(4)) {
             case 0: {
                 const FilterEntry probe = anyEntry(now);

@@ -10,9 +10,7 @@
 
 namespace {
 
-using boost::posix_time::hours;
-using boost::posix_time::microseconds;
-using boost::posix_time::seconds;
+namespace posix_time = boost::posix_time;
 using KnxStack::GroupValue;
 using TestSupport::Co;
 using TestSupport::IdOf;
@@ -243,13 +241,13 @@ TEST_F(GroupValueBridgeTest, ResponseHasNoEcho) {
 
 TEST_F(GroupValueBridgeTest, EchoIsExpectedForTwentySecondsAfterThat) {
     FromBus(On);
-    now_ += seconds(20) - microseconds(1);
+    now_ += posix_time::seconds(20) - posix_time::microseconds(1);
     FromDeviceStack(ZANVALUE::FromBoolean(false));  // sweeps
     EXPECT_TRUE(FromDeviceStack(ZANVALUE::FromBoolean(true)));
     EXPECT_EQ(Writes().size(), 1U);
 
     FromBus(On);
-    now_ += seconds(20);
+    now_ += posix_time::seconds(20);
     FromDeviceStack(ZANVALUE::FromBoolean(false));
     EXPECT_TRUE(FromDeviceStack(ZANVALUE::FromBoolean(true)));
     EXPECT_EQ(Writes().size(), 3U);
@@ -257,7 +255,7 @@ TEST_F(GroupValueBridgeTest, EchoIsExpectedForTwentySecondsAfterThat) {
 
 TEST_F(GroupValueBridgeTest, ValueFromTheBusSweepsBeforeItIsAdded) {
     FromBus(On);
-    now_ += seconds(20);
+    now_ += posix_time::seconds(20);
     log_.TakeLines();
 
     FromBus(Off);
@@ -272,7 +270,7 @@ TEST_F(GroupValueBridgeTest, ValueFromTheBusSweepsBeforeItIsAdded) {
 
 TEST_F(GroupValueBridgeTest, ValueForTheBusSweepsOnceItIsNoEcho) {
     FromBus(On);
-    now_ += seconds(20);
+    now_ += posix_time::seconds(20);
     log_.TakeLines();
 
     FromDeviceStack(ZANVALUE::FromBoolean(false));
@@ -287,7 +285,7 @@ TEST_F(GroupValueBridgeTest, EchoIsExpectedByTheLocalWallClock) {
     const TimeZone fiveHoursAhead("TEST-5");
     Zandrel::GroupValueBridge sut(prefixedLog_, identity_, dpts_, writer_, tickers_);
     sut.SetMessengers([](unsigned long, const ZANVALUE&, bool) { return true; }, nullptr);
-    const auto before = boost::posix_time::microsec_clock::universal_time();
+    const auto before = posix_time::microsec_clock::universal_time();
 
     EXPECT_TRUE(sut.UpdateCoValue(Co, On, false));
 
@@ -295,16 +293,16 @@ TEST_F(GroupValueBridgeTest, EchoIsExpectedByTheLocalWallClock) {
     const std::string line = log_.GetLines().at(0).text;
     ASSERT_EQ(line.substr(0, start.size()), start);
     std::istringstream text(line.substr(start.size()));
-    boost::posix_time::ptime deathTime;
+    posix_time::ptime deathTime;
     text >> deathTime;
-    const auto earliest = before + hours(5) + seconds(20);
+    const auto earliest = before + posix_time::hours(5) + posix_time::seconds(20);
     EXPECT_GE(deathTime, earliest);
-    EXPECT_LE(deathTime, earliest + boost::posix_time::minutes(1));
+    EXPECT_LE(deathTime, earliest + posix_time::minutes(1));
 }
 
 TEST_F(GroupValueBridgeTest, UnsweptEntryPastItsTimeStillDropsTheEcho) {
     FromBus(On);
-    now_ += hours(1);
+    now_ += posix_time::hours(1);
 
     EXPECT_TRUE(FromDeviceStack(ZANVALUE::FromBoolean(true)));
 

@@ -10,7 +10,6 @@
 namespace {
 
 using KnxStack::BinaryData;
-using TestSupport::FakeKnxStack;
 using TestSupport::Lock;
 using TestSupport::MakeGroupValue;
 using TestSupport::SpinUntil;

@@ -7,6 +7,9 @@
 
 namespace {
 
+using TestSupport::FakeDeviceStack;
+using TestSupport::ScopedEnvironment;
+
 /// A device stack on this device and another one elsewhere.
 class PlatformClientFactory : public testing::Test {
 protected:

@@ -26,8 +26,8 @@ TEST(ValueText, AnyMomentReadsAsTheTimeLibraryPrintsIt) {
     std::uniform_int_distribution<std::int64_t> distribution(0, (last - first).total_microseconds());
     for (int i = 0; i < Moments; ++i) {
         const std::int64_t distance = distribution(random);
-        for (const std::int64_t count : {distance, distance - distance % Second}) {
-            const posix_time::ptime moment = first + posix_time::microseconds(count);
+        for (const std::int64_t distanceInMicroseconds : {distance, distance - distance % Second}) {
+            const posix_time::ptime moment = first + posix_time::microseconds(distanceInMicroseconds);
             ASSERT_EQ(DescribeTime(moment), posix_time::to_simple_string(moment));
         }
     }

@@ -6,6 +6,7 @@
 
 namespace {
 
+using TestSupport::ScopedEnvironment;
 using Zandrel::AppHostConfiguration;
 
 TEST(AppHostConfiguration, HasNoOverrideWithoutEnvironment) {

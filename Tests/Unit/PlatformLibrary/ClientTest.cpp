@@ -14,7 +14,6 @@
 #include <boost/lexical_cast.hpp>
 #include <boost/thread/future.hpp>
 #include <chrono>
-#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -31,9 +30,10 @@
 namespace {
 
 using Ostra::CreateDeviceStackClient;
-using Ostra::IDeviceStackClient;
 using Ostra::ReleaseDeviceStackClient;
+using TestSupport::FakeDeviceStack;
 using TestSupport::LogLine;
+using TestSupport::ScopedEnvironment;
 using Manner = FakeDeviceStack::Manner;
 using Clock = std::chrono::steady_clock;
 using Lines = std::vector<std::string>;

@@ -3,7 +3,6 @@
 #include <boost/thread/future.hpp>
 #include <boost/thread/thread_only.hpp>
 #include <chrono>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -15,8 +14,9 @@
 
 namespace {
 
+using TestSupport::FakeDeviceStack;
+
 using Manner = FakeDeviceStack::Manner;
-using Ostra::IDeviceStackClient;
 using Clock = std::chrono::steady_clock;
 using Lines = std::vector<std::string>;
 

@@ -12,6 +12,7 @@
 namespace {
 
 using TestSupport::LogLine;
+using TestSupport::ScopedEnvironment;
 using Zandrel::OrnIpcClientImpl;
 
 constexpr int OwnProcess = 13;

@@ -12,7 +12,6 @@
 #include <boost/beast/websocket/stream.hpp>
 #include <boost/lexical_cast.hpp>
 #include <boost/thread/thread_only.hpp>
-#include <memory>
 #include <string>
 
 #include "CapturingAppender.h"
@@ -24,6 +23,7 @@ namespace {
 
 using boost::asio::ip::tcp;
 using boost::asio::local::stream_protocol;
+using TestSupport::FakeDeviceStack;
 
 constexpr uid_t Root = 0;
 constexpr uid_t Nobody = 65534;
@@ -52,7 +52,7 @@ TEST_F(LocalSocket, IsPreferredByAClient) {
     stream_protocol::acceptor acceptor(context, Ostra::MakeLocalEndpoint(ToEndpoint(port.GetAddress())));
     std::string frame;
     boost::thread server([&] {
-        boost::beast::websocket::stream<stream_protocol::socket> stream(acceptor.accept());
+        boost::beast::websocket::stream<stream_protocol::socket, false> stream(acceptor.accept());
         stream.accept();
         boost::beast::flat_buffer buffer;
         stream.read(buffer);

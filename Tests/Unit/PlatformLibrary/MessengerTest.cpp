@@ -19,7 +19,6 @@ namespace {
 
 using namespace std::string_literals;
 namespace posix_time = boost::posix_time;
-using boost::posix_time::seconds;
 using Ostra::IDeviceStackClient;
 using TestSupport::LogLine;
 using Zandrel::Docket;
@@ -83,7 +82,7 @@ protected:
 
     TestSupport::LogCapture log;
     FakeRoad road;
-    std::unique_ptr<DscAsyncRequestMessenger> sut = MakeMessenger(seconds(60));
+    std::unique_ptr<DscAsyncRequestMessenger> sut = MakeMessenger(posix_time::seconds(60));
 };
 
 void ExpectFailure(const Docket& docket, const std::string& error) {
@@ -107,7 +106,7 @@ TEST_F(Messenger, RefusesWhatIsNoObjectWithMembers) {
 }
 
 TEST_F(Messenger, GivesEachRequestAnotherNumber) {
-    const auto other = MakeMessenger(seconds(60));
+    const auto other = MakeMessenger(posix_time::seconds(60));
     other->SetAsResponseHandler();
     sut->SetAsResponseHandler();
     sut->Request(R"({"command":"X"})", {});
@@ -261,7 +260,7 @@ TEST_F(Messenger, DestructionEndsOpenRequests) {
 
 TEST_F(Messenger, AfterUnsetTheRoadMayGo) {
     auto shortRoad = std::make_unique<FakeRoad>();
-    DscAsyncRequestMessenger messenger(*shortRoad, seconds(60), WarnAfterTimeouts, log.GetLogger());
+    DscAsyncRequestMessenger messenger(*shortRoad, posix_time::seconds(60), WarnAfterTimeouts, log.GetLogger());
     messenger.SetAsResponseHandler();
     messenger.UnsetAsResponseHandler();
     shortRoad.reset();
@@ -273,7 +272,7 @@ TEST_F(Messenger, AfterUnsetNobodyIsOnTheRoad) {
     constexpr int Rounds = 50;
     for (int round = 0; round < Rounds; ++round) {
         auto shortRoad = std::make_unique<FakeRoad>();
-        DscAsyncRequestMessenger messenger(*shortRoad, seconds(60), WarnAfterTimeouts, log.GetLogger());
+        DscAsyncRequestMessenger messenger(*shortRoad, posix_time::seconds(60), WarnAfterTimeouts, log.GetLogger());
         messenger.SetAsResponseHandler();
         std::atomic<bool> ready{false};
         boost::thread sender([&] {
@@ -292,13 +291,13 @@ TEST_F(Messenger, AfterUnsetNobodyIsOnTheRoad) {
 }
 
 TEST_F(Messenger, RequestsNeedAResponseHandler) {
-    const auto deaf = MakeMessenger(seconds(60));
+    const auto deaf = MakeMessenger(posix_time::seconds(60));
     ExpectFailure(deaf->Request(R"({"command":"X"})", {}), "Messenger closed.");
     EXPECT_TRUE(road.sent.empty());
 }
 
 TEST_F(Messenger, DestructionLeavesAnothersHandlerAlone) {
-    MakeMessenger(seconds(60)).reset();
+    MakeMessenger(posix_time::seconds(60)).reset();
     EXPECT_NE(road.handler, nullptr);
 }
 
@@ -331,7 +330,7 @@ TEST_F(Messenger, ReportsARefusedNativeFormat) {
 
 TEST_F(Messenger, EmbedsTheDocumentByteForByte) {
     const std::string document = "{\"devices\":[\"\\\x02\x01\xFF\"]}\n";
-    const Docket docket = sut->SetConfiguration(document, seconds(25));
+    const Docket docket = sut->SetConfiguration(document, posix_time::seconds(25));
     const std::string head = "{\"request\":";
     const std::string tail = R"(,"command":"SetConfiguration","configuration":)" + document + "}";
     const std::string json = road.LastSent();

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -15,6 +14,7 @@
 
 namespace {
 
+using TestSupport::FakeDeviceStack;
 using Manner = FakeDeviceStack::Manner;
 using TestSupport::LogLine;
 using Clock = std::chrono::steady_clock;

@@ -12,14 +12,14 @@ namespace {
 
 using Kind = RecordField::Kind;
 
-constexpr std::size_t MaxFieldLength = 32;
+constexpr std::size_t MaxFieldNumberLength = 32;
 constexpr unsigned HexDigits = 2;
 constexpr int HexBase = 16;
 
 /// The text of a number, with zeros in front up to `digits`.
 template <typename Number, typename... Format>
 std::string TextOf(Number number, unsigned digits, Format... format) {
-    std::array<char, MaxFieldLength> buffer{};
+    std::array<char, MaxFieldNumberLength> buffer{};
     const char* const end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), number, format...).ptr;
     const auto length = static_cast<std::size_t>(end - buffer.data());
     return std::string(digits > length ? digits - length : 0, '0').append(buffer.data(), length);

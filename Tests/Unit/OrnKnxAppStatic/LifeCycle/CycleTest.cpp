@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "LifeCycleFixture.h"
+#include "ScopedEnvironment.h"
 #include "ThreadShortage.h"
 #include "Zandrel/KnxOdsMapping.h"
 
@@ -18,7 +19,7 @@ protected:
 };
 
 TEST_F(CycleTest, CycleInDebugModeLaunchesNothingAndReportsThatTheAppRuns) {
-    const AppSideTools::EnvironmentVariable disabled("ORN_APP_HOST_STARTUP_DISABLED", "1");
+    const TestSupport::ScopedEnvironment disabled("ORN_APP_HOST_STARTUP_DISABLED", "1");
     MakeProgram();
 
     const Lines lines = RunFirstCycle();

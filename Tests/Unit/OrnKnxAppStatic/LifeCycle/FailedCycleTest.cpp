@@ -16,6 +16,7 @@ enum class FailedStop {
     UnloadedAfterLaunch,         ///< there is no such app
 };
 
+/// What happens to a failed cycle meanwhile.
 enum class FailedEvent { Nothing, Restart, Exit, ExitAndDelete, ExitTooLate, ExitAndDeleteTooLate, DeviceStackLost };
 
 struct FailedWay {

@@ -29,10 +29,10 @@ std::ptrdiff_t CountThreads() {
 std::string Value(unsigned long id, int value) {
     return "\"id\":" + std::to_string(id) + R"(,"value":"3.1:)" + std::to_string(value) + '"';
 }
-std::string EventRequest(int event) {
+std::string EventMembers(int event) {
     return Value(Mapping::GetAppHostAppControlEventObjModelId(1), event);
 }
-std::string State(int state) {
+std::string StateMembers(int state) {
     return Value(Mapping::GetAppHostAppControlStateObjModelId(1), state);
 }
 std::string FirstParameter(Zandrel::ParameterType type) {
@@ -132,12 +132,12 @@ void LifeCycleFixture::PrepareDeviceStack() {
     const unsigned long state = Mapping::GetAppHostAppControlStateObjModelId(1);
     AcceptDeviceConfig();
     // The app obeys the event that shuts it down, and a run state that is written is reported.
-    deviceStack_.RunBefore(EventRequest(1), [this, state] {
+    deviceStack_.RunBefore(EventMembers(1), [this, state] {
         if (isAppAlive_) {
             deviceStack_.Report(state, "3.1:0");
         }
     });
-    deviceStack_.RunBefore(State(0), [this, state] { deviceStack_.Report(state, "3.1:0"); });
+    deviceStack_.RunBefore(StateMembers(0), [this, state] { deviceStack_.Report(state, "3.1:0"); });
 }
 
 void LifeCycleFixture::AcceptDeviceConfig() {
@@ -225,7 +225,7 @@ std::string LifeCycleFixture::GetRequestText(Stop stop) {
         case Stop::ConfigurationLoaded:
             return "configurationLoaded";
         default:
-            return EventRequest(2);
+            return EventMembers(2);
     }
 }
 

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <boost/chrono/duration.hpp>
+#include <ostream>
 
 #include "ExpectedLines.h"
 #include "LifeCycleFixture.h"

@@ -18,8 +18,8 @@ inline constexpr const char* Done = "[App] operator() - Set app debug mode done.
 class ProgramDebugMode : public ProgramFixture {
 protected:
     ProgramDebugMode() {
-        for (const char* file : {"device/opt/ostra/bin/OrnAppConnectorHost.exe", "device/opt/userdata/ornApp/1/App.dll",
-                                 "device/opt/ostra/lib/libornconnectorapp.so"}) {
+        for (const char* file :
+             {AppSideTools::ConnectorHost, "device/opt/userdata/ornApp/1/App.dll", AppSideTools::ConnectorLibrary}) {
             AppSideTools::WorkingDirectory::MakeFile(file);
         }
         SystemFaults::mono = TEST_CHILD;

@@ -17,7 +17,7 @@ TEST_F(ProgramExit, LogsItsStepsInOrder) {
 
     EXPECT_EQ(sut_->Exit(), Exited);
 
-    ExpectHostLines(UnloadedSignalled + SignalledOff + LinesOfAStop() + Stopped + Disconnected);
+    ExpectHostLines(UnloadedSignalled + SignalledOff + LinesOfAStop() + ThreadsStopped + Disconnected);
     EXPECT_EQ(deviceStack_.GetRequests(), AllRequests);
     EXPECT_EQ(client_.GetCalls(),
               (std::vector<std::string>{"set response handler", "set event handler", "unset response handler",
@@ -46,7 +46,7 @@ TEST_F(ProgramExit, GoesOnWhenEverythingIsRefused) {
               {"INFO", "Wait (SOURCE) - Child process was killed by signal 9"},
               {"FATAL", "Stop (SOURCE) - App host process exited with -1"},
               {"DEBUG", "~MeasureDuration - Stopping app host took"}} +
-        Stopped +
+        ThreadsStopped +
         Lines{{"ERROR", "[App] DisableLogicalKnxDevice - Failed to set configuration of object '1000000': no"},
               {"WARN", "[App] ResetConfiguration - Failed to disable device channel. Logical device: 1"}} +
         Disconnected);
@@ -174,7 +174,7 @@ TEST_F(ProgramExit, KillsTheAppHostWhenItsStopThrows) {
                           {"INFO", "[App] SendAppControlEventStop - Sending shutdown signal as RSM event"},
                           {"DEBUG", "~MeasureDuration - Stopping app host took"},
                           {"ERROR", "[App] Exit - Unexpected failure: on fire"}} +
-                    Stopped +
+                    ThreadsStopped +
                     Lines{{"DEBUG", "KillProcess - Nothing to kill"},
                           {"INFO", "KillProcess (SOURCE) - Have to kill process App host"},
                           {"INFO", "KillProcess - App host killed"},

@@ -59,16 +59,16 @@ TEST_P(KnxHandlerExceptions, EndInOneLineAndAFailure) {
     EXPECT_TRUE(globalLog_.GetLines().empty());
 }
 
-const KnxStack::GroupValue On = MakeGroupValue({1});
+const KnxStack::GroupValue SwitchedOn = MakeGroupValue({1});
 const Zandrel::ZANVALUE Boolean = Zandrel::ZANVALUE::FromBoolean(true);
 const BinaryData NoEvent;
 
 INSTANTIATE_TEST_SUITE_P(
     Calls, KnxHandlerExceptions,
     testing::Values(FailingCall{"OnGroupValueWrite", false,
-                                [](KnxHandler& sut, FakeKnxStack&) { return sut.OnGroupValueWrite(5, On); }},
+                                [](KnxHandler& sut, FakeKnxStack&) { return sut.OnGroupValueWrite(5, SwitchedOn); }},
                     FailingCall{"OnGroupValueResponse", false,
-                                [](KnxHandler& sut, FakeKnxStack&) { return sut.OnGroupValueResponse(5, On); }},
+                                [](KnxHandler& sut, FakeKnxStack&) { return sut.OnGroupValueResponse(5, SwitchedOn); }},
                     FailingCall{"OnGroupValueRead", false,
                                 [](KnxHandler& sut, FakeKnxStack&) {
                                     KnxStack::GroupValue value;

@@ -18,7 +18,7 @@ class ProgramManagedGates : public ProgramDebugMode {
 protected:
     ProgramManagedGates() {
         SystemFaults::isSomebodyHeld = false;
-        SystemFaults::heldFile = "device/opt/ostra/bin/ornapphost";
+        SystemFaults::heldFile = AppSideTools::AppHost;
         clock_->onHostSleep = [] {};  // the app does not stop
         clock_->onJoin = [] { SystemFaults::heldFile = nullptr; };
     }

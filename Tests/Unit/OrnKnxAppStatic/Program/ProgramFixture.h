@@ -54,8 +54,8 @@ inline std::string Disable() {
 inline const Lines UnloadedSignalled{
     {"INFO", "[App] IndicateLoadState - Signal configurationUnloaded to devicestack."},
     {"INFO", "[App] SignalAppHostKnxCommunicationState - Signal KNX communication 'off'."}};
-inline const Lines Stopped{{"DEBUG", "Terminate - Stopping all ticker threads."},
-                           {"DEBUG", "~MeasureDuration - Interrupting and joining the init thread took"}};
+inline const Lines ThreadsStopped{{"DEBUG", "Terminate - Stopping all ticker threads."},
+                                  {"DEBUG", "~MeasureDuration - Interrupting and joining the init thread took"}};
 
 /// The application program with an app "App" whose app host runs until it is killed. The app reports "Running" and,
 /// when the host waits for that, "Stopped".

@@ -26,7 +26,7 @@ TEST_F(ProgramRestart, LogsItsStepsInOrder) {
     ExpectHostLines(UnloadedSignalled +
                     Lines{{"INFO", "[App] OnDeviceRestart - Signaled disabled KNX communication"},
                           {"INFO", "[App] OnDeviceRestart - Terminating App Host process"}} +
-                    LinesOfAStop() + Stopped + Resetting + Restarted);
+                    LinesOfAStop() + ThreadsStopped + Resetting + Restarted);
     EXPECT_EQ(deviceStack_.GetRequests(),
               (Requests{Unloaded, SetValue(Event, "3.1:3"), SetValue(Event, "3.1:1"), Disable()}));
 }
@@ -43,7 +43,7 @@ TEST_F(ProgramRestart, GoesOnWhenTheAppCannotBeSignalled) {
                     Lines{{"ERROR", "[App] DoSendAppControlEvent - Failed to send event '3': no such point"},
                           {"ERROR", "[App] OnDeviceRestart - Failed to signal disabled KNX communication"},
                           {"INFO", "[App] OnDeviceRestart - Terminating App Host process"}} +
-                    LinesOfAStop() + Stopped + Resetting + Restarted);
+                    LinesOfAStop() + ThreadsStopped + Resetting + Restarted);
     EXPECT_EQ(deviceStack_.GetRequests(),
               (Requests{Unloaded, SetValue(Event, "3.1:3"), SetValue(Event, "3.1:1"), Disable()}));
 }
@@ -97,7 +97,7 @@ TEST_F(ProgramRestart, WithoutThreadsFailsAndALaterOneWorks) {
     ExpectHostLines(UnloadedSignalled +
                     Lines{{"INFO", "[App] OnDeviceRestart - Signaled disabled KNX communication"},
                           {"INFO", "[App] OnDeviceRestart - Terminating App Host process"}} +
-                    LinesOfAStop() + Stopped + Resetting +
+                    LinesOfAStop() + ThreadsStopped + Resetting +
                     Lines{{"DEBUG", "[App] OnDeviceRestart - Failed to start init thread."}});
     EXPECT_TRUE(HasNoTimer());
     shortage.reset();

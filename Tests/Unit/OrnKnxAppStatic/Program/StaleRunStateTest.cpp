@@ -16,7 +16,7 @@ protected:
     /// The debug mode is on, and is about to be switched off.
     void GivenDebugMode() {
         StartManaged();
-        SwitchAndWait(Program::On);
+        SwitchAndWait(On);
         Report(AppHostControlState::Stopped);
         Forget();
         client_.onSend = [this, pending = true](const std::string& json) mutable {
