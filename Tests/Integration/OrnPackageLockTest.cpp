@@ -2,6 +2,7 @@
 
 #include <boost/filesystem/operations.hpp>
 #include <csignal>
+#include <cstdint>
 #include <memory>
 
 #include "FileWatch.h"
@@ -11,6 +12,13 @@ namespace {
 
 using namespace OrnPackage;
 
+/// Long enough to be stopped in.
+#if defined(ORN_EMULATED)
+constexpr std::uintmax_t LargeFileSize = std::uintmax_t{8} << 20;
+#else
+constexpr std::uintmax_t LargeFileSize = std::uintmax_t{64} << 20;
+#endif
+
 /// A run that has stopped in its middle while others begin.
 class OrnPackageLockTest : public OrnPackageTest {
 protected:
@@ -18,7 +26,7 @@ protected:
         filesystem::create_directory(Path("root"));
         MakeKeys();
         WriteFile(Path("app/large"), "");
-        filesystem::resize_file(Path("app/large"), std::uintmax_t{64} << 20);  // long enough to be stopped in
+        filesystem::resize_file(Path("app/large"), LargeFileSize);
         Output(SignCommand());
     }
 

@@ -49,7 +49,7 @@ TEST_F(OrnPackageTest, FilesOfTheWorkingDirectoryAreTheDefault) {
         EXPECT_THAT(program.GetErrorLines(), IsEmpty());
         return program.GetOutputLines();
     };
-    EXPECT_THAT(run({"keygen"}),
+    EXPECT_THAT(run({"keygen", "--type", "ecdsa"}),
                 ElementsAre("wrote ca.key", "wrote ca.crt", "wrote developer.key", "wrote developer.crt"));
     EXPECT_THAT(run({"sign", "app"}), ElementsAre("signed 2 files, 12 bytes"));
     EXPECT_THAT(run({"verify", "app"}), ElementsAre("Signature OK"));

@@ -15,7 +15,8 @@ using Key = std::shared_ptr<EVP_PKEY>;
 using Certificate = std::shared_ptr<X509>;
 
 Key MakeEcKey();
-Key MakeRsaKey(unsigned bits);
+/// As short as where the length says nothing: an emulated processor looks long for a longer one.
+Key MakeRsaKey(unsigned bits = 1024);
 Key MakeEd25519Key();
 
 /// What a certificate says. Times as "YYYYMMDDHHMMSSZ".

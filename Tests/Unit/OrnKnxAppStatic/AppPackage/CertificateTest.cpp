@@ -80,8 +80,8 @@ TEST_F(CertificateTest, RsaKeyIsAccepted) {
 }
 
 TEST_F(CertificateTest, SignatureOfAnotherRsaKeyIsRefused) {
-    sut_.Seal(MakeDeveloper(MakeRsaKey(2048)));
-    sut_.Write("appfiles.xml.SHA256.sig", TestSupport::Sign(sut_.Read("appfiles.xml"), MakeRsaKey(2048)));
+    sut_.Seal(MakeDeveloper(MakeRsaKey()));
+    sut_.Write("appfiles.xml.SHA256.sig", TestSupport::Sign(sut_.Read("appfiles.xml"), MakeRsaKey()));
     EXPECT_EQ(Verify(), VerificationResult::Corrupt);
     const std::vector<LogLine> lines = TakeLines();
     ASSERT_EQ(lines.size(), 2U);
@@ -91,7 +91,7 @@ TEST_F(CertificateTest, SignatureOfAnotherRsaKeyIsRefused) {
 }
 
 TEST_F(CertificateTest, SignatureOverAnotherDigestIsRefused) {
-    const Signer signer = MakeDeveloper(MakeRsaKey(2048));
+    const Signer signer = MakeDeveloper(MakeRsaKey());
     sut_.Seal(signer);
     sut_.Write("appfiles.xml.SHA256.sig", TestSupport::Sign(sut_.Read("appfiles.xml"), signer.key, "SHA512"));
     EXPECT_EQ(Verify(), VerificationResult::Corrupt);
@@ -297,7 +297,7 @@ TEST_F(CertificateTest, WeakKeysAreAccepted) {
 }
 
 TEST_F(CertificateTest, WeakDigestsOfTheAuthorityAreAccepted) {
-    const Key key = MakeRsaKey(2048);  // no ECDSA signature has a name with MD5
+    const Key key = MakeRsaKey();  // no ECDSA signature has a name with MD5
     const auto authority = MakeCertificate(TestSupport::AuthorityText("RSA CA"), key, nullptr, key);
     TestSupport::WriteFile(sut_.CaFile(), ToPem(authority));
     for (const char* const digest : {"SHA1", "MD5"}) {

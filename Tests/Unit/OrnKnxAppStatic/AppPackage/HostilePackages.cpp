@@ -257,7 +257,7 @@ void AddSignatures(Packages& packages) {
                             [sign](const AppPackage& package) { package.Write(Signature, sign(package.Read(List))); }});
     };
     const Key key = MakeEcKey();
-    const Key rsa = TestSupport::MakeRsaKey(2048);
+    const Key rsa = TestSupport::MakeRsaKey();
     add("of another key", [key](const std::string& list) { return TestSupport::Sign(list, key); });
     add("of an RSA key", [rsa](const std::string& list) { return TestSupport::Sign(list, rsa); });
     add("over another digest",

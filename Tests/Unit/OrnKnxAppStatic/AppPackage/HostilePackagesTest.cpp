@@ -148,7 +148,7 @@ TEST_F(FlippedBitTest, InTheSignatureIsFound) {
 }
 
 TEST_F(FlippedBitTest, InAnRsaSignatureIsFound) {
-    sut_.Seal(TestSupport::MakeDeveloper(TestSupport::MakeRsaKey(2048)));
+    sut_.Seal(TestSupport::MakeDeveloper(TestSupport::MakeRsaKey()));
     FlipIn("appfiles.xml.SHA256.sig", &Never);
 }
 
