@@ -37,6 +37,16 @@ TEST_F(OrnPackageTest, MoreFilesThanTheDeviceReadsAreRefusedAndOneLessAreSigned)
     EXPECT_EQ(Error(1, SignCommand()), "ornpackage: the device would not read the file list: too many elements");
 }
 
+TEST_F(OrnPackageTest, ListThatIsLargerThanTheDeviceReadsIsRefused) {
+    constexpr int Files = 6'500;  // whose names take five times the room in the list
+    MakeKeys();
+    for (int i = 0; i < Files; ++i) {
+        WriteFile(Path("app/" + std::to_string(i) + std::string(250, '&')), "");
+    }
+    EXPECT_EQ(Error(1, SignCommand()), "ornpackage: too many files: their list is larger than the device reads");
+    EXPECT_FALSE(filesystem::exists(Path("app/appfiles.xml")));
+}
+
 /// A path of that length can only be made and removed step by step.
 TEST_F(OrnPackageTest, FileWhosePathIsTooLongIsNamed) {
     MakeKeys();
@@ -85,6 +95,13 @@ TEST_F(OrnPackageTest, ShowNamesAFileListThatIsNone) {
               "ornpackage: cannot read " + Path("app/appfiles.xml") + ": more than one top element");
     filesystem::remove(Path("app/appfiles.xml"));
     EXPECT_EQ(Error(3, {"show", App()}), "ornpackage: cannot read " + Path("app/appfiles.xml"));
+}
+
+TEST_F(OrnPackageTest, ShowNamesWhatAnEntryLacks) {
+    MakeKeys();
+    Output(SignCommand());
+    WriteFile(Path("app/appfiles.xml"), "<l><File/></l>");
+    EXPECT_EQ(Output({"show", App()}).back(), "  (no sum)  (no name)");
 }
 
 TEST_F(OrnPackageTest, OutputThatCannotBeWrittenIsAnError) {

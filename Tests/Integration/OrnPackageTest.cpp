@@ -394,6 +394,7 @@ TEST_F(OrnPackageTest, BadCommandLinesAreOneLineAndCodeTwo) {
     EXPECT_EQ(error({"verify", "a", "b"}), "ornpackage: expected verify DIR; see --help");
     EXPECT_EQ(error({"keygen", "a", "b"}), "ornpackage: expected keygen [DIR]; see --help");
     EXPECT_EQ(error({"keygen", "--type", "dsa"}), "ornpackage: --type dsa: expected rsa or ecdsa; see --help");
+    EXPECT_EQ(error({"verify", "a", "--type", "rsa"}), "ornpackage: --type does not go with this command; see --help");
     EXPECT_EQ(error({"show", "a", "--ca", "b"}), "ornpackage: --ca does not go with this command; see --help");
     EXPECT_EQ(error({"verify", "a", "--root", "b"}), "ornpackage: --root does not go with this command; see --help");
     EXPECT_EQ(error({"verify", "a", "--key", "b"}), "ornpackage: --key does not go with this command; see --help");

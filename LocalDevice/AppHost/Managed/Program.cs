@@ -37,7 +37,7 @@ namespace Orn
         {
             Link link = Link.Connect(host, portFile);
             AppDomain.CurrentDomain.UnhandledException += (sender, arguments) =>
-                Fail(link, arguments.ExceptionObject as Exception);
+                Fail(link, arguments.ExceptionObject);
             try
             {
                 return Live(link, CreateApp(assembly));
@@ -106,12 +106,11 @@ namespace Orn
             }
         }
 
-        private static void Fail(Link link, Exception error)
+        private static void Fail(Link link, object error)
         {
             try
             {
-                string text = error == null ? "an exception of a type of its own" : error.ToString();
-                link.Send("fail " + Wire.Escape(Wire.Cut(text)));
+                link.Send("fail " + Wire.Escape(Wire.Cut(error.ToString())));
             }
             catch (IOException)
             {

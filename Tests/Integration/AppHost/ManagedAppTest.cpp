@@ -11,6 +11,7 @@
 #include "Relay.h"
 #include "ReportLimit.h"
 #include "Stranger.h"
+#include "TemporaryFolder.h"
 
 namespace {
 
@@ -351,6 +352,15 @@ TEST_F(ManagedApp, appHostWhosePortFileCannotBeWrittenDoesNotStart) {
     Start(ORN_CONNECTOR_APP, {{"ORN_CONNECTOR_PORT_FILE", "/nowhere/port"}});
     EXPECT_EQ(NextReports(2), (Texts{Starting, Stopped}));
     ExpectErrorLine("/nowhere/port.new: cannot be written");
+    EXPECT_EQ(WaitForExit(), ExitStatus::Exited(1));
+}
+
+TEST_F(ManagedApp, appHostWhosePortFileIsAFolderDoesNotStart) {
+    fs::create_directory(folder.At("port"));
+    SetUpDevice();
+    Start(ORN_CONNECTOR_APP, {{"ORN_CONNECTOR_PORT_FILE", folder.At("port")}});
+    EXPECT_EQ(NextReports(2), (Texts{Starting, Stopped}));
+    ExpectErrorLine("Is a directory");
     EXPECT_EQ(WaitForExit(), ExitStatus::Exited(1));
 }
 

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <array>
 #include <atomic>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/thread/condition_variable.hpp>
@@ -43,7 +44,9 @@ public:
             Of(host).changed_.notify_all();
             return ORN_OK;
         };
-        log = [](const orn_host* host, orn_log_level, const char* text) { Note(host, text); };
+        log = [](const orn_host* host, orn_log_level level, const char* text) {
+            Note(host, std::array{"", "DEBUG ", "INFO ", "WARN ", "ERROR "}.at(level) + std::string(text));
+        };
         set_running = [](const orn_host* host, bool running) { Note(host, running ? "running" : "not running"); };
     }
 
@@ -117,7 +120,7 @@ TEST_F(ConnectorTest, HostThatFallsSilentIsNoticedEarlyEnoughToBeReportedWithinT
     // By its own clock, however busy the machine is: a host that fell silent behind a ping, and one before a ping.
     EXPECT_LE((pings + 1) * durations_.ping, std::chrono::milliseconds(1700));
     EXPECT_GE(pings * durations_.ping, std::chrono::milliseconds(1500)) << "one that is only slow is given up";
-    EXPECT_THAT(host_.Take(2), ElementsAre("not running", "The connector host does not answer"));
+    EXPECT_THAT(host_.Take(2), ElementsAre("not running", "ERROR The connector host does not answer"));
 }
 
 TEST_F(ConnectorTest, ValuesAreTakenOnlyAsFastAsTheAppThreadComesAlong) {
@@ -134,7 +137,7 @@ TEST_F(ConnectorTest, ValuesAreTakenOnlyAsFastAsTheAppThreadComesAlong) {
     EXPECT_EQ(host_.CountValues(), 2 * Batch);
     host_.CallTask();
 
-    EXPECT_THAT(host_.Take(1), ElementsAre("all"));
+    EXPECT_THAT(host_.Take(1), ElementsAre("INFO all"));
     EXPECT_EQ(host_.CountValues(), 2 * Batch + 1);
 }
 
@@ -152,31 +155,31 @@ TEST_F(ConnectorTest, HostThatIsNotListenedToIsNotSilent) {
     stream_ << "log info here\n" << std::flush;
 
     EXPECT_EQ(pings, silence);
-    EXPECT_THAT(host_.Take(1), ElementsAre("here"));
+    EXPECT_THAT(host_.Take(1), ElementsAre("INFO here"));
 }
 
 TEST_F(ConnectorTest, StrangerWhoGoesIsNoHostThatEnds) {
     stream_.close();
-    EXPECT_THAT(host_.Take(2), ElementsAre("not running", "The connection to the connector host is lost"));
+    EXPECT_THAT(host_.Take(2), ElementsAre("not running", "ERROR The connection to the connector host is lost"));
 
     Stream stranger("127.0.0.1", std::to_string(sut_.GetPort()));
     stranger << "GET / HTTP/1.1\n" << std::flush;
 
-    EXPECT_THAT(host_.Take(1), ElementsAre("Somebody who is no connector host has connected"));
+    EXPECT_THAT(host_.Take(1), ElementsAre("ERROR Somebody who is no connector host has connected"));
 }
 
 TEST_F(ConnectorTest, SecondHostIsRefusedAndTheFirstGoesOn) {
     const Stream second("127.0.0.1", std::to_string(sut_.GetPort()));
-    EXPECT_THAT(host_.Take(1), ElementsAre("A second connector host is refused"));
+    EXPECT_THAT(host_.Take(1), ElementsAre("WARN A second connector host is refused"));
 
     stream_ << "log info still here\n" << std::flush;
-    EXPECT_THAT(host_.Take(1), ElementsAre("still here"));
+    EXPECT_THAT(host_.Take(1), ElementsAre("INFO still here"));
 }
 
 TEST_F(ConnectorTest, ValueThatIsRefusedIsToldAndTheHostGoesOn) {
     stream_ << "set " << MissingCo << " boolean 1\nlog info still here\n" << std::flush;
-    EXPECT_THAT(host_.Take(2),
-                ElementsAre("A value for CO 3 was refused with " + std::to_string(ORN_NO_SUCH_CO), "still here"));
+    EXPECT_THAT(host_.Take(2), ElementsAre("WARN A value for CO 3 was refused with " + std::to_string(ORN_NO_SUCH_CO),
+                                           "INFO still here"));
 }
 
 struct Nonsense {
@@ -191,7 +194,7 @@ class ConnectorNonsense : public ConnectorTest, public testing::WithParamInterfa
 
 TEST_P(ConnectorNonsense, EndsTheConnectionWithItsReason) {
     stream_ << GetParam().line << std::flush;
-    EXPECT_THAT(host_.Take(2), ElementsAre("not running", GetParam().reason));
+    EXPECT_THAT(host_.Take(2), ElementsAre("not running", "ERROR " + GetParam().reason));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -211,7 +214,7 @@ TEST_F(ConnectorTest, HostThatIsDisconnectedIsNoticedAtOnce) {
 
     stream_.close();
 
-    EXPECT_THAT(host_.Take(2), ElementsAre("not running", "The connection to the connector host is lost"));
+    EXPECT_THAT(host_.Take(2), ElementsAre("not running", "ERROR The connection to the connector host is lost"));
 }
 
 }  // namespace

@@ -1,3 +1,5 @@
+#include <boost/filesystem/operations.hpp>
+
 #include "HostilePackages.h"
 
 namespace {
@@ -26,6 +28,16 @@ public:
     }
     void Add(const std::string& group, const std::string& name, const std::string& list) {
         Add(group, name, [list] { return list; });
+    }
+    /// The same without files beside it: all would be well if it counted as empty.
+    void AddAlone(const std::string& group, const std::string& name, const Text& list) {
+        packages_.push_back({group, name, [list](const AppPackage& package) {
+                                 boost::filesystem::remove_all(package.Directory());
+                                 package.Seal(list());
+                             }});
+    }
+    void AddAlone(const std::string& group, const std::string& name, const std::string& list) {
+        AddAlone(group, name, [list] { return list; });
     }
     /// The good entries with more behind them.
     void AddEntries(const std::string& group, const std::string& name, const Text& entries) {
@@ -82,45 +94,44 @@ void AddMalformed(Lists& lists) {
                                              "<a/><File/>",
                                              "\xEF\xBB\xBF",
                                              "\xFE\xFF<a/>",
-                                             "\xFF\xFE<\0a",
+                                             std::string("\xFF\xFE<\0a", 5),
                                              "<a>&#x110000;</a>",
-                                             "<a>&#99999999999999999999;</a>",
-                                             "<a>&#;</a>",
-                                             "<a>&#x;</a>"};
+                                             "<a>&#99999999999999999999;</a>"};
     for (std::size_t i = 0; i < malformed.size(); ++i) {
-        lists.Add("malformed", std::to_string(i) + " " + malformed[i], malformed[i]);
+        lists.AddAlone("malformed", std::to_string(i) + " " + malformed[i], malformed[i]);
     }
 }
 
 void AddSizes(Lists& lists) {
     for (const std::size_t depth : {std::size_t{101}, std::size_t{1000}, std::size_t{60000}, std::size_t{1000000}}) {
         const std::string number = std::to_string(depth);
-        lists.Add("depth", "open " + number, [=] { return Repeat("<a>", depth); });
-        lists.Add("depth", "closed " + number, [=] { return Repeat("<a>", depth) + Repeat("</a>", depth); });
-        lists.Add("depth", "below comments " + number, [=] { return Repeat("<a><!--</a>-->", depth / 4 + 101); });
-        lists.Add("depth", "below quotes " + number, [=] { return Repeat("<a b='/></a>'>", depth / 4 + 101); });
-        lists.Add("depth", "below text " + number, [=] { return Repeat("<a>/>", depth) + Repeat("</a>", depth); });
-        lists.Add("depth", "odd names " + number, [=] { return Repeat("<a\">", depth) + Repeat("</a\">", depth); });
+        lists.AddAlone("depth", "open " + number, [=] { return Repeat("<a>", depth); });
+        lists.AddAlone("depth", "closed " + number, [=] { return Repeat("<a>", depth) + Repeat("</a>", depth); });
+        lists.AddAlone("depth", "below comments " + number, [=] { return Repeat("<a><!--</a>-->", depth / 4 + 101); });
+        lists.AddAlone("depth", "below quotes " + number, [=] { return Repeat("<a b='/></a>'>", depth / 4 + 101); });
+        lists.AddAlone("depth", "below text " + number, [=] { return Repeat("<a>/>", depth) + Repeat("</a>", depth); });
+        lists.AddAlone("depth", "odd names " + number,
+                       [=] { return Repeat("<a\">", depth) + Repeat("</a\">", depth); });
     }
     constexpr std::size_t Megabyte = std::size_t{1} << 20;
-    lists.Add("size", "elements", [=] { return "<a>" + Repeat("<b/>", Megabyte) + "</a>"; });
-    lists.Add("size", "attributes", [=] { return "<a" + Repeat(" b=''", Megabyte) + "/>"; });
-    lists.Add("size", "text and comments", [=] { return "<a>" + Repeat("b<!---->", Megabyte / 2) + "</a>"; });
-    lists.Add("size", "CDATA", [=] { return "<a>" + Repeat("<![CDATA[]]>", Megabyte / 2) + "</a>"; });
-    lists.Add("size", "files", [=] { return FileListOf(Repeat("<File/>", Megabyte)); });
-    lists.Add("size", "files within the limit", [=] { return FileListOf(Repeat("<File/>", 119990)); });
-    lists.Add("size", "blanks", [=] { return Repeat(" ", 7 * Megabyte); });
-    lists.Add("size", "beyond the limit", [=] { return "<a>" + Repeat(" ", 8 * Megabyte) + "</a>"; });
-    lists.Add("size", "100 MB", [=] { return "<a>" + Repeat(" ", 100 * Megabyte) + "</a>"; });
+    lists.AddAlone("size", "elements", [=] { return "<a>" + Repeat("<b/>", Megabyte) + "</a>"; });
+    lists.AddAlone("size", "attributes", [=] { return "<a" + Repeat(" b=''", Megabyte) + "/>"; });
+    lists.AddAlone("size", "text and comments", [=] { return "<a>" + Repeat("b<!---->", Megabyte / 2) + "</a>"; });
+    lists.AddAlone("size", "CDATA", [=] { return "<a>" + Repeat("<![CDATA[]]>", Megabyte / 2) + "</a>"; });
+    lists.AddAlone("size", "files", [=] { return FileListOf(Repeat("<File/>", Megabyte)); });
+    lists.AddAlone("size", "files within the limit", [=] { return FileListOf(Repeat("<File/>", 119990)); });
+    lists.AddAlone("size", "blanks", [=] { return Repeat(" ", 7 * Megabyte); });
+    lists.AddAlone("size", "beyond the limit", [=] { return "<a>" + Repeat(" ", 8 * Megabyte) + "</a>"; });
+    lists.AddAlone("size", "100 MB", [=] { return "<a>" + Repeat(" ", 100 * Megabyte) + "</a>"; });
     lists.AddEntries("size", "a name", [=] { return FileElement(Repeat("a", 7 * Megabyte), Sha256Of("")); });
     lists.AddEntries("size", "components of a name",
                      [=] { return FileElement(Repeat("a/", 3 * Megabyte) + "a", Sha256Of("")); });
     lists.AddEntries("size", "components within the limit",
                      [=] { return FileElement(Repeat("a/", 2000) + "a", Sha256Of("")); });
     lists.AddEntries("size", "a sum", [=] { return FileElement("MyApp.dll", Repeat("a", 7 * Megabyte)); });
-    lists.Add("size", "an element's name", [=] { return "<" + Repeat("a", 7 * Megabyte) + ">"; });
-    lists.Add("size", "references",
-              [=] { return FileListOf("<File><Name>" + Repeat("&#65;", Megabyte) + "</Name></File>"); });
+    lists.AddAlone("size", "an element's name", [=] { return "<" + Repeat("a", 7 * Megabyte) + ">"; });
+    lists.AddAlone("size", "references",
+                   [=] { return FileListOf("<File><Name>" + Repeat("&#65;", Megabyte) + "</Name></File>"); });
 }
 
 void AddEntities(Lists& lists) {
@@ -145,7 +156,7 @@ void AddEntities(Lists& lists) {
     }
     for (const std::string reference :
          {"&#0;", "&#x0;", "&#00;", "&#xD800;", "&#xFFFF;", "&#x10FFFF;", "&#47;", "&#46;&#46;",
-          "&#46;&#46;&#47;app&#47;MyApp.dll", "&unknown;", "&", "&;", "&amp", "&#10;", "&#13;"}) {
+          "&#46;&#46;&#47;app&#47;MyApp.dll", "&unknown;", "&", "&#;", "&#x;", "&;", "&amp", "&#10;", "&#13;"}) {
         lists.AddEntries("character references", reference, file(reference));
         lists.AddEntries("character references", "after a name " + reference, file("MyApp.dll" + reference));
     }
@@ -154,7 +165,7 @@ void AddEntities(Lists& lists) {
         list.insert(place, 1, '\0');
         lists.Add("NUL", "at " + std::to_string(place), list);
     }
-    lists.Add("NUL", "at the end", FileListOf("") + std::string(1, '\0'));
+    lists.AddAlone("NUL", "at the end", FileListOf("") + std::string(1, '\0'));
     lists.AddEntries("NUL", "in a name", file(std::string("MyApp.dll\0x", 11)));
 }
 
