@@ -80,6 +80,30 @@ TEST_F(OrnPackageTest, SigningACopyOfHardLinksLeavesTheOtherPackageAsItIs) {
     EXPECT_THAT(Output({"verify", Path("other"), "--ca", Path("ca.crt")}), ElementsAre("Signature OK"));
 }
 
+TEST_F(OrnPackageTest, SignatureThatCannotBeWrittenLeavesTheOneThatIsThere) {
+    MakeKeys();
+    Output(SignCommand());
+    Words words{"-c", "ulimit -f 0 && trap '' XFSZ && exec \"$0\" \"$@\"", ORN_PACKAGE_PROGRAM};
+    for (const std::string& word : SignCommand()) {
+        words.push_back(word);
+    }
+
+    ChildProcess program("/bin/sh", words);
+    const Outcome outcome = WaitForOutcome(program);
+
+    EXPECT_EQ(outcome.status, ExitStatus::Exited(3));
+    EXPECT_THAT(outcome.error,
+                ElementsAre("ornpackage: cannot write " + Path("app/appfiles.xml.ornpackage") + ": File too large"));
+    EXPECT_THAT(Output(VerifyCommand()), ElementsAre("Signature OK"));
+}
+
+TEST_F(OrnPackageTest, WhatAKilledRunLeftIsNotSigned) {
+    MakeKeys();
+    WriteFile(Path("app/sdk.crt.ornpackage"), "half of it");
+    EXPECT_THAT(Output(SignCommand()), ElementsAre("signed 2 files, 12 bytes"));
+    EXPECT_THAT(Output(VerifyCommand()), ElementsAre("Signature OK"));
+}
+
 TEST_F(OrnPackageTest, EmptyAppDirectoryMakesAPackageToo) {
     MakeKeys();
     filesystem::remove_all(App());

@@ -1,15 +1,40 @@
 #include "FileReplacement.h"
 
 #include <boost/filesystem/operations.hpp>
+#include <exception>
+#include <iostream>
+#include <utility>
 
 #include "PackageError.h"
 #include "PackageFiles.h"
 #include "PemFiles.h"
+#include "PrintableText.h"
 #include "RegularFile.h"
 
 namespace LocalDevice {
 
 namespace filesystem = boost::filesystem;
+
+namespace {
+
+/// A file of an app has no such name.
+filesystem::path GetDraft(const filesystem::path& path) {
+    return path.string() + ".ornpackage";
+}
+
+/// Where the new file cannot be written whole, the one that is there stays.
+void ReplaceFile(const filesystem::path& path, const std::string& content) {
+    const filesystem::path draft = GetDraft(path);
+    CreateFile(draft, content, false);
+    boost::system::error_code error;
+    filesystem::rename(draft, path, error);
+    if (error) {
+        FileReplacement::RemoveDraft(path);
+        throw CannotWrite(path.string(), error.message());
+    }
+}
+
+}  // namespace
 
 FileReplacement::~FileReplacement() {
     for (const Earlier& earlier : earlier_) {
@@ -17,11 +42,21 @@ FileReplacement::~FileReplacement() {
             if (earlier.content) {
                 ReplaceFile(earlier.path, *earlier.content);
             } else {
-                filesystem::remove(earlier.path);
+                boost::system::error_code error;
+                filesystem::remove(earlier.path, error);
+                CheckWritten(error, earlier.path);
             }
-        } catch (...) {  // NOLINT(bugprone-empty-catch): the error that led here is the one to tell
+        } catch (const std::exception& error) {
+            std::cerr << "ornpackage: what was there before does not come back: " << MakePrintable(error.what())
+                      << '\n';
         }
     }
+}
+
+void FileReplacement::RemoveDraft(const filesystem::path& path) {
+    boost::system::error_code error;
+    filesystem::remove(GetDraft(path), error);
+    CheckWritten(error, GetDraft(path));
 }
 
 void FileReplacement::Write(const filesystem::path& path, const std::string& content) {
@@ -34,8 +69,9 @@ void FileReplacement::Write(const filesystem::path& path, const std::string& con
             throw Unexpected("cannot read " + path.string() + ", in whose place a file is to be written");
         }
     }
-    earlier_.push_back(std::move(earlier));
+    earlier_.reserve(earlier_.size() + 1);
     ReplaceFile(path, content);
+    earlier_.push_back(std::move(earlier));
 }
 
 }  // namespace LocalDevice

@@ -149,13 +149,4 @@ void CreateFile(const boost::filesystem::path& path, const std::string& content,
     }
 }
 
-void ReplaceFile(const boost::filesystem::path& path, const std::string& content) {
-    boost::system::error_code error;
-    boost::filesystem::remove(path, error);
-    if (error) {
-        throw CannotWrite(path.string(), error.message());
-    }
-    CreateFile(path, content, false);
-}
-
 }  // namespace LocalDevice

@@ -23,8 +23,5 @@ bool HoldsPrivateKey(const boost::filesystem::path& path);
 /// Writes a file that was not there, readable by its owner only where it is secret. Throws `PackageError` and leaves
 /// none where it cannot.
 void CreateFile(const boost::filesystem::path& path, const std::string& content, bool isSecret);
-/// Writes a new file in the place of the one that is there, whose other names keep what it holds. Throws
-/// `PackageError`.
-void ReplaceFile(const boost::filesystem::path& path, const std::string& content);
 
 }  // namespace LocalDevice

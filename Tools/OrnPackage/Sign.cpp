@@ -149,6 +149,9 @@ void RunSign(const PackageOptions& options) {
     const Signer signer = LoadSigner(options);
     const std::string pem = ToPem(*signer.certificate);
     MakeSignature("", *signer.key);  // before the long part: the key may be of a type that the device does not know
+    for (const char* const name : PackageFiles::All) {
+        FileReplacement::RemoveDraft(options.directory / name);
+    }
     const PackageContent content = CollectContent(options.directory);
     ExpectNoKey(options.directory, content.names);
     Progress progress(2 * content.bytes);  // read once to sign and once to check
@@ -156,9 +159,9 @@ void RunSign(const PackageOptions& options) {
     const std::string signature = MakeSignature(list, *signer.key);
 
     FileReplacement files;
-    files.Write(options.directory / PackageFiles::DeveloperCertificate, pem);
-    files.Write(options.directory / PackageFiles::FileList, list);
+    files.Write(options.directory / PackageFiles::FileList, list);  // the largest first, on a medium that fills up
     files.Write(options.directory / PackageFiles::Signature, signature);
+    files.Write(options.directory / PackageFiles::DeveloperCertificate, pem);
     const VerificationResult result =
         Zandrel::VerifyAppPackage(options.directory / PackageFiles::FileList, options.ca,
                                   [&progress](std::uint64_t bytes) { progress.Add(bytes); });
