@@ -6,6 +6,7 @@
 #include <boost/algorithm/string/join.hpp>
 #include <fstream>
 #include <iterator>
+#include <regex>
 #include <set>
 #include <string>
 #include <vector>
@@ -72,6 +73,18 @@ TEST(Interface, IsTheRecordedOne) {
     EXPECT_EQ(interface, recorded)
         << "The interface is another one than its users were built for. If that is meant: cp " << ACTUAL_INTERFACE
         << " " << RECORDED_INTERFACE;
+}
+
+/// What has no result of its own is told by its symbol alone.
+TEST(Interface, NamesTheResultOfEachFunctionOfThePlatform) {
+    const std::regex withoutResult(R"((\w+)::~?\1$|::operator<<$)");
+    const std::string interface = DescribeInterface();
+    for (const std::string& function : PlatformFunctions()) {
+        const std::string name = function.substr(0, function.find_first_of("(["));
+        if (!std::regex_search(name, withoutResult)) {
+            EXPECT_THAT(interface, HasSubstr("\n" + name + ": "));
+        }
+    }
 }
 
 TEST(LibraryFile, NeedsNoTextRelocations) {
