@@ -16,3 +16,9 @@ function(orn_start_under_emulator)
         set_target_properties(${program} PROPERTIES CROSSCOMPILING_EMULATOR "")
     endforeach()
 endfunction()
+
+# Such scripts are nothing to install. Ahead of every other rule, so that nothing is half installed.
+if(CMAKE_CROSSCOMPILING_EMULATOR AND BUILD_TESTING)
+    install(CODE [[message(FATAL_ERROR "this build is for tests: configure with -DBUILD_TESTING=OFF to install it")]]
+        ALL_COMPONENTS)
+endif()

@@ -1,5 +1,6 @@
 #include "Interface.h"
 
+#include <boost/algorithm/hex.hpp>
 #include <boost/algorithm/string/replace.hpp>
 #include <boost/core/demangle.hpp>
 #include <boost/date_time/posix_time/posix_time_types.hpp>
@@ -7,8 +8,10 @@
 #include <cstdint>
 #include <cstring>
 #include <ctime>
+#include <map>
 #include <optional>
 #include <sstream>
+#include <type_traits>
 #include <typeinfo>
 
 #include "KnxStack/IApiHub.h"
@@ -26,6 +29,7 @@
 #include "Zandrel/KnxOdsMapping.h"
 #include "Zandrel/Logging.h"
 #include "Zandrel/OrnIpcClientImpl.h"
+#include "Zandrel/OrnKnxHelper.h"
 #include "Zandrel/RequestMessengerDeviceStack.h"
 #include "Zandrel/ZanValue.h"
 
@@ -81,15 +85,42 @@ public:
         text_ << "    " << SlotOf(function) << ": " << name << ", " << NameOf<Function>() << '\n';
     }
 
+    template <typename Enum>
+    void Enumerator(const char* name, Enum value) {
+        text_ << "    " << static_cast<std::underlying_type_t<Enum>>(value) << ": " << name << '\n';
+    }
+
     /// A function with its result, which its symbol does not tell.
     template <typename Result, typename... Parameters>
     void Function(const char* name, Result (* /*function*/)(Parameters...)) {
         text_ << name << ": " << NameOf<Result(Parameters...)>() << '\n';
     }
 
+    /// The same for a member of a class.
+    template <typename Type, typename Class>
+    void Function(const char* name, Type Class::* /*function*/) {
+        text_ << name << ": " << NameOf<Type Class::*>() << '\n';
+    }
+
+    /// How a value lies in memory: type and subtype, the first `size` bytes of its content, and which of the
+    /// alternatives that is. Padding has no meaning.
+    void Layout(const char* name, const Zandrel::ZANVALUE& value, std::size_t size) {
+        constexpr std::size_t Alignment = alignof(Zandrel::ZANVALUE);
+        text_ << "    " << name << ':';
+        Bytes(value, 0, sizeof(value.GetType()) + sizeof(value.GetSubtype()));
+        Bytes(value, Alignment, size);
+        Bytes(value, sizeof(value) - Alignment, 1);
+        text_ << '\n';
+    }
+
     std::string Text() const { return text_.str(); }
 
 private:
+    void Bytes(const Zandrel::ZANVALUE& value, std::size_t offset, std::size_t size) {
+        const std::string bytes(reinterpret_cast<const char*>(&value) + offset, size);
+        text_ << ' ' << boost::algorithm::hex_lower(bytes);
+    }
+
     std::ostringstream text_;
 };
 
@@ -106,7 +137,6 @@ void DescribeTypes(Description& description) {
     ORN_SIZE(KnxStack::BinaryData);
     ORN_SIZE(KnxStack::GroupValue);
     ORN_SIZE(Ostra::IDeviceStackClient::Property);
-    ORN_SIZE(Ostra::IDeviceStackClient::PropertyType);
     ORN_SIZE(Zandrel::AppHostConfiguration);
     ORN_SIZE(Zandrel::Docket);
     ORN_SIZE(Zandrel::DscAsyncRequestMessenger);
@@ -115,37 +145,126 @@ void DescribeTypes(Description& description) {
     ORN_SIZE(Zandrel::OrnIpcClientImpl);
     ORN_SIZE(Zandrel::PrettyFunctionNamePrinter);
     ORN_SIZE(Zandrel::RemoteRequestMessengerDeviceStack);
-    ORN_SIZE(Zandrel::ZANVALUE);
-    ORN_SIZE(std::optional<Zandrel::ZANVALUE>);
 }
 
-#define ORN_FUNCTION(function) description.Function(#function, &Zandrel::function)
+#define ORN_ENUMERATOR(type, name) description.Enumerator(#name, type::name)
 
-void DescribeFunctions(Description& description) {
-    ORN_FUNCTION(KnxOdsMapping::GetKnxDeviceObjModelId);
-    ORN_FUNCTION(KnxOdsMapping::GetLogicalKnxDeviceObjModelId);
-    ORN_FUNCTION(KnxOdsMapping::GetOdsKnxDeviceChannelObjModelId);
-    ORN_FUNCTION(KnxOdsMapping::GetCoChannelObjModelId);
-    description.Function<std::optional<unsigned long>, unsigned long>("KnxOdsMapping::GetCoValueObjModelId",
-                                                                      &Zandrel::KnxOdsMapping::GetCoValueObjModelId);
-    description.Function<std::optional<unsigned long>, std::uint16_t, int>(
-        "KnxOdsMapping::GetCoValueObjModelId", &Zandrel::KnxOdsMapping::GetCoValueObjModelId);
-    ORN_FUNCTION(KnxOdsMapping::GetCoNumberFromObjModelId);
-    ORN_FUNCTION(KnxOdsMapping::GetParameterChannelObjModelId);
-    ORN_FUNCTION(KnxOdsMapping::GetParameterValueObjModelId);
-    ORN_FUNCTION(KnxOdsMapping::GetAppHostAppControlChannelObjModelId);
-    ORN_FUNCTION(KnxOdsMapping::GetAppHostAppControlStateObjModelId);
-    ORN_FUNCTION(KnxOdsMapping::GetAppHostAppControlEventObjModelId);
-    ORN_FUNCTION(KnxOdsMapping::GetAppHostAppControlAliveObjModelId);
-    ORN_FUNCTION(KnxOdsMapping::GetAppHostAppControlAppDebugObjModelId);
-    ORN_FUNCTION(KnxOdsMapping::IsAppHostAppControlState);
-    ORN_FUNCTION(KnxOdsMapping::IsAppHostAppControlAliveHeartbeat);
-    ORN_FUNCTION(KnxOdsMapping::IsAppHostAppControlAppDebug);
-    ORN_FUNCTION(KnxOdsMapping::GetIvtFromMainType);
-    ORN_FUNCTION(KnxOdsMapping::GetIstFromMainType);
-    ORN_FUNCTION(KnxOdsMapping::GetDefaultValueFromDpt);
-    ORN_FUNCTION(GroupValueToZanValue);
-    ORN_FUNCTION(ZanValueToGroupValue);
+void DescribeEnumerations(Description& description) {
+    ORN_SIZE(Ostra::IDeviceStackClient::PropertyType);
+    ORN_ENUMERATOR(Ostra::IDeviceStackClient::PropertyType, Name);
+    ORN_ENUMERATOR(Ostra::IDeviceStackClient::PropertyType, Enabled);
+    ORN_ENUMERATOR(Ostra::IDeviceStackClient::PropertyType, Visible);
+    ORN_SIZE(Zandrel::ParameterType);
+    ORN_ENUMERATOR(Zandrel::ParameterType, Ip);
+    ORN_ENUMERATOR(Zandrel::ParameterType, Number);
+    ORN_ENUMERATOR(Zandrel::ParameterType, Text);
+    ORN_SIZE(Zandrel::ZANVALUE::Type);
+    ORN_ENUMERATOR(Zandrel::ZANVALUE::Type, None);
+    ORN_ENUMERATOR(Zandrel::ZANVALUE::Type, Boolean);
+    ORN_ENUMERATOR(Zandrel::ZANVALUE::Type, Integer);
+    ORN_ENUMERATOR(Zandrel::ZANVALUE::Type, Float);
+    ORN_ENUMERATOR(Zandrel::ZANVALUE::Type, Text);
+}
+
+/// The plug-in copies, moves and destroys values without the platform: both must know their alternatives by one number.
+void DescribeLayout(Description& description) {
+    using Zandrel::ZANVALUE;
+    ORN_SIZE(std::optional<Zandrel::ZANVALUE>);
+    ORN_SIZE(Zandrel::ZANVALUE);
+    description.Layout("ZANVALUE()", ZANVALUE(), 0);
+    description.Layout("FromBoolean(true)", ZANVALUE::FromBoolean(true), sizeof(bool));
+    description.Layout("FromInteger(42)", ZANVALUE::FromInteger(42), sizeof(std::int64_t));
+    description.Layout("FromFloat(1)", ZANVALUE::FromFloat(1), sizeof(double));
+    description.Layout("FromSingle(1)", ZANVALUE::FromSingle(1), sizeof(float));
+    description.Layout("FromText(\"text\")", ZANVALUE::FromText("text"), 0);
+}
+
+#define ORN_FUNCTION(function) description.Function(#function, &function)
+#define ORN_OVERLOADED_FUNCTION(function, ...) description.Function<__VA_ARGS__>(#function, &function)
+
+void DescribeFunctionsOfValues(Description& description) {
+    ORN_FUNCTION(KnxStack::BinaryData::GetStringValue);
+    ORN_FUNCTION(KnxStack::BinaryData::GetUInt8Value);
+    ORN_FUNCTION(KnxStack::BinaryData::GetUInt16Value);
+    ORN_FUNCTION(KnxStack::BinaryData::GetUInt32Value);
+    ORN_FUNCTION(KnxStack::GroupValue::GetFloatValue);
+    ORN_FUNCTION(Zandrel::ZANVALUE::Deserialize);
+    ORN_FUNCTION(Zandrel::ZANVALUE::FromInteger);
+    ORN_FUNCTION(Zandrel::ZANVALUE::FromText);
+    ORN_FUNCTION(Zandrel::ZANVALUE::GetBoolean);
+    ORN_FUNCTION(Zandrel::ZANVALUE::GetInteger);
+    ORN_FUNCTION(Zandrel::ZANVALUE::ToString);
+    ORN_FUNCTION(Zandrel::GroupValueToZanValue);
+    ORN_FUNCTION(Zandrel::ZanValueToGroupValue);
+    ORN_FUNCTION(Zandrel::getLatin1FromUTF8Lossy);
+    ORN_FUNCTION(Zandrel::getUTF8FromLatin1);
+    ORN_FUNCTION(Zandrel::OrnKnxHelper::DecodeIndividualAddressToString);
+}
+
+void DescribeFunctionsOfIds(Description& description) {
+    ORN_FUNCTION(Zandrel::KnxOdsMapping::GetKnxDeviceObjModelId);
+    ORN_FUNCTION(Zandrel::KnxOdsMapping::GetLogicalKnxDeviceObjModelId);
+    ORN_FUNCTION(Zandrel::KnxOdsMapping::GetOdsKnxDeviceChannelObjModelId);
+    ORN_FUNCTION(Zandrel::KnxOdsMapping::GetCoChannelObjModelId);
+    ORN_OVERLOADED_FUNCTION(Zandrel::KnxOdsMapping::GetCoValueObjModelId, std::optional<unsigned long>, unsigned long);
+    ORN_OVERLOADED_FUNCTION(Zandrel::KnxOdsMapping::GetCoValueObjModelId, std::optional<unsigned long>, std::uint16_t,
+                            int);
+    ORN_FUNCTION(Zandrel::KnxOdsMapping::GetCoNumberFromObjModelId);
+    ORN_FUNCTION(Zandrel::KnxOdsMapping::GetParameterChannelObjModelId);
+    ORN_FUNCTION(Zandrel::KnxOdsMapping::GetParameterValueObjModelId);
+    ORN_FUNCTION(Zandrel::KnxOdsMapping::GetAppHostAppControlChannelObjModelId);
+    ORN_FUNCTION(Zandrel::KnxOdsMapping::GetAppHostAppControlStateObjModelId);
+    ORN_FUNCTION(Zandrel::KnxOdsMapping::GetAppHostAppControlEventObjModelId);
+    ORN_FUNCTION(Zandrel::KnxOdsMapping::GetAppHostAppControlAliveObjModelId);
+    ORN_FUNCTION(Zandrel::KnxOdsMapping::GetAppHostAppControlAppDebugObjModelId);
+    ORN_FUNCTION(Zandrel::KnxOdsMapping::IsAppHostAppControlState);
+    ORN_FUNCTION(Zandrel::KnxOdsMapping::IsAppHostAppControlAliveHeartbeat);
+    ORN_FUNCTION(Zandrel::KnxOdsMapping::IsAppHostAppControlAppDebug);
+    ORN_FUNCTION(Zandrel::KnxOdsMapping::GetIvtFromMainType);
+    ORN_FUNCTION(Zandrel::KnxOdsMapping::GetIstFromMainType);
+    ORN_FUNCTION(Zandrel::KnxOdsMapping::GetDefaultValueFromDpt);
+}
+
+void DescribeFunctionsOfTheDeviceStack(Description& description) {
+    using Zandrel::Docket;
+    using Zandrel::DscAsyncRequestMessenger;
+    using Properties = std::map<Ostra::IDeviceStackClient::PropertyType, Ostra::IDeviceStackClient::Property>;
+
+    ORN_OVERLOADED_FUNCTION(Ostra::CreateDeviceStackClient, Ostra::IDeviceStackClient*);
+    ORN_OVERLOADED_FUNCTION(Ostra::CreateDeviceStackClient, Ostra::IDeviceStackClient*, const std::string&);
+    ORN_FUNCTION(Ostra::ReleaseDeviceStackClient);
+    ORN_FUNCTION(Zandrel::Docket::IsAnswered);
+    ORN_FUNCTION(Zandrel::Docket::IsReplyValid);
+    ORN_FUNCTION(Zandrel::Docket::ReadDeliveryError);
+    ORN_FUNCTION(Zandrel::Docket::ReadReply);
+    ORN_FUNCTION(Zandrel::DscAsyncRequestMessenger::SetAsResponseHandler);
+    ORN_FUNCTION(Zandrel::DscAsyncRequestMessenger::UnsetAsResponseHandler);
+    ORN_FUNCTION(Zandrel::DscAsyncRequestMessenger::RegisterApplication);
+    ORN_FUNCTION(Zandrel::DscAsyncRequestMessenger::EnableNativeFormat);
+    ORN_FUNCTION(Zandrel::DscAsyncRequestMessenger::Request);
+    ORN_OVERLOADED_FUNCTION(Zandrel::DscAsyncRequestMessenger::SetConfiguration,
+                            Docket(const std::string&, boost::posix_time::time_duration), DscAsyncRequestMessenger);
+    ORN_OVERLOADED_FUNCTION(Zandrel::DscAsyncRequestMessenger::SetConfiguration,
+                            Docket(unsigned long, const Properties&), DscAsyncRequestMessenger);
+    ORN_FUNCTION(Zandrel::DscAsyncRequestMessenger::SetValue);
+    ORN_FUNCTION(Zandrel::DscAsyncRequestMessenger::SetValueAndIgnoreResponse);
+    ORN_FUNCTION(Zandrel::DscAsyncRequestMessenger::GetValue);
+}
+
+void DescribeOtherFunctions(Description& description) {
+    ORN_FUNCTION(Zandrel::AppHostConfiguration::IsInAppDebugMode);
+    ORN_FUNCTION(Zandrel::AppHostConfiguration::ReplaceAppDebugMode);
+    ORN_FUNCTION(Zandrel::AppHostConfiguration::IsAppHostStartupDisabled);
+    ORN_FUNCTION(Zandrel::AppHostConfiguration::IsAppConnectorHostStartupDisabled);
+    ORN_FUNCTION(Zandrel::AppHostConfiguration::SetAppConnectorHostStartupDisabled);
+    ORN_FUNCTION(Zandrel::AppHostConfiguration::GetRootPathAppHost);
+    ORN_FUNCTION(Zandrel::AppHostConfiguration::GetRootPathAppConnectorHost);
+    ORN_FUNCTION(Zandrel::AppHostConfiguration::GetRootPathNativeApp);
+    ORN_FUNCTION(Zandrel::AppHostConfiguration::GetRootPathManagedApp);
+    ORN_FUNCTION(Zandrel::OrnIpcClientImpl::Restart);
+    ORN_FUNCTION(Zandrel::OrnIpcClientImpl::SetRunLedOff);
+    ORN_FUNCTION(Zandrel::SetCentralLoggerOnce);
+    ORN_FUNCTION(Zandrel::GetGlobalDefaultLogger);
 }
 
 #define ORN_SLOTS(type) description.Slots<type>(#type)
@@ -208,6 +327,7 @@ void DescribeDeviceStack(Description& description) {
     ORN_SLOT(Zandrel::RequestMessengerDeviceStack, Send);
     ORN_SLOT(Zandrel::RequestMessengerDeviceStack, SendAtEveryConnect);
     ORN_SLOT(Zandrel::RequestMessengerDeviceStack, SetResponseHandler);
+    ORN_SLOTS(Zandrel::DscAsyncRequestMessenger);
 }
 
 }  // namespace
@@ -215,7 +335,12 @@ void DescribeDeviceStack(Description& description) {
 std::string DescribeInterface() {
     Description description;
     DescribeTypes(description);
-    DescribeFunctions(description);
+    DescribeEnumerations(description);
+    DescribeLayout(description);
+    DescribeFunctionsOfValues(description);
+    DescribeFunctionsOfIds(description);
+    DescribeFunctionsOfTheDeviceStack(description);
+    DescribeOtherFunctions(description);
     DescribeKnxStack(description);
     DescribeDeviceStack(description);
     return description.Text();

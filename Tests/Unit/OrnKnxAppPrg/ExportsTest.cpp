@@ -3,15 +3,12 @@
 #include <boost/system/system_error.hpp>
 #include <boost/thread/exceptions.hpp>
 #include <cerrno>
-#include <chrono>
 #include <cstdlib>
 #include <iostream>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "CapturingAppender.h"
-#include "ChildProcess.h"
 #include "FakeKnxStack.h"
 #include "MutexShortage.h"
 #include "PluginLibrary.h"
@@ -176,19 +173,6 @@ TEST_F(Exports, DeletionOfNullLogsOneLineAndNothingElse) {
               (std::vector<LogLine>{
                   {"DEBUG", "deleteApplicationProgram (OrnKnxAppPrg/Exports:31) - deleteApplicationProgram()"}}));
     EXPECT_EQ(log.GetLastSource(), "OrnKnxAppPrg/Exports:31");
-}
-
-TEST_F(Exports, LibraryExportsThreeFunctionsAndNothingElse) {
-    TestSupport::ChildProcess nm(NM_PROGRAM, {"--dynamic", "--defined-only", "--format=posix", ORN_PLUGIN_LIBRARY});
-    ASSERT_EQ(nm.WaitForExit(std::chrono::seconds(10)), TestSupport::ExitStatus::Exited(0));
-
-    std::set<std::string> functions;
-    for (const std::string& line : nm.GetOutputLines()) {
-        functions.insert(line.substr(0, line.find(' ')));
-    }
-
-    EXPECT_EQ(functions,
-              (std::set<std::string>{"createApplicationProgram", "deleteApplicationProgram", "getKnxStackApiVersion"}));
 }
 
 }  // namespace
