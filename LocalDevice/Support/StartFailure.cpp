@@ -1,6 +1,8 @@
 // Ends the program with one line where a library fails before main has begun: log4cplus starts threads when it is
 // loaded, and nobody can catch what it throws where there are none.
 
+#include "StartFailure.h"
+
 #include <unistd.h>
 
 #include <cerrno>
@@ -9,9 +11,15 @@
 #include <string>
 #include <system_error>
 
-namespace {
+namespace LocalDevice {
 
-constexpr int ExitFailure = 1;
+[[gnu::weak]] int GetStartFailureCode() noexcept {
+    return 1;
+}
+
+}  // namespace LocalDevice
+
+namespace {
 
 std::string GetReason() {
     static constexpr const char* Unknown = "a library cannot be initialised";
@@ -33,7 +41,7 @@ std::string GetReason() {
 [[noreturn]] void EndInOrder() {
     const std::string line = std::string(program_invocation_short_name) + ": " + GetReason() + '\n';
     std::fputs(line.c_str(), stderr);
-    _exit(ExitFailure);
+    _exit(LocalDevice::GetStartFailureCode());
 }
 
 std::terminate_handler fromMainOn = nullptr;

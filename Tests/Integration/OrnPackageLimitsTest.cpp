@@ -104,6 +104,16 @@ TEST_F(OrnPackageTest, ShowNamesWhatAnEntryLacks) {
     EXPECT_EQ(Output({"show", App()}).back(), "  (no sum)  (no name)");
 }
 
+TEST_F(OrnPackageTest, LackOfThreadsSaysNothingAboutThePackage) {
+    MakeKeys();
+    Output(SignCommand());
+    ChildProcess sut(ORN_PACKAGE_WITHOUT_THREADS, VerifyCommand());
+    const Outcome outcome = WaitForOutcome(sut);
+    EXPECT_EQ(outcome.status, ExitStatus::Exited(3));
+    EXPECT_THAT(outcome.error,
+                ElementsAre("ornpackage-without-threads: no thread can be started: Resource temporarily unavailable"));
+}
+
 TEST_F(OrnPackageTest, OutputThatCannotBeWrittenIsAnError) {
     ChildProcess sut("/bin/sh", {"-c", std::string(ORN_PACKAGE_PROGRAM) + " --help >/dev/full"});
     const Outcome outcome = WaitForOutcome(sut);

@@ -303,8 +303,11 @@ protected:
     ChangedPackageTest() {
         MakeKeys();
         WriteFile(Path("app/large"), "");
-        filesystem::resize_file(Path("app/large"), std::uintmax_t{64} << 20);  // comes between the two looks
+        filesystem::resize_file(Path("app/large"), LargeSize);
     }
+
+    /// Comes between the two looks.
+    static constexpr std::uintmax_t LargeSize = std::uintmax_t{64} << 20;
 
     /// What `sign` says to a change after its first look at the file and before its second; none where the change came
     /// too late.
@@ -363,6 +366,32 @@ TEST_F(ChangedPackageTest, KeepsTheSignatureThatItHad) {
     for (std::size_t i = 0; i < files_.size(); ++i) {
         EXPECT_EQ(ReadFile(Path(files_[i])), before[i]) << files_[i];
     }
+}
+
+TEST_F(ChangedPackageTest, SignatureThatCannotComeBackIsNamed) {
+    const std::string list = Path("app/appfiles.xml");
+    std::string certificate;
+    std::optional<Outcome> outcome;
+    while (!outcome || outcome->status == ExitStatus::Exited(0)) {  // then the change came too late
+        filesystem::remove(list);
+        filesystem::resize_file(Path("app/large"), LargeSize);
+        Output(SignCommand());
+        certificate = ReadFile(Path("app/sdk.crt"));
+        const FileWatch watch(Path("app/MyApp.dll"));
+        ChildProcess program(ORN_PACKAGE_PROGRAM, SignCommand());
+        for (const char* const look : {"for a key", "to sign", "to check what was signed"}) {
+            EXPECT_TRUE(watch.WaitFor(IN_OPEN)) << look;
+        }
+        filesystem::remove(list);
+        filesystem::create_directory(list);
+        WriteFile(Path("app/large"), "changed");  // which is being read
+        outcome = WaitForOutcome(program);
+    }
+    EXPECT_EQ(outcome->status, ExitStatus::Exited(1));
+    EXPECT_THAT(outcome->error,
+                testing::Contains("ornpackage: what was there before does not come back: cannot write " + list +
+                                  ": Is a directory"));
+    EXPECT_EQ(ReadFile(Path("app/sdk.crt")), certificate);
 }
 
 TEST_F(OrnPackageTest, WhatNoPackageMayHoldIsRefused) {

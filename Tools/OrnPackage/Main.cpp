@@ -12,6 +12,7 @@
 #include "PrintableText.h"
 #include "Show.h"
 #include "Sign.h"
+#include "StartFailure.h"
 #include "Verify.h"
 
 namespace LocalDevice {
@@ -75,6 +76,10 @@ int Run(const std::vector<std::string>& arguments) {
 }
 
 }  // namespace
+
+int GetStartFailureCode() noexcept {
+    return static_cast<int>(VerificationResult::Unverifiable);
+}
 
 }  // namespace LocalDevice
 
