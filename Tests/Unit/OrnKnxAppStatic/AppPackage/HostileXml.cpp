@@ -82,7 +82,7 @@ void AddMalformed(Lists& lists) {
                                              "<a/><File/>",
                                              "\xEF\xBB\xBF",
                                              "\xFE\xFF<a/>",
-                                             "\xFF\xFE<\0a",
+                                             std::string("\xFF\xFE<\0a", 5),
                                              "<a>&#x110000;</a>",
                                              "<a>&#99999999999999999999;</a>",
                                              "<a>&#;</a>",
