@@ -28,6 +28,7 @@ constexpr std::uint32_t Temperature = 0x00090001;
 void RunMonoWithAnEmptyProgram() {
     std::vector<std::string> words{"/usr/bin/mono", "--runtime=v4.0", ORN_EMPTY_PROGRAM};
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words) {
         arguments.push_back(word.data());
     }

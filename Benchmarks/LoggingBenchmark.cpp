@@ -45,6 +45,7 @@ void CompareWithLevelCheck(benchmark::State& state, const Statement& statement) 
     state.counters["level checks"] = time.Get() / reference.Get();
 }
 
+// NOLINTBEGIN(bugprone-lambda-function-name): the lines are never written
 void DisabledPlainStatement(benchmark::State& state) {
     const log4cplus::Logger logger = InfoLogger();
     CompareWithLevelCheck(state, [&logger](int value) {
@@ -65,6 +66,7 @@ void DisabledGlobalStatement(benchmark::State& state) {
     CompareWithLevelCheck(
         state, [](int value) { ORN_LOG_GLOBAL(DEBUG, "Value " << value << " of " << std::string("something")); });
 }
+// NOLINTEND(bugprone-lambda-function-name)
 
 }  // namespace
 

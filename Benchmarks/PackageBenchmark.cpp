@@ -24,7 +24,7 @@ namespace {
 namespace filesystem = boost::filesystem;
 using SteadyClock = std::chrono::steady_clock;
 
-constexpr std::size_t Megabyte = 1000 * 1000;
+constexpr std::size_t Megabyte = 1'000'000;
 
 /// A signed package of `count` files of `size` bytes each.
 class LargePackage {
@@ -53,6 +53,7 @@ public:
         std::vector<std::string> words{"openssl", "dgst", "-sha256"};
         words.insert(words.end(), files_.begin(), files_.end());
         std::vector<char*> arguments;
+        arguments.reserve(words.size() + 1);
         for (std::string& word : words) {
             arguments.push_back(word.data());
         }
@@ -146,7 +147,7 @@ void VerifyPackage(benchmark::State& state) {
 }
 BENCHMARK(VerifyPackage)
     ->ArgNames({"files", "bytes"})
-    ->Args({500, 400 * 1000})
+    ->Args({500, 400'000})
     ->Args({5000, 1000})
     ->Iterations(10)
     ->UseManualTime()

@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 #include <sys/wait.h>
 
+#include <array>
 #include <stdexcept>
 #include <string>
 
@@ -36,10 +37,10 @@ void RunByHandle() {
 
 void RunByPosixSpawn() {
     std::string program = Program;
-    char* arguments[] = {program.data(), nullptr};
+    const std::array<char*, 2> arguments{program.data(), nullptr};
     pid_t child = -1;
     int status = -1;
-    if (posix_spawn(&child, Program, nullptr, nullptr, arguments, environ) != 0 ||
+    if (posix_spawn(&child, Program, nullptr, nullptr, arguments.data(), environ) != 0 ||
         waitpid(child, &status, 0) != child || status != 0) {
         throw std::runtime_error("the reference's child failed");
     }

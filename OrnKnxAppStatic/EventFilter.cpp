@@ -38,7 +38,7 @@ std::string Describe(const FilterEntry& entry) {
 
 }  // namespace
 
-EventFilter::EventFilter(const log4cplus::Logger& logger) : logger_(logger) {}
+EventFilter::EventFilter(log4cplus::Logger logger) : logger_(std::move(logger)) {}
 
 EventFilter::~EventFilter() {
     byKey_.clear();

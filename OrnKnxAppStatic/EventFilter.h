@@ -29,7 +29,7 @@ struct FilterEntry {
 /// many are remembered. Not thread-safe.
 class EventFilter {
 public:
-    explicit EventFilter(const log4cplus::Logger& logger);
+    explicit EventFilter(log4cplus::Logger logger);
     ~EventFilter();
     EventFilter(const EventFilter&) = delete;
     EventFilter& operator=(const EventFilter&) = delete;

@@ -62,7 +62,7 @@ std::uint32_t UInt24(const KnxStack::BinaryData& data, std::size_t offset) {
 
 }  // namespace
 
-KnxHandler::KnxHandler(const log4cplus::Logger& logger, std::shared_ptr<AppIdentity> identity,
+KnxHandler::KnxHandler(const log4cplus::Logger& logger, const std::shared_ptr<AppIdentity>& identity,
                        std::shared_ptr<Clock> clock)
     : log_(logger, identity),
       writer_(stack_, dpts_),

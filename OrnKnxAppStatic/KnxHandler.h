@@ -40,7 +40,8 @@ struct HardwareType {
 /// before it does. No exception but an interruption of the thread leaves any of them.
 class KnxHandler final : public KnxStack::IGroupValueUser, public KnxStack::IInterfaceObjectSimplePropertyUser {
 public:
-    KnxHandler(const log4cplus::Logger& logger, std::shared_ptr<AppIdentity> identity, std::shared_ptr<Clock> clock);
+    KnxHandler(const log4cplus::Logger& logger, const std::shared_ptr<AppIdentity>& identity,
+               std::shared_ptr<Clock> clock);
     /// Detaches and stops all tickers.
     ~KnxHandler() override;
     KnxHandler(const KnxHandler&) = delete;

@@ -12,8 +12,8 @@ namespace Zandrel {
 /// A logger whose lines start with the id of the loaded app, once there is one. A plain value; thread-safe.
 class PrefixedLogger {
 public:
-    PrefixedLogger(const log4cplus::Logger& logger, std::shared_ptr<const AppIdentity> identity)
-        : logger_(logger), identity_(std::move(identity)) {}
+    PrefixedLogger(log4cplus::Logger logger, std::shared_ptr<const AppIdentity> identity)
+        : logger_(std::move(logger)), identity_(std::move(identity)) {}
 
     const log4cplus::Logger& GetLogger() const noexcept { return logger_; }
     std::string GetPrefix() const { return identity_->GetAppId(); }

@@ -25,6 +25,7 @@ namespace Zandrel {
 template <std::size_t Size>
 class SourceName {
 public:
+    // NOLINTNEXTLINE(modernize-avoid-c-arrays): a string literal is one
     constexpr explicit SourceName(const char (&path)[Size]) noexcept {
         std::size_t end = 0;
         for (std::size_t i = 0; i < Size; ++i) {

@@ -22,10 +22,10 @@ template <typename Text>
 class MeasureDuration {
 public:
     /// Without a threshold the duration is logged at DEBUG; with one at INFO, and only when the wall time reaches it.
-    MeasureDuration(Text text, const log4cplus::Logger& logger,
+    MeasureDuration(Text text, log4cplus::Logger logger,
                     std::optional<std::chrono::nanoseconds> threshold =
                         std::nullopt) noexcept(std::is_nothrow_move_constructible_v<Text>)
-        : text_(std::move(text)), logger_(logger), threshold_(threshold) {}
+        : text_(std::move(text)), logger_(std::move(logger)), threshold_(threshold) {}
 
     ~MeasureDuration() {
         try {

@@ -24,7 +24,6 @@ public:
 };
 
 /// The app host's connection to the device stack. One thread connects and disconnects.
-// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): it is final
 class DeviceStackSession final : public IDeviceStack, private Ostra::IDeviceStackClient::IEventHandler {
 public:
     /// Called on the client's event thread, one call at a time.

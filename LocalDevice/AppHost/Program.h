@@ -16,7 +16,6 @@ namespace LocalDevice {
 
 /// The app host's process: connects an app to the device stack and runs it. One object, used on one thread, the app
 /// thread.
-// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): it is final
 class Program final : private DeviceStackSession::IListener {
 public:
     /// `parent`: the process that the app host must not outlive. `name`: the app's, for its log lines.

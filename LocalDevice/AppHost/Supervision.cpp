@@ -40,7 +40,6 @@ Supervision::Supervision(pid_t parent, Actions actions, log4cplus::Logger logger
     thread_ = boost::thread([this] { context_.run(); });
 }
 
-// NOLINTNEXTLINE(bugprone-exception-escape): nobody interrupts the join
 Supervision::~Supervision() {
     context_.stop();
     thread_.join();

@@ -39,7 +39,7 @@ public:
     /// Begins to watch, `parent` among others. The actions are called on the thread of this object.
     Supervision(pid_t parent, Actions actions, log4cplus::Logger logger, Durations durations);
     /// Ceases to watch.
-    ~Supervision();  // NOLINT(bugprone-exception-escape): see the source
+    ~Supervision();
     Supervision(const Supervision&) = delete;
     Supervision& operator=(const Supervision&) = delete;
 

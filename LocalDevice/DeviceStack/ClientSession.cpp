@@ -23,9 +23,9 @@ constexpr std::size_t BeginningSize = 64;
 }  // namespace
 
 ClientSession::ClientSession(Transport stream, RequestDispatcher& dispatcher, IdleWork& idleWork,
-                             const ConnectionLimits& limits, const log4cplus::Logger& logger, EndHandler onEnd)
+                             const ConnectionLimits& limits, log4cplus::Logger logger, EndHandler onEnd)
     : limits_(limits),
-      logger_(logger),
+      logger_(std::move(logger)),
       dispatcher_(dispatcher),
       onEnd_(std::move(onEnd)),
       idleWork_(idleWork),

@@ -27,7 +27,7 @@ public:
 
     /// The dispatcher and `idleWork` must live until the session has ended or nothing runs any more.
     ClientSession(Transport stream, RequestDispatcher& dispatcher, IdleWork& idleWork, const ConnectionLimits& limits,
-                  const log4cplus::Logger& logger, EndHandler onEnd);
+                  log4cplus::Logger logger, EndHandler onEnd);
 
     /// Finishes the handshake that `request` began and serves the client from then on.
     void Start(const UpgradeRequest& request);

@@ -1,5 +1,7 @@
 #include "HttpConnection.h"
 
+#include <algorithm>
+#include <array>
 #include <boost/beast/core/bind_handler.hpp>
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/field.hpp>
@@ -101,12 +103,10 @@ bool IsLocalOrigin(std::string_view origin) {
         return false;
     }
     const std::string_view rest = origin.substr(scheme + SchemeEnd.size());
-    for (const std::string_view host : {"localhost", "127.0.0.1", "[::1]"}) {
-        if (rest == host || rest.substr(0, host.size() + 1) == std::string(host) + ':') {
-            return true;
-        }
-    }
-    return false;
+    constexpr std::array<std::string_view, 3> Hosts{"localhost", "127.0.0.1", "[::1]"};
+    return std::any_of(Hosts.begin(), Hosts.end(), [rest](std::string_view host) {
+        return rest == host || rest.substr(0, host.size() + 1) == std::string(host) + ':';
+    });
 }
 
 }  // namespace LocalDevice

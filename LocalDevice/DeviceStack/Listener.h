@@ -22,9 +22,8 @@ public:
 
     /// Binds to `endpoint` and accepts as soon as `io` runs, until closed. Throws `boost::system::system_error` where
     /// the end point cannot be had.
-    Listener(boost::asio::io_context& io, const Endpoint& endpoint, const log4cplus::Logger& logger,
-             SocketHandler onSocket)
-        : logger_(logger), onSocket_(std::move(onSocket)), acceptor_(io, endpoint), timer_(io) {
+    Listener(boost::asio::io_context& io, const Endpoint& endpoint, log4cplus::Logger logger, SocketHandler onSocket)
+        : logger_(std::move(logger)), onSocket_(std::move(onSocket)), acceptor_(io, endpoint), timer_(io) {
         Accept();
     }
 

@@ -79,8 +79,8 @@ OutgoingJson EmptyResponse() {
 
 }  // namespace
 
-RequestDispatcher::RequestDispatcher(SerialNumbers serialNumbers, const log4cplus::Logger& logger)
-    : serialNumbers_(std::move(serialNumbers)), logger_(logger) {}
+RequestDispatcher::RequestDispatcher(SerialNumbers serialNumbers, log4cplus::Logger logger)
+    : serialNumbers_(std::move(serialNumbers)), logger_(std::move(logger)) {}
 
 void RequestDispatcher::Add(IClient& client) {
     clients_[&client].client = &client;

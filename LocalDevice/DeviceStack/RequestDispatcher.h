@@ -45,7 +45,7 @@ struct SerialNumbers {
 /// happened. Not thread-safe. Bad input of any kind ends in an error answer; no exception leaves.
 class RequestDispatcher {
 public:
-    RequestDispatcher(SerialNumbers serialNumbers, const log4cplus::Logger& logger);
+    RequestDispatcher(SerialNumbers serialNumbers, log4cplus::Logger logger);
 
     /// A client is known from `Add` to `Remove`; the dispatcher does not own it.
     void Add(IClient& client);
@@ -84,7 +84,7 @@ private:
     OutgoingJson GetObjectModel(ClientState& client, const JsonFields& request);
 
     void ApplyDocument(const nlohmann::json& document, const Place& place);
-    void ApplyProperties(const JsonFields& request, const nlohmann::json& properties);
+    void ApplyProperties(const JsonFields& request, const nlohmann::json& json);
     const DataPoint& NeedDataPoint(const JsonFields& request) const;
 
     void ReportValue(const ClientState& writer, ObjectId id, const Zandrel::ZANVALUE& value);

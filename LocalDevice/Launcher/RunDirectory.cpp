@@ -49,7 +49,7 @@ fs::path MakeFresh() {
 
 fs::path MakeGiven(const std::string& path) {
     // Before anything is created: what is refused leaves nothing behind.
-    const fs::path absolute = fs::weakly_canonical(fs::absolute(path).remove_trailing_separator());
+    fs::path absolute = fs::weakly_canonical(fs::absolute(path).remove_trailing_separator());
     CheckLength(absolute);
     boost::system::error_code error;
     fs::create_directories(absolute, error);

@@ -40,7 +40,7 @@ std::string GetReason() {
 
 [[noreturn]] void EndInOrder() {
     const std::string line = std::string(program_invocation_short_name) + ": " + GetReason() + '\n';
-    std::fputs(line.c_str(), stderr);
+    std::fputs(line.c_str(), stderr);  // NOLINT(cert-err33-c): it cannot be said anywhere else
     _exit(LocalDevice::GetStartFailureCode());
 }
 

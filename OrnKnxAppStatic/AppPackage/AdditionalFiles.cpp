@@ -44,7 +44,7 @@ bool LookForAdditionalFiles(const boost::filesystem::path& appDirectory, const L
                 progress(0);
             }
             const std::string fileName = entry->path().filename().string();
-            const std::string path = directory.empty() ? fileName : directory + "/" + fileName;
+            const std::string path = directory.empty() ? fileName : (directory + '/').append(fileName);
             const std::optional<ListedPaths::Kind> kind = listed.Find(path);
             const EntryType type = GetType(*entry);
             if (type == EntryType::Directory && kind == ListedPaths::Kind::Directory) {

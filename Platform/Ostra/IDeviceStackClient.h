@@ -11,7 +11,7 @@ namespace Ostra {
 /// Created by `CreateDeviceStackClient`, given back with `ReleaseDeviceStackClient`. Callable from any thread. The
 /// client has three threads of its own: for answers, for events, and a stand-in that reads while an event is handled.
 /// After a lost connection it connects again, with a growing pause, and repeats what `SendAtEveryConnect` was given.
-class IDeviceStackClient {  // NOLINT(cppcoreguidelines-virtual-class-destructor): only its maker destroys it
+class IDeviceStackClient {
 public:
     /// Receives the device stack's events on the client's event thread, one at a time. No call throws. The client does
     /// not own it. Every function returns true when the event was handled.

@@ -26,7 +26,7 @@ public:
     DscAsyncRequestMessenger(RequestMessengerDeviceStack& road, boost::posix_time::time_duration defaultTimeout,
                              unsigned int warnAfterTimeouts, const log4cplus::Logger& logger);
     /// Ends like `UnsetAsResponseHandler`.
-    virtual ~DscAsyncRequestMessenger();  // NOLINT(bugprone-exception-escape): it throws only where a lock fails
+    virtual ~DscAsyncRequestMessenger();
     DscAsyncRequestMessenger(const DscAsyncRequestMessenger&) = delete;
     DscAsyncRequestMessenger& operator=(const DscAsyncRequestMessenger&) = delete;
 

@@ -70,7 +70,7 @@ TEST(Demo, OfADeviceWhoseAppIsNoLibraryFailsAtOnceAndSaysWhy) {
     const std::string library = ORN_LOCAL_OPT "/userdata/orn/libornemptyfile.so";
     std::ofstream(library) << "";
     const std::string error = GetErrorOfADeviceWithApp("EmptyFile", folder);
-    std::remove(library.c_str());
+    EXPECT_EQ(std::remove(library.c_str()), 0);
     const std::string beginning = "localdevice: device 1 cannot run: cannot load the app: " + library + ": ";
     EXPECT_EQ(error.substr(0, beginning.size()), beginning);
 }

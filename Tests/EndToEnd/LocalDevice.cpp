@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <boost/filesystem/directory.hpp>
 #include <fstream>
 #include <iterator>
@@ -116,12 +117,12 @@ std::optional<json> ControlConnection::Receive(Milliseconds limit) {
         if (left < 0 || ::poll(&readable, 1, static_cast<int>(left)) <= 0) {
             return std::nullopt;
         }
-        char chunk[4096];
-        const ssize_t size = ::recv(socket_, chunk, sizeof(chunk), 0);
+        std::array<char, 4096> chunk{};
+        const ssize_t size = ::recv(socket_, chunk.data(), chunk.size(), 0);
         if (size <= 0) {
             return std::nullopt;
         }
-        buffer_.append(chunk, static_cast<std::size_t>(size));
+        buffer_.append(chunk.data(), static_cast<std::size_t>(size));
     }
 }
 

@@ -153,7 +153,6 @@ ChildProcess::ChildProcess(const std::string& program, const std::vector<std::st
     reader_ = boost::thread([this] { ReadOutputs(); });
 }
 
-// NOLINTNEXTLINE(bugprone-exception-escape): the thread is no other than the reader, and nobody interrupts the join
 ChildProcess::~ChildProcess() {
     // Until the program is reaped its number, which is the group's too, cannot go to anybody else.
     kill(-pid_, SIGKILL);

@@ -42,7 +42,7 @@ public:
     /// program cannot be started.
     explicit ChildProcess(const std::string& program, const std::vector<std::string>& arguments = {},
                           const Environment& environment = {});
-    ~ChildProcess();  // NOLINT(bugprone-exception-escape): see the source
+    ~ChildProcess();
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 

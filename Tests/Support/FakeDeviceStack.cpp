@@ -163,7 +163,7 @@ FakeDeviceStack::FakeDeviceStack(Manner manner) : endpoint_(asio::ip::address_v4
     });
 }
 
-FakeDeviceStack::~FakeDeviceStack() {  // NOLINT(bugprone-exception-escape): ends the test program at worst
+FakeDeviceStack::~FakeDeviceStack() {
     context_.stop();
     thread_.join();
 }

@@ -27,7 +27,7 @@ public:
     static std::string AnswerTo(const std::string& frame, const std::string& response);
 
     explicit FakeDeviceStack(Manner manner = Manner::Talks);
-    ~FakeDeviceStack();  // NOLINT(bugprone-exception-escape): ends the test program at worst
+    ~FakeDeviceStack();
     FakeDeviceStack(const FakeDeviceStack&) = delete;
     FakeDeviceStack& operator=(const FakeDeviceStack&) = delete;
 

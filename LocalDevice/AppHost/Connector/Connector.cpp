@@ -43,7 +43,6 @@ Connector::Connector(const orn_host& host, std::string portFile, Durations durat
     });
 }
 
-// NOLINTNEXTLINE(bugprone-exception-escape): nobody interrupts the join
 Connector::~Connector() {
     asio::post(context_, [this] { Stop(); });
     thread_.join();

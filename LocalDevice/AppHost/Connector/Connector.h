@@ -33,7 +33,7 @@ public:
     /// listen or write.
     Connector(const orn_host& host, std::string portFile, Durations durations);
     /// Ends the managed app, and the file.
-    ~Connector();  // NOLINT(bugprone-exception-escape): nobody interrupts the join
+    ~Connector();
     Connector(const Connector&) = delete;
     Connector& operator=(const Connector&) = delete;
 

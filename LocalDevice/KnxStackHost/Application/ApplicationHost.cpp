@@ -114,7 +114,7 @@ CallResult ApplicationHost::Run(std::function<CallResult()> call) {
 CallResult ApplicationHost::StartNow() {
     initTimer_.cancel();
     hub_.ForgetRunState();
-    const CallResult result = Initialise();
+    CallResult result = Initialise();
     if (program_ || !mayTryAgain_) {
         return result;
     }
@@ -134,7 +134,7 @@ CallResult ApplicationHost::StartNow() {
 
 CallResult ApplicationHost::Initialise() {
     const auto begin = std::chrono::steady_clock::now();
-    const auto created = Call("createApplicationProgram", [this] {
+    auto created = Call("createApplicationProgram", [this] {
         program_.reset(factory_.create());
         return program_ ? 1 : 0;
     });
@@ -142,7 +142,7 @@ CallResult ApplicationHost::Initialise() {
         Report(Describe("createApplicationProgram", created, begin), true);
         return created;
     }
-    const CallResult result = Call("Init", [this] { return program_->Init(hub_); });
+    CallResult result = Call("Init", [this] { return program_->Init(hub_); });
     isStarted_ = result.result == StartUnderWay;
     Report(Describe("Init", result, begin), !isStarted_);
     if (!isStarted_) {
@@ -163,7 +163,7 @@ CallResult ApplicationHost::RestartNow(const char* cause) {
             isIgnored = true;
         }
     });
-    const CallResult result = Call("OnDeviceRestart", [this] { return program_->OnDeviceRestart(); });
+    CallResult result = Call("OnDeviceRestart", [this] { return program_->OnDeviceRestart(); });
     const bool isUnderWay = result.result == StartUnderWay;
     if (isUnderWay && !isIgnored) {
         ++restarts_;
@@ -181,7 +181,7 @@ CallResult ApplicationHost::ExitNow() {
         return NotStarted();
     }
     const auto begin = std::chrono::steady_clock::now();
-    const CallResult result = Call("Exit", [this] { return program_->Exit(); });
+    CallResult result = Call("Exit", [this] { return program_->Exit(); });
     Report(Describe("Exit", result, begin), !result.problem.empty());
     program_.reset();
     isStarted_ = false;

@@ -34,7 +34,7 @@ std::optional<Telegram> BusParticipant::Read(std::uint16_t groupAddress, std::ch
         changed_.wait_for(lock, boost::chrono::milliseconds(timeout.count()),
                           [&] { return reader->response.has_value() || isStopped_; });
     }
-    const auto response = reader->response;
+    auto response = reader->response;
     readers_.erase(reader);
     return response;
 }

@@ -7,7 +7,7 @@
 
 #include "Bus/Telegram.h"
 
-struct _EIBConnection;
+struct _EIBConnection;  // NOLINT(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the client library's name
 
 namespace LocalDevice {
 

@@ -63,12 +63,12 @@ void SetRawValue(Telegram& telegram, const nlohmann::json& request, const std::s
 void SetValue(Telegram& telegram, const nlohmann::json& request, std::optional<std::uint32_t> dpt) {
     const auto value = request.find("value");
     if (value == request.end()) {
-        throw ControlError("\"value\" or \"raw\" is missing");
+        throw ControlError(R"("value" or "raw" is missing)");
     }
     RequireNoNul(*value, "value");
     if (!dpt) {
         throw ControlError("the device does not know " + FormatGroupAddress(telegram.groupAddress) +
-                           "; expected a data-point type, such as \"dpt\":\"1.001\"");
+                           R"(; expected a data-point type, such as "dpt":"1.001")");
     }
     const auto format = ValueFormat::Of(*dpt);
     const auto groupValue = MakeGroupValue(*value, *dpt);
@@ -196,7 +196,7 @@ nlohmann::json ControlCommands::ReadProperty(const nlohmann::json& request) {
     const auto object = FindNumber(request, "object", MaxUInt16);
     const auto id = FindNumber(request, "id", MaxUInt16);
     if (!object || !id) {
-        throw ControlError("\"object\" and \"id\" must be there");
+        throw ControlError(R"("object" and "id" must be there)");
     }
     InterfaceObject* const found = host_.GetObjects().Find(static_cast<std::uint16_t>(*object));
     if (found == nullptr) {
@@ -239,6 +239,7 @@ nlohmann::json ControlCommands::Read(const nlohmann::json& request) {
 }
 
 /// The connection does the rest.
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): as the other commands
 nlohmann::json ControlCommands::Monitor(const nlohmann::json&) {
     return nlohmann::json::object();
 }
@@ -251,10 +252,10 @@ nlohmann::json ControlCommands::Send(GroupService service, const nlohmann::json&
     const auto dptText = FindText(request, "dpt");
     const auto dpt = dptText ? ParseDpt(*dptText) : host_.GetGroupObjects().FindDpt(telegram.groupAddress);
     if (dptText && !dpt) {
-        throw ControlError("\"dpt\" must be a data-point type, such as \"1.001\"");
+        throw ControlError(R"("dpt" must be a data-point type, such as "1.001")");
     }
     if (raw && request.contains("value")) {
-        throw ControlError("\"value\" and \"raw\" exclude each other");
+        throw ControlError(R"("value" and "raw" exclude each other)");
     }
     if (raw) {
         SetRawValue(telegram, request, *raw);

@@ -23,8 +23,8 @@ public:
 
     using EndHandler = std::function<void(const std::shared_ptr<ControlConnection>& ended)>;
 
-    static constexpr std::size_t LongestLine = 64 * 1024;
-    static constexpr std::size_t MaxWaitingBytes = 1024 * 1024;         ///< from then on events are lost
+    static constexpr std::size_t LongestLine = std::size_t{64} * 1024;
+    static constexpr std::size_t MaxWaitingBytes = std::size_t{1024} * 1024;  ///< from then on events are lost
     static constexpr std::size_t MaxUnreadBytes = 2 * MaxWaitingBytes;  ///< with that many there are no more answers
 
     ControlConnection(Socket socket, HostEvents& events, Executor execute, EndHandler onEnded);

@@ -60,8 +60,8 @@ void Listen(Protocol::acceptor& acceptor, const std::string& path) {
 
 }  // namespace
 
-ControlServer::ControlServer(const std::string& path, HostEvents& events, Executor execute)
-    : path_(path), events_(events), execute_(std::move(execute)) {
+ControlServer::ControlServer(std::string path, HostEvents& events, Executor execute)
+    : path_(std::move(path)), events_(events), execute_(std::move(execute)) {
     if (path_.empty() || path_.size() > LongestPath) {
         throw ControlSocketError(path_ + ": the path of the control socket has " + std::to_string(path_.size()) +
                                  " bytes; expected 1 to " + std::to_string(LongestPath));

@@ -33,7 +33,7 @@ public:
 
     /// Listens at `path`; a socket file that nobody listens at any more is replaced. `events` must outlive the object.
     /// Throws `ControlSocketError`, and `boost::thread_resource_error` with nothing left behind.
-    ControlServer(const std::string& path, HostEvents& events, Executor execute);
+    ControlServer(std::string path, HostEvents& events, Executor execute);
 
     /// Waits for the requests that are executed.
     ~ControlServer();

@@ -39,7 +39,7 @@ std::optional<KnxStack::GroupValue> GroupObject::Receive(const Telegram& telegra
         refusal = UnknownType;
         return std::nullopt;
     }
-    const auto value = format_->Decode(telegram);
+    auto value = format_->Decode(telegram);
     if (!value) {
         refusal = "wrong length: " + GetLengthText(telegram) + " instead of " + format_->GetLengthText();
         return std::nullopt;
@@ -65,7 +65,7 @@ std::optional<KnxStack::GroupValue> GroupObject::Store(const KnxStack::GroupValu
         refusal = UnknownType;
         return std::nullopt;
     }
-    const auto stored = format_->Normalise(value);
+    auto stored = format_->Normalise(value);
     if (!stored) {
         refusal = "wrong length: " + std::to_string(value.GetSize()) + " bytes instead of " + format_->GetLengthText();
         return std::nullopt;

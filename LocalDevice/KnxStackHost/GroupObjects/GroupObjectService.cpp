@@ -276,7 +276,7 @@ std::optional<KnxStack::GroupValue> GroupObjectService::AskForValue(std::uint16_
     }
     const boost::lock_guard<boost::mutex> lock(mutex_);
     const GroupObject* const object = table_.Find(number);
-    const auto last = object != nullptr ? object->GetValue() : std::nullopt;
+    auto last = object != nullptr ? object->GetValue() : std::nullopt;
     event.reason = last ? "" : "no value yet";
     return last;
 }

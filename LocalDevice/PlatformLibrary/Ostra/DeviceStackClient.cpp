@@ -32,7 +32,6 @@ std::string Excerpt(const std::string& frame) {
 DeviceStackClient::DeviceStackClient(Endpoints endpoints)
     : endpoints_(std::move(endpoints)), reconnectPause_(ShortestPause) {}
 
-// NOLINTNEXTLINE(bugprone-exception-escape): a thread that cannot be ended is a reason to end the process
 DeviceStackClient::~DeviceStackClient() {
     events_.SetHandler(nullptr);
     answers_.SetHandler(nullptr);

@@ -25,7 +25,7 @@ public:
 
     explicit DeviceStackClient(Endpoints endpoints);
     /// Sends what is queued, for half a second at most, and waits for running handlers.
-    ~DeviceStackClient() override;  // NOLINT(bugprone-exception-escape): see the source
+    ~DeviceStackClient() override;
     DeviceStackClient(const DeviceStackClient&) = delete;
     DeviceStackClient& operator=(const DeviceStackClient&) = delete;
 

@@ -16,7 +16,7 @@ public:
     HandlerThread() : thread_([this] { Run(); }) {}
 
     /// Waits for a running call; those that are queued are dropped. Not to be called on the thread itself.
-    ~HandlerThread() {  // NOLINT(bugprone-exception-escape): a mutex that fails here is a reason to end the process
+    ~HandlerThread() {
         calls_.Stop();
         const boost::this_thread::disable_interruption uninterrupted;
         thread_.join();

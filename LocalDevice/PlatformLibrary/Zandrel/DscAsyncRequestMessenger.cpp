@@ -184,7 +184,6 @@ DscAsyncRequestMessenger::DscAsyncRequestMessenger(RequestMessengerDeviceStack& 
                                                    unsigned int warnAfterTimeouts, const log4cplus::Logger& logger)
     : implementation_(std::make_shared<Implementation>(road, defaultTimeout, warnAfterTimeouts, logger)) {}
 
-// NOLINTNEXTLINE(bugprone-exception-escape): a mutex that fails here is a reason to end the process
 DscAsyncRequestMessenger::~DscAsyncRequestMessenger() {
     implementation_->Close();
 }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <vector>
 
 namespace {
 
@@ -20,15 +21,15 @@ TEST(ConnectorProtocol, ABackslashAtTheEndStaysOne) {
 }
 
 TEST(ConnectorProtocol, ValuesAreParsedAsTheyWereWritten) {
-    const Value values[] = {true,
-                            false,
-                            std::numeric_limits<std::int64_t>::min(),
-                            std::int64_t{42},
-                            0.1,
-                            -1e300,
-                            std::numeric_limits<double>::infinity(),
-                            std::string(),
-                            std::string(" two words\n")};
+    const std::vector<Value> values{true,
+                                    false,
+                                    std::numeric_limits<std::int64_t>::min(),
+                                    std::int64_t{42},
+                                    0.1,
+                                    -1e300,
+                                    std::numeric_limits<double>::infinity(),
+                                    std::string(),
+                                    std::string(" two words\n")};
     for (const Value& value : values) {
         EXPECT_EQ(ParseValue(FromValue(value)), value) << FromValue(value);
     }

@@ -14,7 +14,6 @@
 namespace AppHostTests {
 
 /// Remembers what it was given, and tells `onWrite`, on the writer's thread. Thread-safe.
-// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): it is final
 class FakeDeviceStack final : public LocalDevice::IDeviceStack {
 public:
     struct Write {

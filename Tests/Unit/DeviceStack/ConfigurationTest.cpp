@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 #include <string>
+#include <vector>
 
 #include "DispatcherFixture.h"
 
@@ -220,7 +221,7 @@ TEST_F(ConfigurationTest, AMalformedFieldRefusesTheWholeDocumentAndNamesThePlace
         std::string point;
         std::string error;
     };
-    const Case cases[] = {
+    const std::vector<Case> cases{
         {R"(7)", ": expected an object"},
         {R"({})", ".id: is missing; expected a number"},
         {R"({"id":0})", ".id: " + number},

@@ -160,7 +160,7 @@ std::string ManyAddresses(std::size_t count) {
 }
 
 TEST(DeviceDescription, AsManyAdditionalAddressesAsTheirPropertyHoldsAreRead) {
-    const DeviceDescription sut = Load(Replaced(Text, "[\"1.1.11\", \"1.1.12\"]", ManyAddresses(255)));
+    const DeviceDescription sut = Load(Replaced(Text, R"(["1.1.11", "1.1.12"])", ManyAddresses(255)));
     EXPECT_THAT(sut.additionalIndividualAddresses, SizeIs(255));
 }
 
@@ -177,7 +177,7 @@ TEST(DeviceDescription, ObjectWithEveryGroupAddressIsRead) {
         all +=
             (address == 1 ? "\"" : ",\"") + LocalDevice::FormatGroupAddress(static_cast<std::uint16_t>(address)) + "\"";
     }
-    const DeviceDescription sut = Load(Replaced(Text, "\"1/0/1\", \"1/0/7\"", all));
+    const DeviceDescription sut = Load(Replaced(Text, R"("1/0/1", "1/0/7")", all));
     EXPECT_THAT(sut.communicationObjects.at(1).groupAddresses, SizeIs(0xFFFF));
 }
 

@@ -44,7 +44,7 @@ public:
         const char* const deviceStack = std::getenv("ORN_DEVICE_STACK");
         line += deviceStack == nullptr ? "" : std::string(" at ") + deviceStack;
         if (manner_ == "stubborn") {
-            std::signal(SIGTERM, SIG_IGN);
+            std::signal(SIGTERM, SIG_IGN);  // NOLINT(cert-err33-c): it cannot fail
         }
         Note(line);
         if (manner_ == "log-and-fail") {

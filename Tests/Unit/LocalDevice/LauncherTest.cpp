@@ -377,7 +377,7 @@ TEST_F(LauncherTest, LogsOfAFreshFolderStayAfterAFailure) {
 
 TEST_F(LauncherTest, ReaderThatGoesAwayEndsItInOrder) {
     std::vector<std::string> arguments{"-c",
-                                       "exec 3>&1; { \"$0\" \"$@\"; echo \"exit code $?\" >&3; } | head -n 1",
+                                       R"(exec 3>&1; { "$0" "$@"; echo "exit code $?" >&3; } | head -n 1)",
                                        LOCAL_DEVICE_AT,
                                        directory_.At("bin"),
                                        "--device",
@@ -395,7 +395,7 @@ class LauncherOnAFullDisk : public LauncherTest, public testing::WithParamInterf
 TEST_P(LauncherOnAFullDisk, IsAFailure) {
     directory_.Write("devices/first.demo.json", R"({"title": "T", "steps": []})");
     sut_.emplace("/bin/bash",
-                 std::vector<std::string>{"-c", "exec \"$0\" \"$@\" >/dev/full", LOCAL_DEVICE_AT, directory_.At("bin"),
+                 std::vector<std::string>{"-c", R"(exec "$0" "$@" >/dev/full)", LOCAL_DEVICE_AT, directory_.At("bin"),
                                           "--device", "first", "--directory", directory_.At("run"), GetParam()});
     if (GetParam() == "--quiet") {
         ASSERT_TRUE(journal_.Await("knxstackhost start", 1));

@@ -34,6 +34,7 @@ const std::ptrdiff_t* TableOf(const void* object) {
 
 template <typename Function>
 Function Slot(const void* object, std::size_t index) {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): a slot is an address behind numbers
     return reinterpret_cast<Function>(TableOf(object)[index]);
 }
 

@@ -32,12 +32,12 @@ class GroupValueBridgeTest : public TestSupport::GroupValueBridgeFixture {};
 /// The time zone of the process, for as long as it lives.
 class TimeZone {
 public:
-    explicit TimeZone(const char* name) {
+    explicit TimeZone(const char* zone) {
         const char* const earlier = std::getenv(Variable);
         if (earlier != nullptr) {
             earlier_ = earlier;
         }
-        setenv(Variable, name, 1);
+        setenv(Variable, zone, 1);
         tzset();
     }
     ~TimeZone() {

@@ -63,7 +63,7 @@ TEST_F(LoggingForms, LineWithoutPrefixBeginsWithTheFunction) {
 }
 
 TEST_F(LoggingForms, FunctionNameIsOperatorInALambda) {
-    [this] { ORN_LOG(sut_, INFO, "Hello"); }();
+    [this] { ORN_LOG(sut_, INFO, "Hello"); }();  // NOLINT(bugprone-lambda-function-name): as the name of the test says
 
     EXPECT_EQ(capture_.GetLines(), (std::vector<LogLine>{{"INFO", "operator() - Hello"}}));
 }

@@ -212,7 +212,7 @@ TEST_F(ParameterMapTest, CommunicationFlagsThatCannotBeReadFailSilently) {
 TEST_F(ParameterMapTest, TextParametersStandInBlocksOf128Bytes) {
     stack_.Memory().SetText(0, "First");
     stack_.Memory().SetText(128, "Gr\xC3\xBC\xC3\x9F Gott");
-    stack_.Memory().SetText(49 * 128, std::string(127, 'x'));
+    stack_.Memory().SetText(49 * TextBlock, std::string(127, 'x'));
 
     EXPECT_TRUE(sut_.InitializeTextParameterMap(Device, configuration_));
 
@@ -241,7 +241,7 @@ TEST_F(ParameterMapTest, TextThatFillsItsBlockRunsOnIntoTheNext) {
 }
 
 TEST_F(ParameterMapTest, LastTextNeedsNoTerminator) {
-    stack_.Memory().SetContent(std::vector<std::uint8_t>(50 * 128, 'x'));
+    stack_.Memory().SetContent(std::vector<std::uint8_t>(50 * TextBlock, 'x'));
 
     EXPECT_TRUE(sut_.InitializeTextParameterMap(Device, configuration_));
 
@@ -258,12 +258,12 @@ TEST_F(ParameterMapTest, MemoryThatEndsEarlyIsAnError) {
 }
 
 TEST_F(ParameterMapTest, MemoryMayEndWithinTheLastText) {
-    for (const std::size_t size : {49U * 128, 49U * 128 + 1, 50U * 128 - 1}) {
+    for (const std::size_t size : {49 * TextBlock, 49 * TextBlock + 1, 50 * TextBlock - 1}) {
         stack_.Memory().SetContent(std::vector<std::uint8_t>(size, 'x'));
 
         EXPECT_TRUE(sut_.InitializeTextParameterMap(Device, configuration_)) << size;
 
-        EXPECT_EQ(configuration_.textParameters.at(49).value, std::string(size - 49U * 128, 'x'));
+        EXPECT_EQ(configuration_.textParameters.at(49).value, std::string(size - 49 * TextBlock, 'x'));
     }
 }
 
@@ -343,7 +343,7 @@ class NumericParameterTest : public ParameterMapTest, public testing::WithParamI
 protected:
     bool Read() { return (sut_.*GetParam().read)(Device, configuration_); }
     FakeProperty& Property() { return Own(GetParam().propertyId); }
-    Lines Failure(const std::string& message) const { return Error(GetParam().operation, message); }
+    static Lines Failure(const std::string& message) { return Error(GetParam().operation, message); }
 };
 
 TEST_P(NumericParameterTest, WithoutParameterPropertiesIsAnError) {
@@ -420,7 +420,7 @@ class DisplaySettingsTest : public ParameterMapTest {
 protected:
     bool Read() { return sut_.InitializeDisplaySettingsAndAppType(); }
 
-    Lines Failure(const std::string& message) const { return Error("InitializeDisplaySettingsAndAppType", message); }
+    static Lines Failure(const std::string& message) { return Error("InitializeDisplaySettingsAndAppType", message); }
 
     /// What a long text shows at once and after `time`.
     std::vector<std::string> ShowLongText(Zandrel::Clock::Duration time) {

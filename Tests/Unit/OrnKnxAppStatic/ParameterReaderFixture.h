@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <string>
 
 #include "DptTable.h"
@@ -15,6 +16,8 @@ namespace TestSupport {
 /// A reader on a stack whose application was downloaded.
 class ParameterReaderFixture : public KnxSideFixture {
 protected:
+    static constexpr std::size_t TextBlock = 128;  ///< bytes of the application's memory
+
     ParameterReaderFixture() { Attach(); }
 
     void Attach() {

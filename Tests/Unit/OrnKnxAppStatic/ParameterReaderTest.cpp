@@ -60,7 +60,7 @@ TEST_F(ParameterReaderTest, StepsFollowTheirOrder) {
          [this] { access_.Change()->appPrg1Memory = &stack_.Memory(); },
          "[StairLight] InitObjectModel - Pointer to AppPrg1Memory is nullptr!"},
         {[this] { stack_.Memory().SetContent({}); },
-         [this] { stack_.Memory().SetContent(std::vector<std::uint8_t>(50 * 128)); },
+         [this] { stack_.Memory().SetContent(std::vector<std::uint8_t>(50 * TextBlock)); },
          "[StairLight] InitializeTextParameterMap - AppPrg1 memory of 0 bytes ends before text parameter 2"},
         ownProperty(68, "[StairLight] InitializeIpParameterMap"),
         ownProperty(69, "[StairLight] InitializeNumberParameterMap"),

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <functional>
 #include <memory>
 #include <ostream>
@@ -208,7 +209,7 @@ Request ShutDown() {
 
 /// Nobody waits for its answer.
 Request RunState() {
-    const Outcome sent{"true", {}};
+    Outcome sent{"true", {}};
     return {"RunState",
             R"("value":"3.1:0")",
             "{}",
@@ -286,14 +287,14 @@ std::vector<Cell> AllCells() {
 }
 
 std::ostream& operator<<(std::ostream& stream, const Cell& cell) {
-    static constexpr const char* Names[] = {"Valid",          "Error",   "Nothing",    "Late",
-                                            "LostConnection", "NotJson", "OtherShape", "OtherMembers"};
-    return stream << cell.request.name << "Meets" << Names[static_cast<int>(cell.answer)];
+    static constexpr std::array Names{"Valid",          "Error",   "Nothing",    "Late",
+                                      "LostConnection", "NotJson", "OtherShape", "OtherMembers"};
+    return stream << cell.request.name << "Meets" << Names[static_cast<std::size_t>(cell.answer)];
 }
 
 class RequestAndAnswer : public testing::TestWithParam<Cell> {
 protected:
-    const Request& GetRequest() const { return GetParam().request; }
+    static const Request& GetRequest() { return GetParam().request; }
 
     void Connect() {
         ASSERT_TRUE(sender_.connection.ConnectDeviceStack());

@@ -22,7 +22,7 @@ TEST(ValueText, AnyMomentReadsAsTheTimeLibraryPrintsIt) {
     constexpr std::int64_t Second = 1'000'000;
     const posix_time::ptime first(boost::gregorian::date(1400, 1, 1));
     const posix_time::ptime last(boost::gregorian::date(9999, 12, 31));
-    std::mt19937_64 random;  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same moments each time
+    std::mt19937_64 random;
     std::uniform_int_distribution<std::int64_t> distribution(0, (last - first).total_microseconds());
     for (int i = 0; i < Moments; ++i) {
         const std::int64_t distance = distribution(random);

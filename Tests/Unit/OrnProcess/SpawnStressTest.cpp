@@ -28,7 +28,7 @@ public:
                   step();
               }
           }) {}
-    ~Repeating() {  // NOLINT(bugprone-exception-escape): nobody interrupts the join
+    ~Repeating() {
         stop_ = true;
         thread_.join();
     }

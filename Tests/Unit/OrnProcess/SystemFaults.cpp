@@ -139,13 +139,13 @@ long syscall(long number, ...) noexcept {
 
 namespace boost::filesystem::detail {
 
-file_status status(const path& file, system::error_code* error) {
+file_status status(const path& p, system::error_code* ec) {
     constexpr useconds_t Pause = 1000;
-    for (const char* held = nullptr; (held = SystemFaults::heldFile) != nullptr && file == held;) {
+    for (const char* held = nullptr; (held = SystemFaults::heldFile) != nullptr && p == held;) {
         SystemFaults::isSomebodyHeld = true;
         usleep(Pause);
     }
-    return nextStatus(file, error);
+    return nextStatus(p, ec);
 }
 
 }  // namespace boost::filesystem::detail

@@ -177,7 +177,7 @@ TEST(GroupValueConversion, decodesBothCodesOfOneNumber) {
 }
 
 TEST(GroupValueConversion, keepsEveryKindOfCodeOfTheLargeTypes) {
-    std::mt19937 random(1);  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same numbers in each run
+    std::mt19937 random(1);
     for (unsigned i = 0; i < 50'000; ++i) {
         const auto number = static_cast<std::uint32_t>(random());
         ASSERT_EQ(RoundTrip(Dpt(12, 1), BigEndian(number, 4)), BigEndian(number, 4)) << number;

@@ -173,21 +173,21 @@ TEST_F(AppPackageFaultsTest, DirectoryBelowThatCannotBeListedIsReportedLikeItsNe
     for (int i = 1; i < Levels; ++i) {
         deep += "/" + name;
     }
+    const std::string last = deep + "/" + name;
     boost::filesystem::create_directories(sut_.File(deep));
     const int parent = open(sut_.File(deep).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     ASSERT_EQ(mkdirat(parent, name.c_str(), S_IRWXU), 0);
     ListedPaths listed;
     for (const std::string& file :
          std::vector<std::string>{"MyApp.dll", "data/de/texts.txt", "data/empty", "lib/Helper.dll", "appfiles.xml",
-                                  "appfiles.xml.SHA256.sig", "sdk.crt", deep + "/" + name + "/file"}) {
+                                  "appfiles.xml.SHA256.sig", "sdk.crt", last + "/file"}) {
         listed.AddFile(file);
     }
 
     EXPECT_FALSE(Zandrel::LookForAdditionalFiles(sut_.Directory(), listed));
 
-    EXPECT_EQ(TakeLines(),
-              (std::vector<LogLine>{Error("LookForAdditionalFiles",
-                                          "Could not enumerate the directory entries of " + deep + "/" + name)}));
+    EXPECT_EQ(TakeLines(), (std::vector<LogLine>{Error("LookForAdditionalFiles",
+                                                       "Could not enumerate the directory entries of " + last)}));
     EXPECT_EQ(unlinkat(parent, name.c_str(), AT_REMOVEDIR), 0);
     close(parent);
 }

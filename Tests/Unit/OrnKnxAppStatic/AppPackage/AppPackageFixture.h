@@ -53,6 +53,7 @@ protected:
                                       "the signed file list"));
         lines.pop_back();
         std::vector<LogLine> expected;
+        expected.reserve(messages.size());
         for (const std::string& message : messages) {
             expected.push_back(Error("LookForAdditionalFiles", message));
         }

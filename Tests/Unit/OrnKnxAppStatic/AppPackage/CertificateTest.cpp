@@ -36,7 +36,7 @@ protected:
         tzset();
     }
 
-    std::vector<LogLine> Refusal(int code, const std::string& message) {
+    static std::vector<LogLine> Refusal(int code, const std::string& message) {
         return {Error("CheckOfficialDeveloperCertificate", "Developer certificate check failed with return code " +
                                                                std::to_string(code) + ", message: " + message),
                 Error("CheckOfficialDeveloperCertificate",

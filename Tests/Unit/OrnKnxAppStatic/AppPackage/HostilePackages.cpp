@@ -46,6 +46,7 @@ std::vector<std::pair<std::string, std::function<void(const AppPackage&, const f
              address.sun_family = AF_UNIX;
              std::strncpy(address.sun_path, path.c_str(), sizeof(address.sun_path) - 1);
              const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+             // NOLINTNEXTLINE(bugprone-unused-return-value): without it there is no file, which is refused as well
              bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
              close(descriptor);
          }},
@@ -69,7 +70,7 @@ std::vector<std::pair<std::string, std::function<void(const AppPackage&, const f
 void AddKinds(Packages& packages) {
     for (const std::string file : {"MyApp.dll", "data/empty", List, Signature, DeveloperCertificate}) {
         for (const auto& [name, replacement] : Replacements()) {
-            packages.push_back({"kinds of files", name + " for " + file,
+            packages.push_back({"kinds of files", std::string(name).append(" for ").append(file),
                                 [file = file, replace = replacement](const AppPackage& package) {
                                     filesystem::remove(package.File(file));
                                     replace(package, package.File(file));

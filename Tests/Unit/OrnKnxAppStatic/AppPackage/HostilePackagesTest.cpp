@@ -35,7 +35,7 @@ struct WaitClock {
 
 /// With what a busy disk may take.
 constexpr boost::chrono::seconds WaitLimit{5};
-constexpr long MemoryLimitKilobytes = 32 * 1024;
+constexpr long MemoryLimitKilobytes = 32L * 1024;
 
 /// A value of /proc/self/status, in kB.
 long StatusValue(const std::string& name) {
@@ -120,9 +120,9 @@ TEST(HostilePackagesTest, NoneIsAcceptedAndNoneIsSlowOrLarge) {
 /// The certificate of a PEM text; null where there is none.
 TestSupport::Certificate ReadPem(const std::string& pem) {
     BIO* const bio = BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size()));
-    const TestSupport::Certificate certificate(PEM_read_bio_X509(
-                                                   bio, nullptr, [](char*, int, int, void*) { return -1; }, nullptr),
-                                               &X509_free);
+    TestSupport::Certificate certificate(PEM_read_bio_X509(
+                                             bio, nullptr, [](char*, int, int, void*) { return -1; }, nullptr),
+                                         &X509_free);
     BIO_free(bio);
     return certificate;
 }

@@ -1,9 +1,8 @@
 #include "Model.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <cstdio>
+#include <string>
 #include <utility>
 
 #include "KnxStack/GroupValue.h"
@@ -43,19 +42,13 @@ std::optional<std::uint16_t> GetCo(unsigned long id) {
     return std::nullopt;
 }
 
-std::string SixDecimals(float value) {
-    std::array<char, 64> text{};
-    std::snprintf(text.data(), text.size(), "%f", static_cast<double>(value));
-    return text.data();
-}
-
 bool SameFloat(const Bytes& a, const Bytes& b) {
     const float first = GroupValue(a).GetFloatValue();
     const float second = GroupValue(b).GetFloatValue();
     if (std::isnan(first) || std::isnan(second)) {
         return std::isnan(first) && std::isnan(second);
     }
-    return SixDecimals(first) == SixDecimals(second);
+    return std::to_string(first) == std::to_string(second);  // six decimals
 }
 
 std::string Describe(const ZANVALUE& value) {

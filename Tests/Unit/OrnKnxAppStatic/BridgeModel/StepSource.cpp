@@ -1,7 +1,6 @@
 #include "StepSource.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <iterator>
 #include <limits>
@@ -98,9 +97,8 @@ ZANVALUE Rewrite(const ZANVALUE& value, std::size_t manner) {
     if (manner == 1) {
         return ZANVALUE::FromFloat(*number);
     }
-    std::array<char, 64> sixDecimals{};
-    std::snprintf(sixDecimals.data(), sixDecimals.size(), "%f", *number);
-    return ZANVALUE::FromSingle(std::strtof(sixDecimals.data(), nullptr));
+    const std::string sixDecimals = std::to_string(*number);
+    return ZANVALUE::FromSingle(std::strtof(sixDecimals.c_str(), nullptr));
 }
 
 }  // namespace
@@ -202,7 +200,7 @@ CoType StepSource::PickCo() {
 Bytes StepSource::PickBytes(std::uint32_t dpt) {
     const auto digit = static_cast<std::uint8_t>(Below(4));
     if (OnceIn(40)) {
-        return Bytes(Below(5), digit);
+        return Bytes(Below(5), digit);  // NOLINT(modernize-return-braced-init-list): braces list bytes
     }
     if (IsOfType(dpt, 14)) {
         return OnceIn(4) ? PickOf(OddFloats)

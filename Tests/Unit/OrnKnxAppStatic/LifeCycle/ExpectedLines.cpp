@@ -1,5 +1,6 @@
 #include "ExpectedLines.h"
 
+#include <array>
 #include <utility>
 
 namespace LifeCycle {
@@ -45,8 +46,8 @@ const std::string NotStarted =
     "AppHost.";
 
 const Lines Launched{LaunchStarted, "INFO GetAppHost - Try to find app host device/opt/ostra/bin/ornapphost",
-                     "INFO LaunchNativeApp - Launching app host (Command Line = device/opt/ostra/bin/ornapphost "
-                     "device/opt/userdata/orn/libornmyapp.so 1).",
+                     ("INFO LaunchNativeApp - Launching app host (Command Line = device/opt/ostra/bin/ornapphost "
+                      "device/opt/userdata/orn/libornmyapp.so 1)."),
                      "INFO operator() - Launched native app (pid: N)",
                      "DEBUG LaunchApp - Waiting for app host to have started."};
 const Lines NotRunningInTime{"FATAL LaunchApp - Time-out waiting for running app host.", LaunchTook,
@@ -57,26 +58,26 @@ const Lines TimerStarted{"DEBUG operator() - Starting reset timer.",
 
 /// What a cycle says after each stop, before the next one.
 const Lines& LinesAfter(Stop stop) {
-    static const Lines lines[StopCount] = {
-        {},
-        {ThreadStarted},
-        {},
-        {ConfigurationStarted},
-        {Identified},
-        {Retrieved},
-        {SwitchedOn},
-        {DevicesSent},
-        {CosSent},
-        {IpParametersSent},
-        {NumberParametersSent},
-        {TextParametersSent},
-        {SwitchedOff, Configured},
-        Lines{LoadedSignalled} + Launched,
-        {"INFO LaunchApp - Done: app host running.", LaunchTook, "DEBUG operator() - Set runstate to running"},
-        {SignalOn},
-        TimerStarted + Lines{ThreadFinished},
-        {}};
-    return lines[static_cast<int>(stop)];
+    static const std::array<Lines, StopCount> lines{
+        {{},
+         {ThreadStarted},
+         {},
+         {ConfigurationStarted},
+         {Identified},
+         {Retrieved},
+         {SwitchedOn},
+         {DevicesSent},
+         {CosSent},
+         {IpParametersSent},
+         {NumberParametersSent},
+         {TextParametersSent},
+         {SwitchedOff, Configured},
+         Lines{LoadedSignalled} + Launched,
+         {"INFO LaunchApp - Done: app host running.", LaunchTook, "DEBUG operator() - Set runstate to running"},
+         {SignalOn},
+         TimerStarted + Lines{ThreadFinished},
+         {}}};
+    return lines[static_cast<std::size_t>(stop)];
 }
 
 Lines LinesBetween(Stop from, Stop to) {

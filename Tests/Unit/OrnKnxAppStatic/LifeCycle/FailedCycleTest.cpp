@@ -1,3 +1,4 @@
+#include <array>
 #include <boost/chrono/duration.hpp>
 #include <ostream>
 
@@ -25,10 +26,11 @@ struct FailedWay {
 };
 
 std::ostream& operator<<(std::ostream& stream, const FailedWay& way) {
-    static constexpr const char* Stops[] = {"UnloadedAfterConfiguration", "KnxCommunicationOff", "UnloadedAfterLaunch"};
-    static constexpr const char* Events[] = {
+    static constexpr std::array Stops{"UnloadedAfterConfiguration", "KnxCommunicationOff", "UnloadedAfterLaunch"};
+    static constexpr std::array Events{
         "Nothing", "Restart", "Exit", "ExitAndDelete", "ExitTooLate", "ExitAndDeleteTooLate", "DeviceStackLost"};
-    return stream << "StoppedAt" << Stops[static_cast<int>(way.stop)] << "Then" << Events[static_cast<int>(way.event)];
+    return stream << "StoppedAt" << Stops[static_cast<std::size_t>(way.stop)] << "Then"
+                  << Events[static_cast<std::size_t>(way.event)];
 }
 
 std::vector<FailedWay> AllFailedWays() {

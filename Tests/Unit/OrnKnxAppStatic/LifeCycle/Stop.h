@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <ostream>
 
 namespace LifeCycle {
@@ -35,25 +37,25 @@ inline bool IsRequest(Stop stop) {
 }
 
 inline std::ostream& operator<<(std::ostream& stream, Stop stop) {
-    static constexpr const char* Names[StopCount] = {"LoadStateWait",
-                                                     "ApplicationLoadState",
-                                                     "ObjectLoadStates",
-                                                     "Memory",
-                                                     "DeviceConfig",
-                                                     "Download",
-                                                     "ChangeBegin",
-                                                     "Devices",
-                                                     "Cos",
-                                                     "IpParameters",
-                                                     "NumberParameters",
-                                                     "TextParameters",
-                                                     "ChangeEnd",
-                                                     "ConfigurationLoaded",
-                                                     "RunningWait",
-                                                     "RunState",
-                                                     "KnxCommunication",
-                                                     "Over"};
-    return stream << Names[static_cast<int>(stop)];
+    static constexpr std::array<const char*, StopCount> Names{"LoadStateWait",
+                                                              "ApplicationLoadState",
+                                                              "ObjectLoadStates",
+                                                              "Memory",
+                                                              "DeviceConfig",
+                                                              "Download",
+                                                              "ChangeBegin",
+                                                              "Devices",
+                                                              "Cos",
+                                                              "IpParameters",
+                                                              "NumberParameters",
+                                                              "TextParameters",
+                                                              "ChangeEnd",
+                                                              "ConfigurationLoaded",
+                                                              "RunningWait",
+                                                              "RunState",
+                                                              "KnxCommunication",
+                                                              "Over"};
+    return stream << Names[static_cast<std::size_t>(stop)];
 }
 
 }  // namespace LifeCycle

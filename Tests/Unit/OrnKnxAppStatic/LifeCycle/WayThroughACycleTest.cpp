@@ -33,10 +33,10 @@ struct Way {
 };
 
 std::ostream& operator<<(std::ostream& stream, const Way& way) {
-    static constexpr const char* Events[] = {"Nothing",         "Restart",           "Exit",          "ExitAndDelete",
-                                             "DeviceStackLost", "DeviceStackSilent", "LoadStateLost", "AppHostDies"};
+    static constexpr std::array Events{"Nothing",         "Restart",           "Exit",          "ExitAndDelete",
+                                       "DeviceStackLost", "DeviceStackSilent", "LoadStateLost", "AppHostDies"};
     return stream << (way.origin == Origin::Init ? "Init" : "Restart") << "StoppedAt" << way.stop << "Then"
-                  << Events[static_cast<int>(way.event)] << (way.pace == Pace::TooLate ? "TooLate" : "");
+                  << Events[static_cast<std::size_t>(way.event)] << (way.pace == Pace::TooLate ? "TooLate" : "");
 }
 
 /// Whether the host loses its patience with a cycle that is asked to end there.
@@ -86,18 +86,18 @@ std::vector<Way> WaysToARestart() {
 
 class WayThroughACycle : public LifeCycleFixture, public testing::WithParamInterface<Way> {
 protected:
-    Stop At() const { return GetParam().stop; }
-    bool IsFirstCycle() const { return GetParam().origin == Origin::Init; }
-    bool IsTooLate() const { return GetParam().pace == Pace::TooLate; }
+    static Stop At() { return GetParam().stop; }
+    static bool IsFirstCycle() { return GetParam().origin == Origin::Init; }
+    static bool IsTooLate() { return GetParam().pace == Pace::TooLate; }
 
     /// What the host finds when it calls while the cycle is stopped.
-    Situation GetSituation() const {
+    static Situation GetSituation() {
         using RunState = Situation::RunState;
         const RunState before = IsFirstCycle() ? RunState::Unknown : RunState::Stopped;
         return {!IsFirstCycle() || At() >= Stop::Download, At() >= Stop::RunState ? RunState::Running : before,
                 At() >= Stop::RunningWait, true, !IsTooLate()};
     }
-    seconds GetExpectedWaits() const { return seconds(IsTooLate() ? 4 : 0); }
+    static seconds GetExpectedWaits() { return seconds(IsTooLate() ? 4 : 0); }
 
     /// What a cycle that is asked to end leaves behind. One that is about to set the run state does so before the
     /// host's call returns.

@@ -274,7 +274,7 @@ TEST_F(ProgramDebugMode, SwitchedOnWhileTheAppIsWaitedForTheConnectorHostIsStopp
 TEST_F(ProgramDebugMode, SwitchedOffWhileACycleThatSawItIsUnderWayTheConnectorHostIsLaunched) {
     StartManaged();
     SwitchAndWait(On);
-    client_.Hold("\"id\":" + std::to_string(Event) + ",\"value\":\"3.1:2\"");
+    client_.Hold(R"("id":)" + std::to_string(Event) + R"(,"value":"3.1:2")");
     EXPECT_EQ(sut_->OnDeviceRestart(), Started);
     ASSERT_TRUE(client_.WaitUntilHeld());
     EXPECT_TRUE(HasWholeLine({"DEBUG", "[App] operator() - Debug mode set, did not launch app host!"}));

@@ -149,9 +149,9 @@ protected:
 
     /// An error without a prefix ends in " [", the call stack and "]".
     static void CutCallStack(TestSupport::LogLine& line) {
-        const auto begin = line.text.find(" [");
+        const auto stack = line.text.find(" [");
         if ((line.level == "ERROR" || line.level == "FATAL") && line.text.front() != '[' && line.text.back() == ']') {
-            line.text.replace(begin, std::string::npos, " [CALL STACK]");
+            line.text.replace(stack, std::string::npos, " [CALL STACK]");
         }
     }
 
