@@ -11,7 +11,6 @@
 #include "Relay.h"
 #include "ReportLimit.h"
 #include "Stranger.h"
-#include "TemporaryFolder.h"
 
 namespace {
 
