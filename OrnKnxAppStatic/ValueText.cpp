@@ -1,16 +1,23 @@
 #include "ValueText.h"
 
-#include <array>
+#include <algorithm>
 #include <boost/algorithm/hex.hpp>
 #include <boost/date_time/posix_time/time_formatters.hpp>
-#include <cinttypes>
 #include <cstddef>
-#include <cstdio>
 #include <iterator>
 
 #include "Zandrel/GroupValueConversion.h"
 
 namespace Zandrel {
+
+namespace {
+
+void AppendDigits(std::string& text, std::int64_t number, std::size_t least) {
+    const std::string digits = std::to_string(number);
+    text.append(least - std::min(least, digits.size()), '0').append(digits);
+}
+
+}  // namespace
 
 std::string DescribeValue(const ZANVALUE& value) {
     return std::to_string(static_cast<unsigned>(value.GetType())) + " -> " + value.ToString();
@@ -39,15 +46,21 @@ std::string DescribeTime(boost::posix_time::ptime time) {
     // The library makes a stream for each of the parts, which was a fifth of what the plug-in did for a telegram.
     const auto date = time.date().year_month_day();
     const auto clock = time.time_of_day();
-    const std::int64_t microseconds = clock.fractional_seconds();
-    std::array<char, 64> text{};
-    const int length =
-        std::snprintf(text.data(), text.size(),
-                      microseconds == 0 ? "%04u-%s-%02u %02d:%02d:%02d" : "%04u-%s-%02u %02d:%02d:%02d.%06" PRId64,
-                      unsigned{date.year}, date.month.as_short_string(), unsigned{date.day.as_number()},
-                      static_cast<int>(clock.hours()), static_cast<int>(clock.minutes()),
-                      static_cast<int>(clock.seconds()), microseconds);
-    return {text.data(), static_cast<std::size_t>(length)};
+    std::string text;
+    AppendDigits(text, date.year, 4);
+    text.append(1, '-').append(date.month.as_short_string()).append(1, '-');
+    AppendDigits(text, date.day, 2);
+    text.append(1, ' ');
+    AppendDigits(text, clock.hours(), 2);
+    text.append(1, ':');
+    AppendDigits(text, clock.minutes(), 2);
+    text.append(1, ':');
+    AppendDigits(text, clock.seconds(), 2);
+    if (clock.fractional_seconds() != 0) {
+        text.append(1, '.');
+        AppendDigits(text, clock.fractional_seconds(), 6);
+    }
+    return text;
 }
 
 }  // namespace Zandrel

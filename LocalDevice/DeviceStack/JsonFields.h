@@ -36,6 +36,7 @@ public:
     std::string NeedString(std::string_view key) const;
     std::uint32_t NeedNumber(std::string_view key) const;
 
+    const Place& GetPlace() const { return *place_; }
     Place At(std::string_view key) const { return {*place_, key}; }
     [[noreturn]] void Refuse(std::string_view key, const std::string& text) const { At(key).Refuse(text); }
 

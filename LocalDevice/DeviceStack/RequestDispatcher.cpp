@@ -52,8 +52,8 @@ std::optional<std::uint32_t> GuessRequestNumber(std::string_view frame) {
     return number;
 }
 
-/// The value of a request, in the client's format, for a data point.
-ZANVALUE ReadValue(const JsonFields& request, ValueFormat format, const DataPoint& point) {
+/// The text of the value of a request.
+TravellingText ReadText(const JsonFields& request) {
     TravellingText travelling{request.NeedString("value")};
     if (const std::optional<std::string> encoding = request.GetString("encoding")) {
         if (*encoding != "latin-1") {
@@ -61,9 +61,7 @@ ZANVALUE ReadValue(const JsonFields& request, ValueFormat format, const DataPoin
         }
         travelling.isLatin1 = true;
     }
-    const Place place = request.At("value");
-    const std::string text = Unpack(std::move(travelling), place);
-    return format == ValueFormat::Native ? FromSerialised(text, place) : FromPlain(text, point, place);
+    return travelling;
 }
 
 Message MakeValueEvent(ObjectId id, const ZANVALUE& value, ValueFormat format) {
@@ -125,8 +123,12 @@ void RequestDispatcher::Execute(ClientState& client, std::string_view frame) {
     std::optional<std::uint32_t> number = GuessRequestNumber(frame);
     Command command = nullptr;
     try {
-        const json object = ParseLeniently(frame);
         const Place top;
+        if (const auto plain = Zandrel::ReadPlainValueFrame(frame, R"({"command":"SetValue","id":)")) {
+            command = &RequestDispatcher::SetValue;
+            return StoreValue(client, plain->id, {std::string(plain->value)}, top);
+        }
+        const json object = ParseLeniently(frame);
         const JsonFields request(object, top);
         number = request.GetNumber("request");
         command = FindCommand(request);
@@ -233,18 +235,29 @@ void RequestDispatcher::ApplyProperties(const JsonFields& request, const json& j
 }
 
 OutgoingJson RequestDispatcher::SetValue(ClientState& client, const JsonFields& request) {
-    const DataPoint& point = NeedDataPoint(request);
-    const ZANVALUE value = ReadValue(request, client.format, point);
+    const ObjectId id = request.NeedNumber("id");
+    TravellingText text = ReadText(request);
     // Whether the value answers a read request of the bus makes no difference here.
     request.GetBool("response");
-    if (model_.SetValue(point.id, value)) {
-        ReportValue(client, point.id, value);
-    }
+    StoreValue(client, id, std::move(text), request.GetPlace());
     return EmptyResponse();
 }
 
+/// `request`: its place.
+void RequestDispatcher::StoreValue(const ClientState& client, ObjectId id, TravellingText travelling,
+                                   const Place& request) {
+    const DataPoint& point = NeedDataPoint(id, request);
+    const Place place(request, "value");
+    const std::string text = Unpack(std::move(travelling), place);
+    const ZANVALUE value =
+        client.format == ValueFormat::Native ? FromSerialised(text, place) : FromPlain(text, point, place);
+    if (model_.SetValue(id, value)) {
+        ReportValue(client, id, value);
+    }
+}
+
 OutgoingJson RequestDispatcher::GetValue(ClientState& client, const JsonFields& request) {
-    const DataPoint& point = NeedDataPoint(request);
+    const DataPoint& point = NeedDataPoint(request.NeedNumber("id"), request.GetPlace());
     if (!point.value) {
         request.Refuse("id", "data point " + std::to_string(point.id) + " has no value");
     }
@@ -269,11 +282,10 @@ OutgoingJson RequestDispatcher::GetObjectModel(ClientState& client, const JsonFi
     return {{"devices", std::move(devices)}};
 }
 
-const DataPoint& RequestDispatcher::NeedDataPoint(const JsonFields& request) const {
-    const ObjectId id = request.NeedNumber("id");
+const DataPoint& RequestDispatcher::NeedDataPoint(ObjectId id, const Place& request) const {
     const DataPoint* point = model_.FindDataPoint(id);
     if (point == nullptr) {
-        request.Refuse("id", "no data point has the id " + std::to_string(id));
+        Place(request, "id").Refuse("no data point has the id " + std::to_string(id));
     }
     return *point;
 }

@@ -56,7 +56,10 @@ PluginLog::PluginLog(HostEvents& events, const std::string& file, long fileLimit
         root.addAppender(MakeFileAppender(file, fileLimit));
         root.setLogLevel(log4cplus::TRACE_LOG_LEVEL);
     }
-    GetApplicationLogger().setLogLevel(log4cplus::DEBUG_LOG_LEVEL);
+    auto application = GetApplicationLogger();
+    application.setLogLevel(log4cplus::DEBUG_LOG_LEVEL);
+    // Without a file nothing above it wants the lines.
+    application.setAdditivity(!file.empty());
 }
 
 PluginLog::~PluginLog() {

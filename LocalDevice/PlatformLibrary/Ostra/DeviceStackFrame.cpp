@@ -67,6 +67,9 @@ std::optional<DeviceStackFrame> ReadEvent(const nlohmann::json& object) {
 }  // namespace
 
 std::optional<DeviceStackFrame> ParseDeviceStackFrame(const std::string& text) {
+    if (const auto change = Zandrel::ReadPlainValueFrame(text, R"({"event":"valueChanged","id":)")) {
+        return ValueChangedFrame{change->id, "valueChanged", std::string(change->value)};
+    }
     // The parser takes a NUL for the end of its input.
     const auto object =
         text.find('\0') == std::string::npos ? nlohmann::json::parse(text, nullptr, false) : nlohmann::json();

@@ -224,6 +224,36 @@ TEST_F(ValueCommandsTest, AWriteThatAnswersABusRequestIsAWrite) {
     EXPECT_EQ(GetValue(ChangedOnly), "3.1:4");
 }
 
+// A blank in front makes no difference to JSON, but the request is no longer the usual one.
+TEST_F(ValueCommandsTest, UsualWritesAreTakenAsTheParserTakesThem) {
+    Configure(
+        R"({"devices":[{"id":2,"channels":[{"id":20,"datapoints":[{"id":255,"eventAlways":"1","changedOnly":"0"}]}]}]})");
+    const std::string usual = R"({"command":"SetValue","id":255,"value":"3.1:4"})";
+    const auto describe = [this](const std::string& frame) {
+        sut.Dispatch(observer, frame);
+        std::string outcome = json(observer.Take()).dump();
+        for (const auto& line : log.TakeLines()) {
+            outcome += '\n' + line.text;
+        }
+        // Where a text stops to be JSON is one further behind the blank.
+        return outcome.find("not JSON") == std::string::npos ? outcome : "not JSON";
+    };
+    EXPECT_EQ(describe(usual), R"([{"event":"valueChanged","id":255,"value":"3.1:4"}])");
+    EXPECT_EQ(describe(R"({"command":"SetValue","id":99,"value":"3.1:4"})"),
+              "[]\nRefused a request of \"observer\": id: no data point has the id 99");
+    EXPECT_EQ(describe(R"({"command":"SetValue","id":255,"value":"4"})"),
+              "[]\nRefused a request of \"observer\": value: expected a serialised value, such as \"3.1:42\"");
+    for (std::size_t i = 0; i < usual.size(); ++i) {
+        for (int byte = 0; byte < 256; ++byte) {
+            std::string changed = usual;
+            changed[i] = static_cast<char>(byte);
+            EXPECT_EQ(describe(changed), describe(' ' + changed)) << changed;
+        }
+        const std::string cut = usual.substr(0, i);
+        EXPECT_EQ(describe(cut), describe(' ' + cut)) << cut;
+    }
+}
+
 TEST_F(ValueCommandsTest, WrongRequestsAreRefusedAndChangeNothing) {
     const std::string set = R"("command":"SetValue",)";
     EXPECT_EQ(Fail(set + R"("id":99,"value":"3.1:4")"), "id: no data point has the id 99");

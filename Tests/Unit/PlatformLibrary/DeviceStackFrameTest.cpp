@@ -60,6 +60,48 @@ TEST(DeviceStackFrame, ReadsComplaints) {
     EXPECT_EQ(ParseAs<Ostra::ComplaintFrame>(R"({"error":"not JSON"})").text, "not JSON");
 }
 
+/// What becomes of a frame that is a change of value; anything else is the empty text.
+std::string DescribeChange(const std::string& text) {
+    const auto frame = Ostra::ParseDeviceStackFrame(text);
+    const auto* change = frame ? std::get_if<Ostra::ValueChangedFrame>(&*frame) : nullptr;
+    return change == nullptr ? "" : std::to_string(change->id) + ' ' + change->kind + ' ' + change->value;
+}
+
+// A blank in front makes no difference to JSON, but the frame is no longer the usual one.
+TEST(DeviceStackFrame, UsualChangesAreReadAsTheParserReadsThem) {
+    const std::string usual = R"({"event":"valueChanged","id":1001004,"value":"3.1:42"})";
+    EXPECT_EQ(DescribeChange(usual), "1001004 valueChanged 3.1:42");
+    for (const auto& text : {
+             R"({"event":"valueChanged","id":0,"value":""})"s,
+             R"({"event":"valueChanged","id":00,"value":"x"})"s,
+             R"({"event":"valueChanged","id":007,"value":"x"})"s,
+             R"({"event":"valueChanged","id":-1,"value":"x"})"s,
+             R"({"event":"valueChanged","id":1e3,"value":"x"})"s,
+             R"({"event":"valueChanged","id":4294967295,"value":"x"})"s,
+             R"({"event":"valueChanged","id":4294967296,"value":"x"})"s,
+             R"({"event":"valueChanged","id":,"value":"x"})"s,
+             R"({"event":"valueChanged","id":1,"value":"\u0041\"\n"})"s,
+             R"({"event":"valueChanged","id":1,"value":"x","value":"y"})"s,
+             R"({"event":"valueChanged","id":1,"value":"x","encoding":"latin-1"})"s,
+             R"({"event":"valueChanged","id":1,"value":"x"},{"id":"y"})"s,
+             "{\"event\":\"valueChanged\",\"id\":1,\"value\":\"\x7F\"}"s,
+             "{\"event\":\"valueChanged\",\"id\":1,\"value\":\"\t\"}"s,
+             "{\"event\":\"valueChanged\",\"id\":1,\"value\":\"\xFF\"}"s,
+             "{\"event\":\"valueChanged\",\"id\":1,\"value\":\"\0\"}"s,
+         }) {
+        EXPECT_EQ(DescribeChange(text), DescribeChange(' ' + text)) << text;
+    }
+    for (std::size_t i = 0; i < usual.size(); ++i) {
+        for (int byte = 0; byte < 256; ++byte) {
+            std::string changed = usual;
+            changed[i] = static_cast<char>(byte);
+            EXPECT_EQ(DescribeChange(changed), DescribeChange(' ' + changed)) << changed;
+        }
+        const std::string cut = usual.substr(0, i);
+        EXPECT_EQ(DescribeChange(cut), DescribeChange(' ' + cut)) << cut;
+    }
+}
+
 TEST(DeviceStackFrame, RefusesEverythingElse) {
     for (const auto& text : {
              ""s,
