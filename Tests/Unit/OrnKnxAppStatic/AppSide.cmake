@@ -1,5 +1,5 @@
 # The device's folders as they stand below the working directory of a test.
-orn_add_test(AppSideTest
+orn_add_test(AppSideTest QUICK
     SOURCES
         AppControlTest.cpp
         AppDebugModeTest.cpp

@@ -1,4 +1,4 @@
-orn_add_test(CoreTest
+orn_add_test(CoreTest QUICK
     TIMEOUT 180
     SOURCES
         DeviceResetActionsTest.cpp

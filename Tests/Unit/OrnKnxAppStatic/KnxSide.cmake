@@ -1,4 +1,4 @@
-orn_add_test(KnxSideTest
+orn_add_test(KnxSideTest QUICK
     SOURCES
         EventFilterTest.cpp
         GroupValueBridgeTest.cpp

@@ -1,5 +1,5 @@
 # The device's folders as they stand below the working directory of a test.
-orn_add_test(LifeCycleTest
+orn_add_test(LifeCycleTest QUICK
     SOURCES
         LifeCycle/CycleTest.cpp
         LifeCycle/ExpectedLines.cpp

@@ -1,4 +1,4 @@
-orn_add_test(ObjectModelTest
+orn_add_test(ObjectModelTest QUICK
     SOURCES
         DeviceStackConfigurationIndicatorTest.cpp
         DocumentReader.cpp
