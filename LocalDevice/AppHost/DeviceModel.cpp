@@ -1,6 +1,9 @@
 #include "DeviceModel.h"
 
+#include <cstdint>
+#include <limits>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 #include "Zandrel/EncodedString.h"
 
@@ -35,6 +38,14 @@ void Add(DeviceModel& model, const ObjectName& name, const json& dataPoint) {
     }
 }
 
+/// None where the id is not one of this device's.
+std::optional<ObjectName> ReadName(const json& dataPoint) {
+    const auto id = dataPoint.at("id").get<std::uint64_t>();
+    return id <= std::numeric_limits<std::uint32_t>::max()
+               ? Zandrel::KnxOdsMapping::GetObjectName(static_cast<unsigned long>(id))
+               : std::nullopt;
+}
+
 }  // namespace
 
 DeviceModel ReadDeviceModel(const std::string& answer, int logicalDevice) {
@@ -44,7 +55,7 @@ DeviceModel ReadDeviceModel(const std::string& answer, int logicalDevice) {
         for (const json& device : document.at("response").at("devices")) {
             for (const json& channel : device.at("channels")) {
                 for (const json& dataPoint : channel.at("datapoints")) {
-                    const auto name = Zandrel::KnxOdsMapping::GetObjectName(dataPoint.at("id").get<unsigned long>());
+                    const auto name = ReadName(dataPoint);
                     if (name && name->logicalDevice == logicalDevice) {
                         Add(model, *name, dataPoint);
                     }

@@ -64,6 +64,13 @@ TravellingText ReadText(const JsonFields& request) {
     return travelling;
 }
 
+/// The value that a request at the place `request` has, in the client's format, for a data point.
+ZANVALUE ReadValue(TravellingText travelling, ValueFormat format, const DataPoint& point, const Place& request) {
+    const Place place(request, "value");
+    const std::string text = Unpack(std::move(travelling), place);
+    return format == ValueFormat::Native ? FromSerialised(text, place) : FromPlain(text, point, place);
+}
+
 Message MakeValueEvent(ObjectId id, const ZANVALUE& value, ValueFormat format) {
     std::string event = R"({"event":"valueChanged","id":)" + std::to_string(id) + ',';
     Zandrel::AppendValueMembers(event, ToText(value, format));
@@ -126,7 +133,8 @@ void RequestDispatcher::Execute(ClientState& client, std::string_view frame) {
         const Place top;
         if (const auto plain = Zandrel::ReadPlainValueFrame(frame, R"({"command":"SetValue","id":)")) {
             command = &RequestDispatcher::SetValue;
-            return StoreValue(client, plain->id, {std::string(plain->value)}, top);
+            const DataPoint& point = NeedDataPoint(plain->id, top);
+            return StoreValue(client, point.id, ReadValue({std::string(plain->value)}, client.format, point, top));
         }
         const json object = ParseLeniently(frame);
         const JsonFields request(object, top);
@@ -235,22 +243,15 @@ void RequestDispatcher::ApplyProperties(const JsonFields& request, const json& j
 }
 
 OutgoingJson RequestDispatcher::SetValue(ClientState& client, const JsonFields& request) {
-    const ObjectId id = request.NeedNumber("id");
-    TravellingText text = ReadText(request);
+    const DataPoint& point = NeedDataPoint(request.NeedNumber("id"), request.GetPlace());
+    const ZANVALUE value = ReadValue(ReadText(request), client.format, point, request.GetPlace());
     // Whether the value answers a read request of the bus makes no difference here.
     request.GetBool("response");
-    StoreValue(client, id, std::move(text), request.GetPlace());
+    StoreValue(client, point.id, value);
     return EmptyResponse();
 }
 
-/// `request`: its place.
-void RequestDispatcher::StoreValue(const ClientState& client, ObjectId id, TravellingText travelling,
-                                   const Place& request) {
-    const DataPoint& point = NeedDataPoint(id, request);
-    const Place place(request, "value");
-    const std::string text = Unpack(std::move(travelling), place);
-    const ZANVALUE value =
-        client.format == ValueFormat::Native ? FromSerialised(text, place) : FromPlain(text, point, place);
+void RequestDispatcher::StoreValue(const ClientState& client, ObjectId id, const ZANVALUE& value) {
     if (model_.SetValue(id, value)) {
         ReportValue(client, id, value);
     }

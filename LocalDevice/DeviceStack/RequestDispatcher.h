@@ -86,7 +86,7 @@ private:
     void ApplyDocument(const nlohmann::json& document, const Place& place);
     void ApplyProperties(const JsonFields& request, const nlohmann::json& json);
     const DataPoint& NeedDataPoint(ObjectId id, const Place& request) const;
-    void StoreValue(const ClientState& client, ObjectId id, TravellingText travelling, const Place& request);
+    void StoreValue(const ClientState& client, ObjectId id, const Zandrel::ZANVALUE& value);
 
     void ReportValue(const ClientState& writer, ObjectId id, const Zandrel::ZANVALUE& value);
     void ReportConfiguration(ObjectId device);

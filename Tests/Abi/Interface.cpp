@@ -251,6 +251,15 @@ void DescribeFunctionsOfTheDeviceStack(Description& description) {
     ORN_FUNCTION(Zandrel::DscAsyncRequestMessenger::GetValue);
 }
 
+// Only their types: the functions are in a library that is loaded.
+#define ORN_EXPORTED(function) description.Function(#function, static_cast<decltype(&(function))>(nullptr))
+
+void DescribeExports(Description& description) {
+    ORN_EXPORTED(getKnxStackApiVersion);
+    ORN_EXPORTED(createApplicationProgram);
+    ORN_EXPORTED(deleteApplicationProgram);
+}
+
 void DescribeOtherFunctions(Description& description) {
     ORN_FUNCTION(Zandrel::AppHostConfiguration::IsInAppDebugMode);
     ORN_FUNCTION(Zandrel::AppHostConfiguration::ReplaceAppDebugMode);
@@ -337,6 +346,7 @@ std::string DescribeInterface() {
     DescribeTypes(description);
     DescribeEnumerations(description);
     DescribeLayout(description);
+    DescribeExports(description);
     DescribeFunctionsOfValues(description);
     DescribeFunctionsOfIds(description);
     DescribeFunctionsOfTheDeviceStack(description);

@@ -187,18 +187,29 @@ TEST_F(OrnPackageTest, ShowOfNoPackageFails) {
 }
 
 TEST_F(OrnPackageTest, KeysAreSecretAndNeverOverwritten) {
+    const std::vector<const char*> files{"ca.key", "ca.crt", "developer.key", "developer.crt"};
     MakeKeys();
     for (const char* const file : {"ca.key", "developer.key"}) {
         struct stat status {};
         ASSERT_EQ(stat(Path(file).c_str(), &status), 0);
         EXPECT_EQ(status.st_mode & 0777U, 0600U) << file;
     }
-    const std::string key = ReadFile(Path("developer.key"));
-    filesystem::remove(Path("ca.key"));
-    EXPECT_EQ(Error(3, {"keygen", folder_.string(), "--type", "ecdsa"}),
-              "ornpackage: " + Path("ca.crt") + " exists and is not overwritten");
-    EXPECT_EQ(ReadFile(Path("developer.key")), key);
-    EXPECT_FALSE(filesystem::exists(Path("ca.key")));
+    for (const char* const only : files) {
+        const std::string content = ReadFile(Path(only));
+        for (const char* const file : files) {
+            if (file != only) {
+                filesystem::remove(Path(file));
+            }
+        }
+        EXPECT_EQ(Error(3, {"keygen", folder_.string(), "--type", "ecdsa"}),
+                  "ornpackage: " + Path(only) + " exists and is not overwritten");
+        for (const char* const file : files) {
+            EXPECT_EQ(filesystem::exists(Path(file)), file == only) << file;
+        }
+        EXPECT_EQ(ReadFile(Path(only)), content);
+        filesystem::remove(Path(only));
+        MakeKeys();
+    }
 }
 
 TEST_F(OrnPackageTest, KeysThatCannotAllBeWrittenLeaveNoFile) {

@@ -48,6 +48,7 @@ public:
             Note(host, std::array{"", "DEBUG ", "INFO ", "WARN ", "ERROR "}.at(level) + std::string(text));
         };
         set_running = [](const orn_host* host, bool running) { Note(host, running ? "running" : "not running"); };
+        set_alive = [](const orn_host* host, bool alive) { Note(host, alive ? "alive" : "not alive"); };
     }
 
     /// Waits until so much was told, and forgets it.
@@ -180,6 +181,25 @@ TEST_F(ConnectorTest, ValueThatIsRefusedIsToldAndTheHostGoesOn) {
     stream_ << "set " << MissingCo << " boolean 1\nlog info still here\n" << std::flush;
     EXPECT_THAT(host_.Take(2), ElementsAre("WARN A value for CO 3 was refused with " + std::to_string(ORN_NO_SUCH_CO),
                                            "INFO still here"));
+}
+
+constexpr const char* Hangs = "WARN The managed app hangs in a call: no heartbeat until it returns";
+
+TEST_F(ConnectorTest, AppThatHangsHasNoHeartbeatUntilItGoesOn) {
+    const auto hang = std::chrono::duration_cast<std::chrono::milliseconds>(durations_.hang).count();
+    stream_ << "pong " << hang - 1 << "\npong " << hang << "\npong " << hang + 1 << "\npong 0\nlog info end\n"
+            << std::flush;
+    EXPECT_THAT(host_.Take(5), ElementsAre(Hangs, "not alive", "INFO The managed app goes on", "alive", "INFO end"));
+}
+
+TEST_F(ConnectorTest, AppHostHasItsHeartbeatBackOnceTheHostOfAHangingAppIsGone) {
+    stream_ << "pong 60000\n" << std::flush;
+    EXPECT_THAT(host_.Take(2), ElementsAre(Hangs, "not alive"));
+
+    stream_.close();
+
+    EXPECT_THAT(host_.Take(3), testing::UnorderedElementsAre("alive", "not running",
+                                                             "ERROR The connection to the connector host is lost"));
 }
 
 struct Nonsense {

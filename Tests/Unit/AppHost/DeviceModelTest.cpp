@@ -49,8 +49,11 @@ TEST(DeviceModel, readsCos) {
 }
 
 TEST(DeviceModel, leavesOutTheOtherLogicalDeviceAndForeignObjects) {
+    // The last two end in 1010011 where 32 bits are kept of them.
     const auto sut = ReadDeviceModel(
-        Answer(R"({"id":2010011,"value":"2.1:1"},{"id":2020011,"value":"5.1:x"},{"id":77,"value":"5.1:y"})"), 1);
+        Answer(R"({"id":2010011,"value":"2.1:1"},{"id":2020011,"value":"5.1:x"},{"id":77,"value":"5.1:y"},)"
+               R"({"id":4295977307,"value":"2.1:1"},{"id":-4293957285,"value":"2.1:1"})"),
+        1);
     EXPECT_TRUE(sut.cos.empty());
     EXPECT_EQ(Parameter(sut, Zandrel::ParameterType::Ip, 1), "");
 }

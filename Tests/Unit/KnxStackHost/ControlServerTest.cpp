@@ -52,7 +52,7 @@ public:
             }
             buffer_.append(chunk.data(), static_cast<std::size_t>(size));
         }
-        const auto line = buffer_.substr(0, end);
+        std::string line = buffer_.substr(0, end);
         buffer_.erase(0, end + 1);
         return line;
     }

@@ -108,13 +108,13 @@ TEST_F(DownloaderTest, TheApplicationsPropertiesHoldWhatWasDownloaded) {
     sut.PowerUp(device);
     LoadApplicationProperties();
     const auto types = ReadAll(ObjectType::Application, 64);
-    EXPECT_EQ(types.GetSize(), 520U * 4);
+    EXPECT_EQ(types.GetSize(), 520UL * 4);
     EXPECT_EQ(types.GetUInt32Value(0), Dpt(1, 1));
     EXPECT_EQ(types.GetUInt32Value(4), 0U);
-    EXPECT_EQ(types.GetUInt32Value(519 * 4), Dpt(9, 1));
+    EXPECT_EQ(types.GetUInt32Value(519UL * 4), Dpt(9, 1));
     const auto communication = ReadAll(ObjectType::Application, 66);
     EXPECT_EQ(communication.GetUInt32Value(0), 1U);
-    EXPECT_EQ(communication.GetUInt32Value(519 * 4), 0U);
+    EXPECT_EQ(communication.GetUInt32Value(519UL * 4), 0U);
     const auto ipParameters = ReadAll(ObjectType::Application, 68);
     EXPECT_EQ(ipParameters.GetSize(), 12U);
     EXPECT_EQ(ipParameters.GetUInt32Value(0), 0xC0A8010AU);

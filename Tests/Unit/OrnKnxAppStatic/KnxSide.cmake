@@ -1,4 +1,4 @@
-orn_add_test(KnxSideTest QUICK
+orn_add_test(KnxSideTest
     SOURCES
         EventFilterTest.cpp
         GroupValueBridgeTest.cpp

@@ -1,5 +1,5 @@
 # The application program as a whole, between a KNX stack, a device stack and app hosts that do as they are told.
-orn_add_test(ProgramTest QUICK
+orn_add_test(ProgramTest
     SOURCES
         Program/ConnectionTest.cpp
         Program/DebugModeTest.cpp

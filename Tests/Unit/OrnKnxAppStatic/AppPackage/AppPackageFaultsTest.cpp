@@ -74,6 +74,15 @@ TEST_F(AppPackageFaultsTest, KeyThatCannotBeReadIsReported) {
     ExpectUnverifiable({Error("CheckSignature", "Could not read the public key of the developer certificate")});
 }
 
+TEST_F(AppPackageFaultsTest, SignatureCheckThatBreaksOffIsNoGoodSignature) {
+    OpenSslFaults::verifySignature = true;
+    EXPECT_EQ(Verify(), VerificationResult::Corrupt);
+    const auto lines = TakeLines();
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_EQ(lines[1], Error("CheckSignature", "The application is corrupt because the signature is wrong"));
+    EXPECT_EQ(Verify(), VerificationResult::SignatureOk);
+}
+
 TEST_F(AppPackageFaultsTest, DeviceIsNotEvenOpened) {
     const Terminal terminal;
     for (const auto links : {RegularFile::Links::Refused, RegularFile::Links::Followed}) {

@@ -243,6 +243,7 @@ TEST_F(CertificateTest, DateIsTheLocalOne) {
 }
 
 // Where the sizes of time_t differ between this code and libcrypto, another date arrives there.
+static_assert(sizeof(std::time_t) == sizeof(long), "that of Debian's libcrypto has this size on each processor");
 TEST_F(CertificateTest, DateArrivesInLibcryptoAsItIs) {
     SetTimeZone("UTC0");
     sut_.Seal();

@@ -64,6 +64,11 @@ int EVP_DigestUpdate(EVP_MD_CTX* context, const void* data, size_t size) {
     return OpenSslFaults::updateDigest.exchange(false) ? 0 : next(context, data, size);
 }
 
+int EVP_DigestVerifyFinal(EVP_MD_CTX* context, const unsigned char* signature, size_t size) {
+    static const auto next = Next<int(EVP_MD_CTX*, const unsigned char*, size_t)>("EVP_DigestVerifyFinal");
+    return OpenSslFaults::verifySignature.exchange(false) ? -1 : next(context, signature, size);
+}
+
 time_t time(time_t* result) noexcept {
     static const auto next = Next<time_t(time_t*)>("time");
     const time_t fake = OpenSslFaults::clock;

@@ -14,6 +14,7 @@ inline std::atomic<bool> initContext{false};
 inline std::atomic<bool> fetchDigest{false};
 inline std::atomic<bool> getPublicKey{false};
 inline std::atomic<bool> updateDigest{false};
+inline std::atomic<bool> verifySignature{false};
 
 /// So many calls later one fails; 0: none does.
 inline std::atomic<int> newDigestContext{0};
