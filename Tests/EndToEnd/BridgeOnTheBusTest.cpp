@@ -117,6 +117,21 @@ TEST_F(BridgeOnTheBusTest, ValueOfBeforeARestartIsNoValueAfterIt) {
     EXPECT_EQ(listener_.GetTelegrams("1/0/1"), (Telegrams{"Write 01", "Read"}));
 }
 
+TEST_F(BridgeOnTheBusTest, ObjectThatReadsOnInitAsksOnceAfterLoadingAndItsAppGetsTheAnswer) {
+    const auto answering =
+        StartDevice(MakeCopy(FirstSerialNumber, {MakeObject(1, "CRW", {"1/0/1"}), MakeObject(2, "CRW", {"1/0/3"})}));
+    knxd_.Write("1/0/1", "1");
+    const auto asking =
+        StartDevice(MakeCopy(SecondSerialNumber, {MakeObject(1, "CWUI", {"1/0/1"}), MakeObject(2, "CT", {"1/0/2"})}));
+    EXPECT_TRUE(listener_.WaitFor("1/0/2", 1)) << "the app copies the answer";
+    ASSERT_TRUE(asking->RestartAndWait());
+    knxd_.Write("1/0/1", "0");
+    EXPECT_TRUE(listener_.WaitFor("1/0/2", 2));
+
+    EXPECT_EQ(listener_.GetTelegrams("1/0/1"), (Telegrams{"Write 01", "Read", "Response 01", "Write 00"}));
+    EXPECT_EQ(listener_.GetTelegrams("1/0/2"), (Telegrams{"Write 01", "Write 00"}));
+}
+
 TEST_F(BridgeOnTheBusTest, TwoDevicesThatHearEachOtherStartNoLoop) {
     // What one sends, the other hears on an object that sends what the first one hears.
     const auto first = StartDevice(

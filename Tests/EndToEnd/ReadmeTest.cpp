@@ -73,7 +73,7 @@ TEST(Readme, LeadsFromAnEmptyFolderToASignedAppThatRuns) {
     ASSERT_TRUE(sut.WaitForLine("== run state: running", StartLimit)) << testing::PrintToString(sut.GetErrorLines());
     ChildProcess tool(ORN_ORNCTL_PROGRAM, {"write", "1/0/1", "1"}, {{"TMPDIR", folder.GetPath().string()}});
     EXPECT_EQ(tool.WaitForExit(), ExitStatus::Exited(0));
-    EXPECT_TRUE(sut.WaitForLine("1/0/2"));
+    EXPECT_THAT(sut.WaitForLine("<- write    1/0/2").value_or(""), testing::HasSubstr(" [00]  sent"));
     EXPECT_EQ(::kill(-sut.GetPid(), SIGINT), 0) << "to the whole group, as Ctrl-C does";
     EXPECT_EQ(sut.WaitForExit(), ExitStatus::Exited(0));
     EXPECT_EQ(sut.GetErrorLines(), Texts{});

@@ -150,6 +150,10 @@ TEST_F(AppHostLaunch, DestructorGivesUpAnAppHostThatCannotBeKilled) {
     EXPECT_EQ(waitpid(pid, nullptr, 0), pid);
 }
 
+TEST_F(AppHostLaunch, LaunchThatHasPassedTheFlagIsSeenByWhoeverClearsIt) {
+    ExpectNothingOutlivesAStopAt("Launching app host", [this] { return Launch("pause"); });
+}
+
 TEST_F(AppHostLaunch, NothingRunsAfterTheFlagWasClearedAndTheLeftOverKilled) {
     for (int i = 0; i < 100; ++i) {
         ThreadControl control;

@@ -5,8 +5,10 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <functional>
+#include <future>
 #include <memory>
 #include <string>
 #include <vector>
@@ -39,6 +41,21 @@ protected:
     }
 
     bool LaunchManaged(const std::string& app) { return sut_->LaunchManagedApp(control_, "host.exe", app, "Managed"); }
+    /// Calls `launch`, and once it has passed the run flag and says `line` another thread clears the flag and kills
+    /// what is left over.
+    void ExpectNothingOutlivesAStopAt(const std::string& line, const std::function<bool()>& launch) {
+        std::future<bool> killed;
+        const AppSideTools::LineHook hook(log_.GetLogger(), line, [this, &killed] {
+            control_.running = false;
+            killed = std::async(std::launch::async, [this] { return sut_->KillLeftOver(); });
+            killed.wait_for(std::chrono::milliseconds(100));  // without the lock it would be over by then
+        });
+        EXPECT_TRUE(launch());
+        ASSERT_TRUE(killed.valid());
+        EXPECT_TRUE(killed.get()) << "there was a process to kill";
+        EXPECT_TRUE(GetChildren().empty());
+    }
+
     /// A running connector host; forgets the lines of its launch.
     void GivenConnectorHost(const std::string& app = "pause") {
         ASSERT_TRUE(LaunchManaged(app));

@@ -80,6 +80,10 @@ TEST_F(ConnectorHostLaunch, NothingIsStartedOnceTheRunFlagIsCleared) {
     EXPECT_TRUE(GetChildren().empty());
 }
 
+TEST_F(ConnectorHostLaunch, LaunchThatHasPassedTheFlagIsSeenByWhoeverClearsIt) {
+    ExpectNothingOutlivesAStopAt("Launching app connector host", [this] { return LaunchManaged("pause"); });
+}
+
 TEST_F(ConnectorHostLaunch, NothingIsStartedOnceTheDebugSwitchHasDisabledIt) {
     sut_->GetConfiguration().SetAppConnectorHostStartupDisabled(true);
 

@@ -123,18 +123,23 @@ TEST(LoadStateMachine, TransitionsFollowTheTable) {
         S to;
     };
     const std::vector<Row> table{
-        {S::Unloaded, 1, S::Loading},    {S::Loaded, 1, S::Loading},     {S::Loading, 1, S::Loading},
-        {S::Error, 1, S::Error},         {S::Unloading, 1, S::Error},    {S::Unloaded, 2, S::Unloaded},
-        {S::Loaded, 2, S::Loaded},       {S::Loading, 2, S::Loaded},     {S::Error, 2, S::Error},
-        {S::Unloading, 2, S::Error},     {S::Unloaded, 3, S::Unloaded},  {S::Loaded, 3, S::Error},
-        {S::Loading, 3, S::Loading},     {S::Error, 3, S::Error},        {S::Unloading, 3, S::Error},
-        {S::Unloaded, 4, S::Unloaded},   {S::Loaded, 4, S::Unloaded},    {S::Loading, 4, S::Unloaded},
-        {S::Error, 4, S::Unloaded},      {S::Unloading, 4, S::Unloaded}, {S::Unloading, 0, S::Unloading},
-        {S::Unloading, 5, S::Unloading},
+        {S::Unloaded, 1, S::Loading},  {S::Loaded, 1, S::Loading},     {S::Loading, 1, S::Loading},
+        {S::Error, 1, S::Error},       {S::Unloading, 1, S::Error},    {S::Unloaded, 2, S::Unloaded},
+        {S::Loaded, 2, S::Loaded},     {S::Loading, 2, S::Loaded},     {S::Error, 2, S::Error},
+        {S::Unloading, 2, S::Error},   {S::Unloaded, 3, S::Unloaded},  {S::Loaded, 3, S::Error},
+        {S::Loading, 3, S::Loading},   {S::Error, 3, S::Error},        {S::Unloading, 3, S::Error},
+        {S::Unloaded, 4, S::Unloaded}, {S::Loaded, 4, S::Unloaded},    {S::Loading, 4, S::Unloaded},
+        {S::Error, 4, S::Unloaded},    {S::Unloading, 4, S::Unloaded},
     };
     for (const Row& row : table) {
         EXPECT_EQ(Zandrel::NextLoadState(row.from, row.event), row.to)
             << "from " << static_cast<int>(row.from) << " by event " << static_cast<int>(row.event);
+    }
+    for (const S state : {S::Unloaded, S::Loaded, S::Loading, S::Error, S::Unloading}) {
+        for (const auto event : std::initializer_list<std::uint8_t>{0, 5, 255}) {
+            EXPECT_EQ(Zandrel::NextLoadState(state, event), state)
+                << "from " << static_cast<int>(state) << " by event " << static_cast<int>(event);
+        }
     }
 }
 
