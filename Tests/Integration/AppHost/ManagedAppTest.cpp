@@ -338,11 +338,22 @@ TEST_F(ManagedApp, fileThatIsNoAssemblyIsNamed) {
     EXPECT_EQ(connectorHost_->GetErrorLines(), Texts{"OrnAppConnectorHost: " + file + " is no assembly"});
 }
 
+constexpr const char* NoPortFile =
+    "ORN_CONNECTOR_PORT_FILE is not set: app host and connector host need the same file, in which one finds the other";
+
 TEST_F(ManagedApp, appHostWithoutAPortFileDoesNotStart) {
     SetUpDevice();
     Start(ORN_CONNECTOR_APP);
     EXPECT_EQ(NextReports(2), (Texts{Starting, Stopped}));
-    ExpectErrorLine("ORN_CONNECTOR_PORT_FILE is not set");
+    ExpectErrorLine(NoPortFile);
+    EXPECT_EQ(WaitForExit(), ExitStatus::Exited(1));
+}
+
+TEST_F(ManagedApp, appHostWhosePortFileHasNoNameDoesNotStart) {
+    SetUpDevice();
+    Start(ORN_CONNECTOR_APP, {{"ORN_CONNECTOR_PORT_FILE", ""}});
+    EXPECT_EQ(NextReports(2), (Texts{Starting, Stopped}));
+    ExpectErrorLine(NoPortFile);
     EXPECT_EQ(WaitForExit(), ExitStatus::Exited(1));
 }
 
@@ -364,12 +375,21 @@ TEST_F(ManagedApp, appHostWhosePortFileIsAFolderDoesNotStart) {
 }
 
 TEST_F(ManagedApp, connectorHostThatIsCalledWronglySaysHowToCallIt) {
-    connectorHost_.emplace("/usr/bin/mono", Texts{"--runtime=v4.0", ORN_CONNECTOR_HOST}, ChildProcess::Environment{});
-    EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(2));
-    EXPECT_EQ(
-        connectorHost_->GetErrorLines(),
-        Texts{"usage: OrnAppConnectorHost.exe APP.dll HOST (with ORN_CONNECTOR_PORT_FILE naming the file in which "
-              "the app host leaves its port)"});
+    const ChildProcess::Environment portFile{{"ORN_CONNECTOR_PORT_FILE", portFile_}};
+    const ChildProcess::Environment noPortFile{{"ORN_CONNECTOR_PORT_FILE", ""}};
+    for (const auto& [words, environment] : {std::pair{Texts{}, portFile}, std::pair{Texts{"app.dll"}, portFile},
+                                             std::pair{Texts{"app.dll", "127.0.0.1", "more"}, portFile},
+                                             std::pair{Texts{"app.dll", "127.0.0.1"}, ChildProcess::Environment{}},
+                                             std::pair{Texts{"app.dll", "127.0.0.1"}, noPortFile}}) {
+        Texts arguments{"--runtime=v4.0", ORN_CONNECTOR_HOST};
+        arguments.insert(arguments.end(), words.begin(), words.end());
+        connectorHost_.emplace("/usr/bin/mono", arguments, environment);
+        EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(2));
+        EXPECT_EQ(
+            connectorHost_->GetErrorLines(),
+            Texts{"usage: OrnAppConnectorHost.exe APP.dll HOST (with ORN_CONNECTOR_PORT_FILE naming the file in which "
+                  "the app host leaves its port)"});
+    }
 }
 
 }  // namespace

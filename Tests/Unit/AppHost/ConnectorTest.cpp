@@ -169,6 +169,15 @@ TEST_F(ConnectorTest, StrangerWhoGoesIsNoHostThatEnds) {
     EXPECT_THAT(host_.Take(1), ElementsAre("ERROR Somebody who is no connector host has connected"));
 }
 
+TEST_F(ConnectorTest, StrangerWhoSaysNothingIsNoHostThatFallsSilent) {
+    stream_.close();
+    EXPECT_THAT(host_.Take(2), ElementsAre("not running", "ERROR The connection to the connector host is lost"));
+
+    const Stream stranger("127.0.0.1", std::to_string(sut_.GetPort()));
+
+    EXPECT_THAT(host_.Take(1), ElementsAre("ERROR The connector host does not answer"));
+}
+
 TEST_F(ConnectorTest, SecondHostIsRefusedAndTheFirstGoesOn) {
     const Stream second("127.0.0.1", std::to_string(sut_.GetPort()));
     EXPECT_THAT(host_.Take(1), ElementsAre("WARN A second connector host is refused"));
