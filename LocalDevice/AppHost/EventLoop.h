@@ -23,7 +23,7 @@ public:
     using Now = std::function<TimePoint()>;
 
     /// `now` is asked on the loop's thread. Throws `std::system_error`.
-    explicit EventLoop(Now now = std::chrono::steady_clock::now);
+    explicit EventLoop(Now now = &std::chrono::steady_clock::now);
     ~EventLoop();
     EventLoop(const EventLoop&) = delete;
     EventLoop& operator=(const EventLoop&) = delete;
