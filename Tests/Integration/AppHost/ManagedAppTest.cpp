@@ -82,6 +82,13 @@ protected:
         EXPECT_NE(line->find(level), std::string::npos) << *line;
     }
     void ExpectErrorLine(const std::string& text) { ExpectLine("ERROR", text); }
+    void ExpectNoStart(const ChildProcess::Environment& environment, const std::string& reason) {
+        SetUpDevice();
+        Start(ORN_CONNECTOR_APP, environment);
+        EXPECT_EQ(NextReports(2), (Texts{Starting, Stopped}));
+        ExpectErrorLine(reason);
+        EXPECT_EQ(WaitForExit(), ExitStatus::Exited(1));
+    }
 
     /// The memory of the app host that is in use, in bytes.
     std::size_t GetMemory() const {
@@ -342,36 +349,20 @@ constexpr const char* NoPortFile =
     "ORN_CONNECTOR_PORT_FILE is not set: app host and connector host need the same file, in which one finds the other";
 
 TEST_F(ManagedApp, appHostWithoutAPortFileDoesNotStart) {
-    SetUpDevice();
-    Start(ORN_CONNECTOR_APP);
-    EXPECT_EQ(NextReports(2), (Texts{Starting, Stopped}));
-    ExpectErrorLine(NoPortFile);
-    EXPECT_EQ(WaitForExit(), ExitStatus::Exited(1));
+    ExpectNoStart({}, NoPortFile);
 }
 
 TEST_F(ManagedApp, appHostWhosePortFileHasNoNameDoesNotStart) {
-    SetUpDevice();
-    Start(ORN_CONNECTOR_APP, {{"ORN_CONNECTOR_PORT_FILE", ""}});
-    EXPECT_EQ(NextReports(2), (Texts{Starting, Stopped}));
-    ExpectErrorLine(NoPortFile);
-    EXPECT_EQ(WaitForExit(), ExitStatus::Exited(1));
+    ExpectNoStart({{"ORN_CONNECTOR_PORT_FILE", ""}}, NoPortFile);
 }
 
 TEST_F(ManagedApp, appHostWhosePortFileCannotBeWrittenDoesNotStart) {
-    SetUpDevice();
-    Start(ORN_CONNECTOR_APP, {{"ORN_CONNECTOR_PORT_FILE", "/nowhere/port"}});
-    EXPECT_EQ(NextReports(2), (Texts{Starting, Stopped}));
-    ExpectErrorLine("/nowhere/port.new: cannot be written");
-    EXPECT_EQ(WaitForExit(), ExitStatus::Exited(1));
+    ExpectNoStart({{"ORN_CONNECTOR_PORT_FILE", "/nowhere/port"}}, "/nowhere/port.new: cannot be written");
 }
 
 TEST_F(ManagedApp, appHostWhosePortFileIsAFolderDoesNotStart) {
     fs::create_directory(folder.At("port"));
-    SetUpDevice();
-    Start(ORN_CONNECTOR_APP, {{"ORN_CONNECTOR_PORT_FILE", folder.At("port")}});
-    EXPECT_EQ(NextReports(2), (Texts{Starting, Stopped}));
-    ExpectErrorLine("Is a directory");
-    EXPECT_EQ(WaitForExit(), ExitStatus::Exited(1));
+    ExpectNoStart({{"ORN_CONNECTOR_PORT_FILE", folder.At("port")}}, "Is a directory");
 }
 
 TEST_F(ManagedApp, connectorHostThatIsCalledWronglySaysHowToCallIt) {

@@ -4,6 +4,8 @@
 
 #include <boost/thread/lock_guard.hpp>
 #include <boost/thread/thread.hpp>
+#include <cstdint>
+#include <initializer_list>
 #include <vector>
 
 #include "Orn/Durations.h"
