@@ -30,14 +30,6 @@ protected:
         MakeKeys();
         Output(SignCommand());
     }
-    Words InstallCommand() const { return {"install", App(), "--ca", Path("ca.crt"), "--root", Path("root")}; }
-    /// Runs the program in a shell that has run `preparation` before.
-    static Outcome RunAfter(const std::string& preparation, const Words& arguments) {
-        Words words{"-c", preparation + " && exec \"$0\" \"$@\"", ORN_PACKAGE_PROGRAM};
-        words.insert(words.end(), arguments.begin(), arguments.end());
-        ChildProcess shell("/bin/sh", words);
-        return WaitForOutcome(shell);
-    }
     /// What the device says of its app.
     Zandrel::VerificationResult CheckOnDevice() const {
         return Zandrel::VerifyAppPackage(installed_ / "appfiles.xml", trusted_);

@@ -54,6 +54,13 @@ protected:
         const auto status = program.WaitForExit(RunLimit);
         return {status.value_or(ExitStatus()), program.GetOutputLines(), program.GetErrorLines()};
     }
+    /// Runs the program in a shell that has run `preparation` before.
+    static Outcome RunAfter(const std::string& preparation, const Words& arguments) {
+        Words words{"-c", preparation + " && exec \"$0\" \"$@\"", ORN_PACKAGE_PROGRAM};
+        words.insert(words.end(), arguments.begin(), arguments.end());
+        ChildProcess shell("/bin/sh", words);
+        return WaitForOutcome(shell);
+    }
     /// The output of a call that must succeed.
     static Words Output(const Words& arguments) {
         const Outcome outcome = Run(arguments);
@@ -79,6 +86,8 @@ protected:
         return {"sign", App(),         "--key", Path("developer.key"), "--certificate", Path("developer.crt"),
                 "--ca", Path("ca.crt")};
     }
+    /// To the device below "root".
+    Words InstallCommand() const { return {"install", App(), "--ca", Path("ca.crt"), "--root", Path("root")}; }
     Words VerifyCommand() const { return {"verify", App(), "--ca", Path("ca.crt")}; }
 
     const filesystem::path folder_ =

@@ -41,7 +41,6 @@ protected:
             }
         }
     }
-    Words InstallCommand() const { return {"install", App(), "--ca", Path("ca.crt"), "--root", Path("root")}; }
     static std::string Refusal(const std::string& folder) {
         return "ornpackage: another ornpackage is at work in " + folder;
     }

@@ -159,7 +159,7 @@ void FlushBoth(const filesystem::path& app, const filesystem::path& trusted) {
 void ExpectWhole(const filesystem::path& newApp, const filesystem::path& newTrusted) {
     const Zandrel::VerificationResult result = Zandrel::VerifyAppPackage(newApp / PackageFiles::FileList, newTrusted);
     if (result != Zandrel::VerificationResult::SignatureOk) {
-        throw PackageError(result, "the package was changed while it was installed");
+        throw ChangedMeanwhile(result, "installed");
     }
 }
 

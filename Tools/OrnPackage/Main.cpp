@@ -2,7 +2,6 @@
 #include <exception>
 #include <iostream>
 #include <string>
-#include <vector>
 
 #include "Install.h"
 #include "Keygen.h"
@@ -51,10 +50,10 @@ void PrintError(const std::string& message) {
     std::cerr << "ornpackage: " << MakePrintable(message) << '\n';
 }
 
-int Run(const std::vector<std::string>& arguments) {
+int Run(int argc, char** argv) {
     try {
         const MessageOutput output;
-        const VerificationResult result = RunCommand(ParseCommandLine(arguments));
+        const VerificationResult result = RunCommand(ParseCommandLine({argv + 1, argv + argc}));
         std::cout.flush();
         if (!std::cout) {
             throw Unexpected("cannot write to standard output");
@@ -84,5 +83,5 @@ int GetStartFailureCode() noexcept {
 }  // namespace LocalDevice
 
 int main(int argc, char** argv) {
-    return LocalDevice::Run({argv + 1, argv + argc});
+    return LocalDevice::Run(argc, argv);
 }

@@ -31,6 +31,13 @@ inline PackageError Unexpected(const std::string& message) {
     return {Zandrel::VerificationResult::Unverifiable, message};
 }
 
+/// The check at the end of a command does not end as the one at its beginning, and has said why.
+inline PackageError ChangedMeanwhile(Zandrel::VerificationResult result, const std::string& participle) {
+    return {result, result == Zandrel::VerificationResult::Corrupt
+                        ? "the package was changed while it was " + participle
+                        : "what was " + participle + " could not be checked: nothing is changed"};
+}
+
 /// A file or folder could not be written, with the system's reason.
 inline PackageError CannotWrite(const std::string& path, const std::string& reason) {
     return Unexpected("cannot write " + path + ": " + reason);

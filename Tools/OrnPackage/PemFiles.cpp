@@ -20,9 +20,24 @@ namespace LocalDevice {
 
 namespace {
 
-std::string TakeText(BIO& bio) {
+/// For a text that outlives it.
+Zandrel::BioPointer MakeReader(std::string_view text) {
+    Zandrel::BioPointer bio(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
+    if (bio == nullptr) {
+        throw Unexpected("cannot read a key: " + Zandrel::GetLastOpenSslError());
+    }
+    return bio;
+}
+
+/// The text that `write`, a function of a `BIO*`, writes.
+template <typename Write>
+std::string WriteText(const char* what, const Write& write) {
+    const Zandrel::BioPointer bio(BIO_new(BIO_s_mem()));
+    if (bio == nullptr || write(bio.get()) != 1) {
+        throw Unexpected(std::string("cannot write ") + what + ": " + Zandrel::GetLastOpenSslError());
+    }
     char* data = nullptr;
-    const long size = BIO_get_mem_data(&bio, &data);
+    const long size = BIO_get_mem_data(bio.get(), &data);
     return {data, static_cast<std::size_t>(size)};
 }
 
@@ -32,10 +47,7 @@ struct MemoryDeleter {
 
 /// Whether a text begins with a whole PEM block that holds a private key.
 bool BeginsWithPrivateKey(std::string_view text) {
-    const Zandrel::BioPointer bio(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
-    if (bio == nullptr) {
-        throw Unexpected("cannot read a key: " + Zandrel::GetLastOpenSslError());
-    }
+    const Zandrel::BioPointer bio = MakeReader(text);
     char* name = nullptr;
     char* header = nullptr;
     unsigned char* data = nullptr;
@@ -84,20 +96,13 @@ constexpr mode_t ForTheOwner = S_IRUSR | S_IWUSR;
 }  // namespace
 
 std::string ToPem(X509& certificate) {
-    const Zandrel::BioPointer bio(BIO_new(BIO_s_mem()));
-    if (bio == nullptr || PEM_write_bio_X509(bio.get(), &certificate) != 1) {
-        throw Unexpected("cannot write a certificate: " + Zandrel::GetLastOpenSslError());
-    }
-    return TakeText(*bio);
+    return WriteText("a certificate", [&certificate](BIO* bio) { return PEM_write_bio_X509(bio, &certificate); });
 }
 
 std::string ToPem(EVP_PKEY& key) {
-    const Zandrel::BioPointer bio(BIO_new(BIO_s_mem()));
-    if (bio == nullptr ||
-        PEM_write_bio_PrivateKey(bio.get(), &key, nullptr, nullptr, 0, &Zandrel::RefusePassword, nullptr) != 1) {
-        throw Unexpected("cannot write a key: " + Zandrel::GetLastOpenSslError());
-    }
-    return TakeText(*bio);
+    return WriteText("a key", [&key](BIO* bio) {
+        return PEM_write_bio_PrivateKey(bio, &key, nullptr, nullptr, 0, &Zandrel::RefusePassword, nullptr);
+    });
 }
 
 Zandrel::KeyPointer LoadPrivateKey(const boost::filesystem::path& path) {
@@ -106,9 +111,8 @@ Zandrel::KeyPointer LoadPrivateKey(const boost::filesystem::path& path) {
     if (!pem) {
         throw Unexpected("cannot open key file " + path.string());
     }
-    const Zandrel::BioPointer bio(BIO_new_mem_buf(pem->data(), static_cast<int>(pem->size())));
     Zandrel::KeyPointer key(
-        bio == nullptr ? nullptr : PEM_read_bio_PrivateKey(bio.get(), nullptr, &Zandrel::RefusePassword, nullptr));
+        PEM_read_bio_PrivateKey(MakeReader(*pem).get(), nullptr, &Zandrel::RefusePassword, nullptr));
     if (key == nullptr) {
         throw Unexpected("cannot parse key file " + path.string() + ": expected a private key, PEM, not encrypted");
     }

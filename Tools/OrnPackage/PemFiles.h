@@ -18,6 +18,7 @@ Zandrel::KeyPointer LoadPrivateKey(const boost::filesystem::path& path);
 void ExpectCaCertificate(const boost::filesystem::path& path);
 
 /// Whether a file of any size holds a private key of up to 256 KiB, encrypted or not, as PEM. Constant memory.
+/// Throws `PackageError` where OpenSSL has none.
 bool HoldsPrivateKey(const boost::filesystem::path& path);
 
 /// Writes a file that was not there, readable by its owner only where it is secret. Throws `PackageError` and leaves

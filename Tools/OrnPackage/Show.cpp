@@ -42,13 +42,12 @@ void PrintCertificate(X509& certificate) {
               << "Issuer     " << Describe(*X509_get_issuer_name(&certificate)) << '\n'
               << "Valid      " << Describe(*X509_get0_notBefore(&certificate)) << " to "
               << Describe(*X509_get0_notAfter(&certificate)) << '\n';
-    EVP_PKEY* const key = X509_get0_pubkey(&certificate);
-    if (key == nullptr) {
+    const EVP_PKEY* const key = X509_get0_pubkey(&certificate);
+    const char* const type = key == nullptr ? nullptr : EVP_PKEY_get0_type_name(key);
+    if (type == nullptr) {
         std::cout << "Key        unknown\n";
     } else {
-        const char* const type = EVP_PKEY_get0_type_name(key);
-        std::cout << "Key        " << (type == nullptr ? "unknown" : type) << ", " << EVP_PKEY_get_bits(key)
-                  << " bits\n";
+        std::cout << "Key        " << type << ", " << EVP_PKEY_get_bits(key) << " bits\n";
     }
 }
 

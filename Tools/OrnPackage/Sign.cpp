@@ -166,7 +166,7 @@ void RunSign(const PackageOptions& options) {
         Zandrel::VerifyAppPackage(options.directory / PackageFiles::FileList, options.ca,
                                   [&progress](std::uint64_t bytes) { progress.Add(bytes); });
     if (result != VerificationResult::SignatureOk) {
-        throw PackageError(result, "the package was changed while it was signed");
+        throw ChangedMeanwhile(result, "signed");
     }
     files.Keep();
     std::cout << "signed " << content.names.size() << (content.names.size() == 1 ? " file, " : " files, ")

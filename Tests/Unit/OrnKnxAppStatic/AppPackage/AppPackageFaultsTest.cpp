@@ -10,6 +10,7 @@
 #include <cstdlib>
 
 #include "AdditionalFiles.h"
+#include "AllocationFault.h"
 #include "AppPackageFixture.h"
 #include "FileHasher.h"
 #include "HashCodes.h"
@@ -199,6 +200,20 @@ TEST_F(AppPackageFaultsTest, DirectoryBelowThatCannotBeListedIsReportedLikeItsNe
                                                        "Could not enumerate the directory entries of " + last)}));
     EXPECT_EQ(unlinkat(parent, name.c_str(), AT_REMOVEDIR), 0);
     close(parent);
+}
+
+TEST_F(AppPackageFaultsTest, LackOfMemoryAtAnyPointIsNeitherCorruptionNorTheEnd) {
+    const filesystem::path fileList = sut_.FileList();
+    const filesystem::path caFile = sut_.CaFile();
+    for (unsigned good = 0;; ++good) {
+        const TestSupport::AllocationFault fault(good);
+        const VerificationResult result = Zandrel::VerifyAppPackage(fileList, caFile);
+        if (!fault.HasHappened()) {
+            EXPECT_EQ(result, VerificationResult::SignatureOk);
+            break;
+        }
+        EXPECT_EQ(result, VerificationResult::Unverifiable) << good;
+    }
 }
 
 TEST_F(AppPackageFaultsTest, NothingIsLeftInTheErrorQueue) {
