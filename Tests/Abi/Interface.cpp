@@ -65,7 +65,7 @@ struct Behind : Interface {
     virtual void First() = 0;
 
 protected:
-    ~Behind() = default;
+    ~Behind() = default;  // NOLINT(modernize-use-override): not every interface has a virtual one
 };
 
 class Description {

@@ -63,8 +63,7 @@ Journal& TheJournal() {
 }
 
 template <typename... Arguments>
-void Note(const std::string& function, Arguments... arguments) {
-    std::string line = function;
+void Note(std::string line, Arguments... arguments) {
     ((line += " " + std::to_string(arguments)), ...);
     TheJournal().Add(line);
 }
@@ -96,7 +95,7 @@ const void* Entry(Function function) {
 
 template <typename Function>
 Function* Slot(const void* object, std::size_t index) {
-    return reinterpret_cast<Function*>((*static_cast<const void* const* const*>(object))[index]);
+    return reinterpret_cast<Function*>((*static_cast<void* const* const*>(object))[index]);
 }
 
 bool GetElementCount(RawObject* object, std::uint32_t* count) {

@@ -103,7 +103,7 @@ TEST_F(ControlTool, RefusalsEndInOneLineAndLoseNothing) {
 
 TEST_F(ControlTool, AnOutputThatCannotBeWrittenIsAFailure) {
     for (const std::string arguments : {"status", "--help"}) {
-        ChildProcess tool("/bin/sh", {"-c", "exec \"$0\" --control \"$1\" " + arguments + " >/dev/full",
+        ChildProcess tool("/bin/sh", {"-c", R"(exec "$0" --control "$1" )" + arguments + " >/dev/full",
                                       ORN_ORNCTL_PROGRAM, host_.GetControlPath()});
         EXPECT_EQ(tool.WaitForExit(), ExitStatus::Exited(1));
         EXPECT_THAT(tool.GetErrorLines(), ElementsAre("ornctl: the standard output cannot be written"));

@@ -70,7 +70,7 @@ bool WaitUntil(const std::function<bool()>& condition, Milliseconds limit) {
     return condition();
 }
 
-ControlConnection::ControlConnection(const std::string& path) : socket_(-1) {
+ControlConnection::ControlConnection(const std::string& path) {
     if (!WaitUntil([this, &path] { return (socket_ = ConnectTo(path)) >= 0; })) {
         throw std::runtime_error("nobody listens at " + path);
     }

@@ -49,7 +49,7 @@ public:
 private:
     std::optional<json> Receive(Milliseconds limit);
 
-    int socket_;
+    int socket_ = -1;
     std::string buffer_;
     std::vector<json> events_;
 };

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
-#include <signal.h>
 
 #include <algorithm>
+#include <csignal>
 #include <iostream>
 #include <optional>
 #include <random>

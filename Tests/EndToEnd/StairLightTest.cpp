@@ -44,7 +44,7 @@ std::string FindMetadata(const json& record, const std::string& key) {
 class StairLight : public testing::Test {
 protected:
     std::string WriteDescription(const json& description) {
-        const std::string path = folder_.At("device" + std::to_string(++descriptions_) + ".json");
+        std::string path = folder_.At("device" + std::to_string(++descriptions_) + ".json");
         std::ofstream(path) << description;
         return path;
     }

@@ -22,7 +22,7 @@ constexpr const char* VerdictSerialNumber = "000000010031";
 
 /// The value of communication object `co` in the device stack of logical device 1.
 unsigned long ValueId(unsigned co) {
-    return 1010000UL + co * 10 + 1;
+    return 1010001UL + 10UL * co;
 }
 
 json MakeObject(int number, const char* dpt, const char* flags, const char* address) {

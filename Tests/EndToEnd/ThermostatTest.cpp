@@ -6,6 +6,7 @@
 #include <chrono>
 #include <csignal>
 #include <random>
+#include <thread>
 
 #include "Children.h"
 #include "LocalDevice.h"
@@ -46,6 +47,11 @@ protected:
             }
         }
         return found;
+    }
+    void KillAll(const std::string& text) {
+        for (const pid_t process : Find(text)) {
+            kill(process, SIGKILL);
+        }
     }
     pid_t GetConnectorHost() { return Find("OrnAppConnectorHost.exe").at(0); }
 
@@ -151,19 +157,29 @@ TEST_F(Thermostat, RestartBringsAKilledOneBack) {
     EXPECT_EQ(monitor.NextSent("1/0/4"), "21");
 }
 
+/// In half of the rounds while the app starts, at whatever point.
 TEST_F(Thermostat, RestartBringsBackWhateverWasKilled) {
+    constexpr unsigned Shares = 100;
     const unsigned seed = std::random_device()();
     std::mt19937 random(seed);
+    const auto begin = std::chrono::steady_clock::now();
+    ASSERT_TRUE(host_.RestartAndWait());
+    const auto cycle = std::chrono::steady_clock::now() - begin;
     const auto limit = std::chrono::steady_clock::now() +
                        std::chrono::seconds(TestSupport::GetRepeatCount("ORN_TEST_KILL_SECONDS", 30));
     for (int round = 0; std::chrono::steady_clock::now() < limit; ++round) {
         SCOPED_TRACE("seed " + std::to_string(seed) + ", round " + std::to_string(round));
+        if (random() % 2 == 0) {
+            ASSERT_EQ(host_.Ask({{"command", "exit"}}).at("result"), 1);
+            ASSERT_EQ(host_.Ask({{"command", "start"}}).at("result"), 2);
+            std::this_thread::sleep_for(cycle * (random() % Shares) / Shares);
+        }
         const auto choice = random() % 3;
         if (choice != 0) {
-            kill(GetConnectorHost(), SIGKILL);
+            KillAll("OrnAppConnectorHost.exe");
         }
         if (choice != 1) {
-            kill(Find("libornconnectorapp.so").at(0), SIGKILL);
+            KillAll("libornconnectorapp.so");
         }
 
         ASSERT_TRUE(host_.RestartAndWait());

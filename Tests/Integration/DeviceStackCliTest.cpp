@@ -210,7 +210,7 @@ TEST_F(DeviceStackCliTest, AWrongCommandLineIsOneLineAndCodeTwo) {
     EXPECT_THAT(error({"--colour"}), HasSubstr("--colour"));
     for (const char* address : {"", ":1", "host:", "host:x", "host:0", "host:65536"}) {
         EXPECT_EQ(error({"list", "--address", address}),
-                  begin + "address \"" + address + "\": expected HOST:PORT" + end);
+                  begin + ("address \"" + std::string(address)).append("\": expected HOST:PORT" + end));
     }
 }
 

@@ -235,9 +235,9 @@ TEST_F(DeviceStackRobustnessTest, SurvivesRunningOutOfDescriptors) {
     ASSERT_EQ(prlimit(sut.GetPid(), RLIMIT_NOFILE, nullptr, &limit), 0);
     const rlimit few{static_cast<rlim_t>(CountDescriptors() + 5), limit.rlim_max};
     ASSERT_EQ(prlimit(sut.GetPid(), RLIMIT_NOFILE, &few, nullptr), 0);
-    std::vector<std::unique_ptr<RawConnection>> clients;
-    for (int i = 0; i < 50; ++i) {
-        clients.push_back(std::make_unique<RawConnection>(GetPort()));
+    std::vector<std::unique_ptr<RawConnection>> clients(50);
+    for (auto& client : clients) {
+        client = std::make_unique<RawConnection>(GetPort());
     }
     for (int tries = 0; ReadLog().find("Cannot accept a client") == std::string::npos && tries < 1000; ++tries) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));

@@ -75,7 +75,7 @@ private:
 class KnxStackHostProgramTest : public testing::Test {
 protected:
     /// Runs the program until it ends by itself; checks that it says one line, and gives it.
-    std::string GetErrorOf(const std::vector<std::string>& arguments, int code) {
+    static std::string GetErrorOf(const std::vector<std::string>& arguments, int code) {
         ChildProcess sut(KNXSTACKHOST_PROGRAM, arguments);
         EXPECT_EQ(sut.WaitForExit(), ExitStatus::Exited(code));
         const auto lines = sut.GetErrorLines();
@@ -90,7 +90,7 @@ protected:
         NamedPipe output(folder.At("output"));
         EXPECT_TRUE(output.IsOpen());
         ChildProcess sut("/bin/sh",
-                         {"-c", "exec \"$0\" \"$@\" " + redirection, KNXSTACKHOST_PROGRAM, "--device", Device,
+                         {"-c", R"(exec "$0" "$@" )" + redirection, KNXSTACKHOST_PROGRAM, "--device", Device,
                           "--library", Plugin("GoodPlugin")},
                          {{"OUTPUT", folder.At("output")}});
         EXPECT_TRUE(output.ReadUntil("Init returned 2"));

@@ -56,7 +56,7 @@ protected:
     }
     /// Runs the program in a shell that has run `preparation` before.
     static Outcome RunAfter(const std::string& preparation, const Words& arguments) {
-        Words words{"-c", preparation + " && exec \"$0\" \"$@\"", ORN_PACKAGE_PROGRAM};
+        Words words{"-c", preparation + R"( && exec "$0" "$@")", ORN_PACKAGE_PROGRAM};
         words.insert(words.end(), arguments.begin(), arguments.end());
         ChildProcess shell("/bin/sh", words);
         return WaitForOutcome(shell);

@@ -56,11 +56,13 @@ TEST_F(OrnPackageTest, FileWhosePathIsTooLongIsNamed) {
         ChildProcess sut("/bin/sh", {"-c", script, argument});
         EXPECT_EQ(WaitForOutcome(sut).status, ExitStatus::Exited(0));
     };
+    const std::string step = " && mkdir " + directory + " && cd " + directory;
+    const std::string folder = directory + "/";
     std::string steps = "cd \"$0\"";
     std::string name;
     for (int level = 0; level < Depth; ++level) {
-        steps += " && mkdir " + directory + " && cd " + directory;
-        name += directory + "/";
+        steps += step;
+        name += folder;
     }
     name += directory;
     shell(steps + " && : >" + directory, App());

@@ -149,7 +149,7 @@ bool InterfaceObject::Release(const KnxStack::IInterfaceObjectSimplePropertyUser
     return isReleased;
 }
 
-Stack::Stack(const Device& device) : device_(device), memory_(MemorySize, 0) {
+Stack::Stack(Device device) : device_(std::move(device)), memory_(MemorySize, 0) {
     for (const std::uint16_t type : ObjectTypes{0, 1, 2, 3, 9, 11, Application}) {
         objects_[type] = std::make_unique<InterfaceObject>(type);
     }

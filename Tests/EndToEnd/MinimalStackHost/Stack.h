@@ -103,7 +103,7 @@ class Stack final : public KnxStack::IApiHub,
 public:
     using Seconds = std::chrono::seconds;
 
-    explicit Stack(const Device& device);
+    explicit Stack(Device device);
     Stack(const Stack&) = delete;
     Stack& operator=(const Stack&) = delete;
 

@@ -22,6 +22,7 @@ std::function<int(int)> onFlush;  // NOLINT(cppcoreguidelines-avoid-non-const-gl
 }  // namespace
 
 // Comes before the C library's.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library's name is another one
 extern "C" int syncfs(int descriptor) noexcept {
     errno = onFlush(descriptor);
     return errno == 0 ? 0 : -1;

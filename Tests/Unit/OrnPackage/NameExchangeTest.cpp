@@ -21,6 +21,7 @@ int fault = 0;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
 }  // namespace
 
 // Comes before the C library's.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library's names are other ones
 extern "C" int renameat2(int oldFolder, const char* from, int newFolder, const char* to, unsigned int flags) noexcept {
     if (fault == 0) {
         return static_cast<int>(syscall(SYS_renameat2, oldFolder, from, newFolder, to, flags));
