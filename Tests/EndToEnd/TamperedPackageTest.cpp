@@ -54,6 +54,17 @@ protected:
         EXPECT_TRUE(host_->Stop());
     }
 
+    /// The error lines of a local device that plays the demo of a device and fails.
+    Texts PlayDemo(const std::string& device) {
+        Texts words = appFolder_.GetRunner();
+        words.insert(words.end(), {ORN_LOCALDEVICE_PROGRAM, "--once", "--device", device});
+        const std::string program = words.front();
+        words.erase(words.begin());
+        EndToEnd::ChildProcess localDevice(program, words, {{"TMPDIR", folder_.GetPath().string()}});
+        EXPECT_EQ(localDevice.WaitForExit(EndToEnd::Limit), ExitStatus::Exited(1));
+        return localDevice.GetErrorLines();
+    }
+
     static constexpr const char* Additional =
         "The application is considered corrupt due to additional files that are not in the signed file list";
 
@@ -83,18 +94,29 @@ TEST_F(TamperedPackage, WithAFileAddedIsRefused) {
 
 TEST_F(TamperedPackage, IsToldOfByALocalDeviceThatPlaysItsDemo) {
     fs::ofstream(appFolder_.GetApp() / "x.txt") << "x";
-    Texts words = appFolder_.GetRunner();
-    words.insert(words.end(), {ORN_LOCALDEVICE_PROGRAM, "--once", "--device", "thermostat"});
-    const std::string program = words.front();
-    words.erase(words.begin());
 
-    EndToEnd::ChildProcess localDevice(program, words, {{"TMPDIR", folder_.GetPath().string()}});
-
-    EXPECT_EQ(localDevice.WaitForExit(EndToEnd::Limit), ExitStatus::Exited(1));
-    EXPECT_THAT(localDevice.GetErrorLines(),
+    EXPECT_THAT(PlayDemo("thermostat"),
                 ElementsAre(StartsWith("localdevice: device 1 cannot run: Found unexpected file x.txt | " +
                                        std::string(Additional) +
                                        " | Starting managed connectorAppHost failed. | Set runstate to error")));
+}
+
+/// Signed as it should be, with an app that fails.
+TEST_F(TamperedPackage, WhoseAppThrowsAtItsStartIsToldOfToo) {
+    fs::copy_file(ORN_TROUBLE_MANAGED_APP, appFolder_.GetApp() / "TroubleManagedApp.dll");
+    const fs::path keys = ORN_BUILD_FOLDER "/LocalDevice/Apps/keys";
+    EndToEnd::ChildProcess sign(
+        ORN_PACKAGE_PROGRAM, {"sign", appFolder_.GetApp().string(), "--key", (keys / "developer.key").string(),
+                              "--certificate", (keys / "developer.crt").string(), "--ca", (keys / "ca.crt").string()});
+    ASSERT_EQ(sign.WaitForExit(), ExitStatus::Exited(0));
+    folder_.Write("my.json", R"({"name": "Trouble", "serialNumber": "000000010009", "individualAddress": "1.1.10",
+        "appId": "TroubleManagedApp", "appType": "managed", "parameters": {"text": {"1": "throw-at-start"}},
+        "communicationObjects": []})");
+    folder_.Write("my.demo.json", R"({"title": "None", "steps": []})");
+
+    EXPECT_THAT(PlayDemo(folder_.At("my.json")),
+                ElementsAre(StartsWith("localdevice: device 1 cannot run: The managed app failed: "
+                                       "System.InvalidOperationException: not today; the logs stay in ")));
 }
 
 TEST_F(TamperedPackage, ThatIsRepairedStartsAfterARestart) {

@@ -14,6 +14,7 @@
 #include <string>
 
 #include "AppPackageFixture.h"
+#include "QuietTerminal.h"
 
 namespace {
 
@@ -115,6 +116,21 @@ TEST(HostilePackagesTest, NoneIsAcceptedAndNoneIsSlowOrLarge) {
     for (const LogLine& line : log.GetLines()) {
         EXPECT_EQ(line.level, "ERROR");
     }
+}
+
+TEST(HostilePackagesTest, NoneAsksOnATerminal) {
+    constexpr unsigned SecondsAtMost = 200;
+    const auto verifyAll = [] {
+        const TestSupport::GlobalLogCapture log;
+        for (const HostilePackage& hostile : MakeHostilePackages()) {
+            const TestSupport::AppPackage package;
+            hostile.make(package);
+            Zandrel::VerifyAppPackage(package.FileList(), package.CaFile());
+        }
+        return true;
+    };
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_EXIT(ExitOnAQuietTerminal(SecondsAtMost, verifyAll), testing::ExitedWithCode(0), "");
 }
 
 /// The certificate of a PEM text; null where there is none.
