@@ -104,18 +104,35 @@ void Connector::StorePort() const {
 
 void Connector::Accept() {
     acceptor_.async_accept([this](const error_code& error, tcp::socket socket) {
-        if (error == asio::error::operation_aborted) {
+        if (!acceptor_.is_open()) {
             return;
         }
-        if (!error) {
-            OnAccepted(std::move(socket));
+        if (error) {
+            AcceptAfterPause(error.message());
+            return;
         }
+        shortageIsTold_ = false;
+        OnAccepted(std::move(socket));
         Accept();
     });
 }
 
+/// There may be no descriptor left.
+void Connector::AcceptAfterPause(const std::string& reason) {
+    if (!std::exchange(shortageIsTold_, true)) {
+        host_.log(&host_, ORN_LOG_WARN, ("Cannot accept a connector host: " + reason).c_str());
+    }
+    constexpr std::chrono::milliseconds Pause{100};
+    acceptTimer_.expires_after(Pause);
+    acceptTimer_.async_wait([this](const error_code& /*none*/) {
+        if (acceptor_.is_open()) {
+            Accept();
+        }
+    });
+}
+
 void Connector::OnAccepted(tcp::socket socket) {
-    if (session_ || stopping_) {
+    if (session_) {
         if (!std::exchange(refusalIsTold_, true)) {  // it tries again and again
             host_.log(&host_, ORN_LOG_WARN, "A second connector host is refused");
         }

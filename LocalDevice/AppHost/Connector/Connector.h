@@ -45,6 +45,7 @@ private:
     void StorePort() const;
 
     void Accept();
+    void AcceptAfterPause(const std::string& reason);
     void OnAccepted(boost::asio::ip::tcp::socket socket);
     void OnSessionEnd();
     void AskForRoom();
@@ -59,12 +60,14 @@ private:
     // Of the thread, once it runs.
     boost::asio::io_context context_{1};
     boost::asio::ip::tcp::acceptor acceptor_;
+    boost::asio::steady_timer acceptTimer_{context_};
     boost::asio::steady_timer stopTimer_{context_};
     std::vector<std::string> parameters_;          ///< lines
     std::map<std::uint16_t, std::string> values_;  ///< the last line of each CO
     bool communication_ = false;
     bool stopping_ = false;
     bool refusalIsTold_ = false;
+    bool shortageIsTold_ = false;
     std::shared_ptr<ConnectorSession> session_;
 
     const unsigned short port_;

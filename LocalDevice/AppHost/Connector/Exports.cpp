@@ -25,7 +25,8 @@ orn_result orn_app_start(const orn_host* host, void** app) {
         *app = connector.release();
         return ORN_OK;
     } catch (const std::exception& error) {
-        host->log(host, ORN_LOG_ERROR, error.what());
+        const std::string line = std::string("Cannot wait for a connector host: ") + error.what();
+        host->log(host, ORN_LOG_ERROR, line.c_str());
         return ORN_FAILED;
     }
 }

@@ -8,20 +8,27 @@
 #include <boost/thread/condition_variable.hpp>
 #include <boost/thread/lock_types.hpp>
 #include <boost/thread/mutex.hpp>
+#include <ctime>
 #include <deque>
 #include <ostream>
+#include <stdexcept>
 
 #include "ConnectorProtocol.h"
+#include "DescriptorLimit.h"
+#include "ScopedEnvironment.h"
 #include "TemporaryFolder.h"
+#include "ThreadShortage.h"
 
 namespace {
 
 using LocalDevice::Connector;
 using testing::ElementsAre;
-using Stream = boost::asio::ip::tcp::iostream;
+using tcp = boost::asio::ip::tcp;
+using Stream = tcp::iostream;
 using Texts = std::vector<std::string>;
 
 constexpr std::uint16_t MissingCo = 3;
+constexpr std::uint16_t ThrowingCo = 4;
 
 /// A host without parameters and values that notes what it is told.
 class NotingHost : public orn_host {
@@ -35,6 +42,9 @@ public:
         on_value = [](const orn_host*, std::uint16_t, orn_value_handler, void*) { return ORN_OK; };
         on_communication = [](const orn_host*, orn_communication_handler, void*) { return ORN_OK; };
         set_value = [](const orn_host* host, std::uint16_t co, const orn_value*) {
+            if (co == ThrowingCo) {
+                throw std::runtime_error("trouble");
+            }
             ++Of(host).values_;
             return co == MissingCo ? ORN_NO_SUCH_CO : ORN_OK;
         };
@@ -47,6 +57,7 @@ public:
         log = [](const orn_host* host, orn_log_level level, const char* text) {
             Note(host, std::array{"", "DEBUG ", "INFO ", "WARN ", "ERROR "}.at(level) + std::string(text));
         };
+        fail = [](const orn_host* host, const char* text) { Note(host, "failed: " + std::string(text)); };
         set_running = [](const orn_host* host, bool running) { Note(host, running ? "running" : "not running"); };
         set_alive = [](const orn_host* host, bool alive) { Note(host, alive ? "alive" : "not alive"); };
     }
@@ -105,6 +116,14 @@ protected:
         }
     }
 
+    /// Reads the next ones.
+    void AwaitPings(long count) {
+        for (std::string line; count > 0 && std::getline(stream_, line);) {
+            count -= line == "ping" ? 1 : 0;
+        }
+        EXPECT_EQ(count, 0);
+    }
+
     TestSupport::TemporaryFolder folder_;
     NotingHost host_;
     const Connector::Durations durations_;
@@ -148,14 +167,10 @@ TEST_F(ConnectorTest, HostThatIsNotListenedToIsNotSilent) {
     }
     stream_ << std::flush;
     const auto silence = durations_.silence / durations_.ping + 2;
-    int pings = 0;
-    for (std::string line; pings < silence && std::getline(stream_, line);) {
-        pings += line == "ping" ? 1 : 0;
-    }
+    AwaitPings(silence);
     host_.CallTask();
     stream_ << "log info here\n" << std::flush;
 
-    EXPECT_EQ(pings, silence);
     EXPECT_THAT(host_.Take(1), ElementsAre("INFO here"));
 }
 
@@ -209,6 +224,74 @@ TEST_F(ConnectorTest, AppHostHasItsHeartbeatBackOnceTheHostOfAHangingAppIsGone) 
 
     EXPECT_THAT(host_.Take(3), testing::UnorderedElementsAre("alive", "not running",
                                                              "ERROR The connection to the connector host is lost"));
+}
+
+TEST_F(ConnectorTest, HostIsAcceptedOnceThereIsADescriptorForItAndUntilThenTheProcessRests) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizers look at memory through a pipe, for which there is no descriptor left";
+#endif
+    boost::asio::io_context context;
+    tcp::socket second(context, tcp::v4());
+    {
+        const TestSupport::DescriptorLimit limit(0);
+        second.connect({boost::asio::ip::address_v4::loopback(), sut_.GetPort()});
+        EXPECT_THAT(host_.Take(1), ElementsAre("WARN Cannot accept a connector host: Too many open files"));
+
+        const std::clock_t begin = std::clock();
+        AwaitPings(3);
+        EXPECT_LT(std::clock() - begin, CLOCKS_PER_SEC / 10) << "of 300 ms or more";
+    }
+    EXPECT_THAT(host_.Take(1), ElementsAre("WARN A second connector host is refused"));
+}
+
+TEST_F(ConnectorTest, ThreadThatFailsEndsTheApp) {
+    stream_ << "set " << ThrowingCo << " boolean 1\n" << std::flush;
+    EXPECT_THAT(host_.Take(1), ElementsAre("failed: trouble"));
+}
+
+/// The app host starts the connector library.
+class ConnectorStart : public testing::Test {
+protected:
+    void ExpectNoStart() {
+        void* app = nullptr;
+        EXPECT_EQ(orn_app_start(&host_, &app), ORN_FAILED);
+        EXPECT_EQ(app, nullptr);
+    }
+
+    TestSupport::TemporaryFolder folder_;
+    const TestSupport::ScopedEnvironment portFile_{"ORN_CONNECTOR_PORT_FILE", folder_.At("port").c_str()};
+    NotingHost host_;
+};
+
+TEST_F(ConnectorStart, TellsWhatItLacks) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizers look at memory through a pipe, for which there is no descriptor left";
+#endif
+    const std::string cannotWait = "ERROR Cannot wait for a connector host: ";
+    const std::string noFile = cannotWait + folder_.At("port.new") + ": cannot be written";
+    Texts lines;
+    for (rlim_t spare = 0; lines.empty() || lines.back() != noFile; ++spare) {
+        ASSERT_LT(spare, 100U);
+        const TestSupport::DescriptorLimit limit(spare);
+        ExpectNoStart();
+        const Texts told = host_.Take(1);
+        ASSERT_EQ(told.size(), 1U);
+        lines.push_back(told.front());
+    }
+    lines.pop_back();
+    EXPECT_THAT(lines, testing::Each(
+                           testing::AllOf(testing::StartsWith(cannotWait), testing::EndsWith("Too many open files"))));
+    EXPECT_THAT(lines, testing::Contains(cannotWait + "open: Too many open files"));
+}
+
+TEST_F(ConnectorStart, WithoutAThreadThereIsNone) {
+    const TestSupport::ThreadShortage shortage;
+    ExpectNoStart();
+    EXPECT_THAT(
+        host_.Take(2),
+        ElementsAre(
+            "not running",
+            "ERROR Cannot wait for a connector host: boost::thread_resource_error: Resource temporarily unavailable"));
 }
 
 struct Nonsense {

@@ -3,9 +3,7 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <boost/asio/io_context.hpp>
@@ -20,6 +18,7 @@
 
 #include "CapturingAppender.h"
 #include "ClientPointer.h"
+#include "DescriptorLimit.h"
 #include "FakeDeviceStack.h"
 #include "Ostra/IDeviceStackClient.h"
 #include "RecordingHandlers.h"
@@ -31,6 +30,7 @@ namespace {
 
 using Ostra::CreateDeviceStackClient;
 using Ostra::ReleaseDeviceStackClient;
+using TestSupport::DescriptorLimit;
 using TestSupport::FakeDeviceStack;
 using TestSupport::LogLine;
 using TestSupport::ScopedEnvironment;
@@ -47,24 +47,6 @@ public:
 private:
     boost::asio::io_context context_;
     boost::asio::ip::tcp::socket socket_;
-};
-
-/// Leaves the process only so many descriptors above the lowest free one, for as long as it lives.
-class DescriptorLimit {
-public:
-    explicit DescriptorLimit(rlim_t spare) {
-        const int lowestFree = dup(STDERR_FILENO);
-        close(lowestFree);
-        getrlimit(RLIMIT_NOFILE, &previous_);
-        const rlimit limit{static_cast<rlim_t>(lowestFree) + spare, previous_.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &limit);
-    }
-    ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &previous_); }
-    DescriptorLimit(const DescriptorLimit&) = delete;
-    DescriptorLimit& operator=(const DescriptorLimit&) = delete;
-
-private:
-    rlimit previous_{};
 };
 
 /// All of this process, with the one that lists them.
