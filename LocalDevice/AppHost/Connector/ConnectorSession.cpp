@@ -50,7 +50,7 @@ void ConnectorSession::Stop() {
     }
 }
 
-/// Ends the connection, once; `reason` goes to the log where the end is not expected.
+/// Ends the connection, once; `reason` goes to the log unless it is empty.
 void ConnectorSession::End(const std::string& reason) {
     if (std::exchange(hasEnded_, true)) {
         return;
@@ -59,13 +59,18 @@ void ConnectorSession::End(const std::string& reason) {
         host_.set_running(&host_, false);
     }
     SetAlive(true);  // the next one is another app
-    if (!isStopping_) {
+    if (!reason.empty()) {
         host_.log(&host_, ORN_LOG_ERROR, reason.c_str());
     }
     error_code ignored;  // whatever is left of the connection goes
     socket_.close(ignored);
     pingTimer_.cancel();
     handlers_.onEnd();
+}
+
+/// As it is expected of a host whose app was asked to stop.
+void ConnectorSession::EndLost() {
+    End(isStopping_ ? "" : "The connection to the connector host is lost");
 }
 
 void ConnectorSession::Send(const std::string& line) {
@@ -82,7 +87,7 @@ void ConnectorSession::Write() {
     asio::async_write(socket_, asio::buffer(output_.front()),
                       [self = shared_from_this()](const error_code& error, std::size_t /*size*/) {
                           if (error) {
-                              self->End("The connection to the connector host is lost");
+                              self->EndLost();
                               return;
                           }
                           self->output_.pop_front();
@@ -96,8 +101,8 @@ void ConnectorSession::Read() {
     asio::async_read_until(
         socket_, input_, '\n', [self = shared_from_this()](const error_code& error, std::size_t /*size*/) {
             if (error) {
-                self->End(error == asio::error::not_found ? "The connector host sends a line that is too long"
-                                                          : "The connection to the connector host is lost");
+                error == asio::error::not_found ? self->End("The connector host sends a line that is too long")
+                                                : self->EndLost();
                 return;
             }
             std::istream stream(&self->input_);

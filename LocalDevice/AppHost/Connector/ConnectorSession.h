@@ -44,6 +44,7 @@ public:
 
 private:
     void End(const std::string& reason);
+    void EndLost();
     void Send(const std::string& line);
     void Write();
     void Read();

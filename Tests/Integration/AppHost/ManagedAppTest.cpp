@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include <algorithm>
 #include <boost/filesystem/fstream.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <boost/thread/thread_only.hpp>
@@ -138,6 +139,28 @@ TEST_F(ManagedApp, throwsAndIsReported) {
     Call();
     ExpectStoppedInTime();
     ExpectErrorLine("The managed app failed: System.InvalidOperationException: two");
+    EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
+}
+
+TEST_F(ManagedApp, callStackOfItsExceptionIsLoggedLineByLine) {
+    StartBoth("throw");
+    Call();
+    ASSERT_TRUE(appHost->WaitForLine("  at Orn.Program.Run "));
+    const Texts lines = appHost->GetErrorLines();
+    const auto first = std::find_if(lines.begin(), lines.end(), [](const std::string& line) {
+        return line.find("The managed app failed: System.InvalidOperationException: two") != std::string::npos;
+    });
+    ASSERT_GE(std::distance(first, lines.end()), 3);
+    EXPECT_EQ(first[1], "lines");
+    EXPECT_EQ(first[2].find("  at TroubleManagedApp.OnValue (System.Object value) "), 0U) << first[2];
+}
+
+TEST_F(ManagedApp, throwsAtItsEndAndIsReported) {
+    StartBoth("throw-at-stop");
+    Write(Event, ShutDown);
+    EXPECT_EQ(NextReports(3), (Texts{Stopping, Told("stopped"), Stopped}));
+    ExpectErrorLine("The managed app failed: System.InvalidOperationException: not ready");
+    EXPECT_EQ(WaitForExit(), ExitStatus::Exited(0));
     EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
 }
 

@@ -3,8 +3,8 @@ using System.Threading;
 using Orn;
 
 /// <summary>
-/// Makes the trouble that its text parameter 1 names: those "at-start" at its start, the others when CO 1 gets a value.
-/// Tells on CO 2 what happens to it.
+/// Makes the trouble that its text parameter 1 names: those "at-start" at its start, those "at-stop" at its end, the
+/// others when CO 1 gets a value. Tells on CO 2 what happens to it.
 /// </summary>
 public sealed class TroubleManagedApp : IApp
 {
@@ -33,6 +33,10 @@ public sealed class TroubleManagedApp : IApp
         if (trouble == "hang-at-stop")
         {
             Thread.Sleep(Timeout.Infinite);
+        }
+        if (trouble == "throw-at-stop")
+        {
+            throw new InvalidOperationException("not ready");
         }
     }
 
