@@ -47,8 +47,9 @@ namespace Orn
 
         /// <summary>
         /// Sets the value of a CO, and with that sends it to the bus where the CO transmits. Other numbers than long and
-        /// double count as one of the two; any other type throws ArgumentException, and so does a string of more than
-        /// 16384 characters. Waits where values come faster than the device can take them.
+        /// double count as one of the two, decimal as a double; a ulong that no long holds throws OverflowException. Any
+        /// other type throws ArgumentException, and so does a string of more than 16384 characters. Waits where values
+        /// come faster than the device can take them.
         /// </summary>
         void SetValue(int co, object value);
 

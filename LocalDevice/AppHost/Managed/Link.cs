@@ -23,7 +23,6 @@ namespace Orn
     internal sealed class Link
     {
         private const int RetryMilliseconds = 100;
-        private const int AttemptLimitMilliseconds = 60000;
         private const int GreetingLimitMilliseconds = 1000;
         private const int SendBuffer = 65536; // small: an answer to a ping goes behind what is in it
 
@@ -41,10 +40,10 @@ namespace Orn
             this.writer = writer;
         }
 
-        /// <summary>Waits up to a minute for the app host, which may be started later.</summary>
-        public static Link Connect(string host, string portFile)
+        /// <summary>Waits for the app host, which may be started later.</summary>
+        public static Link Connect(string host, string portFile, int limitMilliseconds)
         {
-            for (var waited = Stopwatch.StartNew(); waited.ElapsedMilliseconds < AttemptLimitMilliseconds;)
+            for (var waited = Stopwatch.StartNew(); waited.ElapsedMilliseconds < limitMilliseconds;)
             {
                 Link link = TryConnect(host, portFile);
                 if (link != null)

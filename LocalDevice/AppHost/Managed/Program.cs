@@ -2,6 +2,7 @@ using System;
 using System.IO;
 using System.Linq;
 using System.Reflection;
+using System.Runtime.ExceptionServices;
 
 namespace Orn
 {
@@ -11,6 +12,7 @@ namespace Orn
         private const int Success = 0;
         private const int Failure = 1;
         private const int BadCall = 2;
+        private const int AppHostLimitMilliseconds = 60000;
         private const string PortFileVariable = "ORN_CONNECTOR_PORT_FILE";
 
         public static int Main(string[] arguments)
@@ -35,7 +37,7 @@ namespace Orn
 
         private static int Run(string assembly, string host, string portFile)
         {
-            Link link = Link.Connect(host, portFile);
+            Link link = Link.Connect(host, portFile, AppHostLimitMilliseconds);
             AppDomain.CurrentDomain.UnhandledException += (sender, arguments) =>
                 Fail(link, arguments.ExceptionObject);
             try
@@ -86,7 +88,15 @@ namespace Orn
                 throw new InvalidOperationException(file + " has " + apps.Length +
                                                     " public classes that implement Orn.IApp, expected one");
             }
-            return (IApp)Activator.CreateInstance(apps[0]);
+            try
+            {
+                return (IApp)Activator.CreateInstance(apps[0]);
+            }
+            catch (TargetInvocationException error)
+            {
+                ExceptionDispatchInfo.Capture(error.InnerException).Throw(); // the app's own, with its call stack
+                throw;
+            }
         }
 
         private static Assembly Load(string file)

@@ -61,12 +61,12 @@ namespace Orn
                 }
                 return "text " + Escape(text);
             }
-            if (value is double || value is float)
+            if (value is double || value is float || value is decimal)
             {
                 return "number " + Convert.ToDouble(value).ToString("R", CultureInfo.InvariantCulture);
             }
-            if (value is long || value is int || value is uint || value is short || value is ushort || value is byte ||
-                value is sbyte)
+            if (value is long || value is ulong || value is int || value is uint || value is short ||
+                value is ushort || value is byte || value is sbyte)
             {
                 return "integer " + Convert.ToInt64(value).ToString(CultureInfo.InvariantCulture);
             }

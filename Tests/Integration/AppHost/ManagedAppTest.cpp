@@ -83,6 +83,23 @@ protected:
         EXPECT_NE(line->find(level), std::string::npos) << *line;
     }
     void ExpectErrorLine(const std::string& text) { ExpectLine("ERROR", text); }
+    /// An assembly whose app does not come to life is told of on both sides.
+    void ExpectNoLife(const std::string& app, const std::string& exception, const std::string& message) {
+        StartAppHost("none");
+        StartConnectorHost(app);
+        ExpectErrorLine("The managed app failed: " + exception + ": " + message);
+        EXPECT_EQ(NextReport(), Stopped);
+        EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
+        EXPECT_EQ(connectorHost_->GetErrorLines(), Texts{"OrnAppConnectorHost: " + message});
+    }
+    /// An app host that greets and then says `line` is left with `message`.
+    void ExpectLeft(const std::string& line, const std::string& message) {
+        Stranger stranger("orn-connector 1\n" + line + "\n", std::chrono::milliseconds(10));
+        fs::ofstream(portFile_) << stranger.GetPort() << '\n';
+        StartConnectorHost();
+        EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
+        EXPECT_EQ(connectorHost_->GetErrorLines(), Texts{"OrnAppConnectorHost: " + message});
+    }
     void ExpectNoStart(const ChildProcess::Environment& environment, const std::string& reason) {
         SetUpDevice();
         Start(ORN_CONNECTOR_APP, environment);
@@ -200,6 +217,30 @@ TEST_F(ManagedApp, endsItsProcessAtItsStartAndIsReported) {
     StartConnectorHost();
     ExpectStoppedInTime(ProcessLimit);
     EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(3));
+}
+
+TEST_F(ManagedApp, setsValuesOfAllTypes) {
+    StartBoth("values");
+    Call();
+    for (const std::string& value : Texts{"2.1:1", "5.1:text", "3.1:-1", "3.1:2", "3.1:-3", "3.1:4", "3.1:-5", "3.1:6",
+                                          "3.1:-7", "3.1:8", "4.1:0.5", "4.1:-1.5", "4.1:2.5"}) {
+        EXPECT_EQ(NextReport(), "1010021 " + value);
+    }
+}
+
+TEST_F(ManagedApp, valuesThatAreNoneAreRefused) {
+    StartBoth("odd-values");
+    Call();
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_EQ(NextReport(), Told("System.ArgumentException: a value is a bool, a number or a string")) << i;
+    }
+    EXPECT_EQ(NextReport(), Told("System.OverflowException: Value was either too large or too small for an Int64."));
+}
+
+TEST_F(ManagedApp, cosAndSlotsOutOfRangeAreRefused) {
+    StartBoth("out-of-range");
+    Call();
+    EXPECT_EQ(NextReport(), Told("slot slot slot co co co slot slot slot co co co "));
 }
 
 TEST_F(ManagedApp, valueThatIsNoneEndsIt) {
@@ -342,20 +383,40 @@ TEST_F(ManagedApp, connectorHostEndsWithTheAppHost) {
 }
 
 TEST_F(ManagedApp, assemblyWithoutAnAppIsNamed) {
-    StartAppHost("none");
-    StartConnectorHost("NoManagedApp");
-    ExpectErrorLine("NoManagedApp.dll has 0 public classes that implement Orn.IApp, expected one");
-    EXPECT_EQ(NextReport(), Stopped);
+    ExpectNoLife("NoManagedApp", "System.InvalidOperationException",
+                 ORN_MANAGED_APPS "/NoManagedApp.dll has 0 public classes that implement Orn.IApp, expected one");
+}
+
+TEST_F(ManagedApp, assemblyWithTwoAppsIsNamed) {
+    ExpectNoLife("TwoManagedApps", "System.InvalidOperationException",
+                 ORN_MANAGED_APPS "/TwoManagedApps.dll has 2 public classes that implement Orn.IApp, expected one");
+}
+
+TEST_F(ManagedApp, appWithoutADefaultConstructorIsNamed) {
+    ExpectNoLife("DemandingManagedApp", "System.MissingMethodException",
+                 "Default constructor not found for type DemandingManagedApp");
+}
+
+TEST_F(ManagedApp, throwsAtItsConstructionAndNeverRuns) {
+    ExpectNoLife("StillbornManagedApp", "System.InvalidOperationException", "not even today");
+    EXPECT_TRUE(appHost->WaitForLine("  at StillbornManagedApp..ctor () "));
+}
+
+TEST_F(ManagedApp, connectorHostLeavesAnAppHostThatSaysNonsense) {
+    ExpectLeft("value 1 colour red", "no value: colour red");
+    ExpectLeft("value 1 integer x", "Input string was not in a correct format.");
+    ExpectLeft("value x integer 1", "Input string was not in a correct format.");
+}
+
+TEST_F(ManagedApp, connectorHostThatFindsNoAppHostEnds) {
+    connectorHost_.emplace("/usr/bin/mono",
+                           Texts{"--runtime=v4.0", ORN_MANAGED_APPS "/ImpatientConnectorHost.exe", portFile_});
     EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
+    EXPECT_EQ(connectorHost_->GetErrorLines(), Texts{"there is no app host to be found by " + portFile_});
 }
 
 TEST_F(ManagedApp, appThatIsMissingIsNamed) {
-    StartAppHost("none");
-    StartConnectorHost("Missing");
-    ExpectErrorLine("there is no " ORN_MANAGED_APPS "/Missing.dll");
-    EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
-    EXPECT_EQ(connectorHost_->GetErrorLines(),
-              Texts{"OrnAppConnectorHost: there is no " ORN_MANAGED_APPS "/Missing.dll"});
+    ExpectNoLife("Missing", "System.InvalidOperationException", "there is no " ORN_MANAGED_APPS "/Missing.dll");
 }
 
 TEST_F(ManagedApp, fileThatIsNoAssemblyIsNamed) {
@@ -380,12 +441,16 @@ TEST_F(ManagedApp, appHostWhosePortFileHasNoNameDoesNotStart) {
 }
 
 TEST_F(ManagedApp, appHostWhosePortFileCannotBeWrittenDoesNotStart) {
-    ExpectNoStart({{"ORN_CONNECTOR_PORT_FILE", "/nowhere/port"}}, "/nowhere/port.new: cannot be written");
+    ExpectNoStart({{"ORN_CONNECTOR_PORT_FILE", "/nowhere/port"}},
+                  "Cannot wait for a connector host: /nowhere/port.new: cannot be written");
 }
 
 TEST_F(ManagedApp, appHostWhosePortFileIsAFolderDoesNotStart) {
     fs::create_directory(folder.At("port"));
-    ExpectNoStart({{"ORN_CONNECTOR_PORT_FILE", folder.At("port")}}, "Is a directory");
+    const std::string file = folder.At("port");
+    ExpectNoStart({{"ORN_CONNECTOR_PORT_FILE", file}},
+                  "Cannot wait for a connector host: boost::filesystem::rename: Is a directory: \"" + file +
+                      ".new\", \"" + file + "\"");
 }
 
 TEST_F(ManagedApp, connectorHostThatIsCalledWronglySaysHowToCallIt) {

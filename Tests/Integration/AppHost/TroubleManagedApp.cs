@@ -72,6 +72,15 @@ public sealed class TroubleManagedApp : IApp
             case "bad-value":
                 device.SetValue(2, new object());
                 break;
+            case "values":
+                SetValues(true, "text", (sbyte)-1, (byte)2, (short)-3, (ushort)4, -5, 6u, -7L, 8UL, 0.5f, -1.5, 2.5m);
+                break;
+            case "odd-values":
+                SetValues(null, 'c', DayOfWeek.Monday, new byte[] { 1 }, ulong.MaxValue);
+                break;
+            case "out-of-range":
+                CallOutOfRange();
+                break;
             case "echo":
                 device.SetValue(2, value);
                 break;
@@ -81,6 +90,49 @@ public sealed class TroubleManagedApp : IApp
     private static long Recurse(long depth)
     {
         return depth < 0 ? 0 : 1 + Recurse(depth + 1);
+    }
+
+    /// <summary>What is refused is told by its exception.</summary>
+    private void SetValues(params object[] values)
+    {
+        foreach (object value in values)
+        {
+            try
+            {
+                device.SetValue(2, value);
+            }
+            catch (Exception error)
+            {
+                device.SetValue(2, error.GetType() + ": " + error.Message);
+            }
+        }
+    }
+
+    /// <summary>Tells the arguments that were refused, in the order of the calls.</summary>
+    private void CallOutOfRange()
+    {
+        string refused = "";
+        foreach (bool above in new[] { false, true })
+        {
+            int co = above ? 521 : 0;
+            int slot = above ? 51 : 0;
+            foreach (Action call in new Action[] {
+                         () => device.GetIpParameter(slot), () => device.GetNumberParameter(slot),
+                         () => device.GetTextParameter(slot), () => device.GetValue(co),
+                         () => device.SetValue(co, true), () => device.OnValue(co, value => {}) })
+            {
+                try
+                {
+                    call();
+                    refused += "none ";
+                }
+                catch (ArgumentOutOfRangeException error)
+                {
+                    refused += error.ParamName + " ";
+                }
+            }
+        }
+        device.SetValue(2, refused);
     }
 
     private void Flood()
