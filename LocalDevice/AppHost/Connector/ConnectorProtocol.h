@@ -26,7 +26,9 @@
 ///     set CO TYPE TEXT
 ///     log LEVEL TEXT               LEVEL: debug, info, warn or error
 ///     fail TEXT                    the app cannot go on
-///     pong MILLISECONDS            answers a ping: for how long the app has been in its present call; 0 between calls
+///     pong MILLISECONDS [debugged] answers a ping: for how long the app has been in its present call; 0 between calls.
+///                                  With the word a debugger may halt the host: its silence means nothing until it says
+///                                  otherwise
 ///
 /// A text runs to the end of its line; in it a line feed is "\n", a carriage return "\r" and a backslash "\\".
 namespace LocalDevice::ConnectorProtocol {

@@ -138,7 +138,7 @@ void ConnectorSession::Ping() {
         End("The connector host does not answer");
         return;
     }
-    silentPings_ += isResting_ ? 0 : 1;
+    silentPings_ += isResting_ || isDebugged_ ? 0 : 1;
     Tell("ping");
     AwaitPing();
 }
@@ -191,12 +191,14 @@ void ConnectorSession::OnSet(std::string line) {
     }
 }
 
-void ConnectorSession::OnPong(const std::string& line) {
-    const auto duration = ConnectorProtocol::ParseMilliseconds(line);
-    if (!duration) {
-        End("The connector host says what nobody understands: pong " + line);
+void ConnectorSession::OnPong(const std::string& words) {
+    std::string rest = words;
+    const auto duration = ConnectorProtocol::ParseMilliseconds(ConnectorProtocol::TakeWord(rest));
+    if (!duration || !(rest.empty() || rest == "debugged")) {
+        End("The connector host says what nobody understands: pong " + words);
         return;
     }
+    isDebugged_ = !rest.empty();
     const bool alive = *duration < durations_.hang;
     if (alive != isAlive_) {
         host_.log(&host_, alive ? ORN_LOG_INFO : ORN_LOG_WARN,

@@ -53,7 +53,7 @@ private:
     void OnLine(std::string line);
     void OnSet(std::string line);
     void OnLog(std::string line);
-    void OnPong(const std::string& line);
+    void OnPong(const std::string& words);
     void SetAlive(bool alive);
 
     boost::asio::ip::tcp::socket socket_;
@@ -67,6 +67,7 @@ private:
     int silentPings_ = 0;     ///< in a row, without a line of the host
     std::size_t values_ = 0;  ///< since there was room
     bool isResting_ = false;  ///< listens no more until there is
+    bool isDebugged_ = false;  ///< silence means nothing
     bool hasGreeted_ = false;
     bool isStopping_ = false;
     bool isAlive_ = true;

@@ -153,7 +153,7 @@ namespace Orn
                 {
                     if (line == "ping")
                     {
-                        Send("pong " + GetBusyMilliseconds());
+                        Send("pong " + GetBusyMilliseconds() + (Debugger.IsAttached ? " debugged" : ""));
                         continue;
                     }
                     lock (lines)

@@ -11,6 +11,7 @@
 #include "AppHostFixture.h"
 #include "Relay.h"
 #include "ReportLimit.h"
+#include "SoftDebugger.h"
 #include "Stranger.h"
 
 namespace {
@@ -41,9 +42,11 @@ protected:
         StartConnectorHostWith(ORN_MANAGED_APPS "/" + app + ".dll");
     }
     void StartConnectorHostWith(const std::string& file) { StartConnectorHostWith(file, portFile_); }
-    void StartConnectorHostWith(const std::string& file, const std::string& portFile) {
-        connectorHost_.emplace("/usr/bin/mono", Texts{"--runtime=v4.0", ORN_CONNECTOR_HOST, file, "127.0.0.1"},
-                               ChildProcess::Environment{{"ORN_CONNECTOR_PORT_FILE", portFile}});
+    void StartConnectorHostWith(const std::string& file, const std::string& portFile,
+                                const std::string& runtimeOptions = "") {
+        connectorHost_.emplace(
+            "/usr/bin/mono", Texts{"--runtime=v4.0", ORN_CONNECTOR_HOST, file, "127.0.0.1"},
+            ChildProcess::Environment{{"ORN_CONNECTOR_PORT_FILE", portFile}, {"MONO_ENV_OPTIONS", runtimeOptions}});
     }
     /// Where the running app host listens for a connector host.
     unsigned short GetConnectorPort() {
@@ -321,6 +324,23 @@ TEST_F(ManagedApp, frozenOneIsReported) {
     ExpectErrorLine("The connector host does not answer");
     connectorHost_->Signal(SIGCONT);
     EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
+}
+
+TEST_F(ManagedApp, oneThatADebuggerHaltsIsNotSilent) {
+    constexpr boost::chrono::seconds Pause{3};  // twice the silence of a host that counts as gone
+    SoftDebugger debugger;
+    StartAppHost("echo");
+    StartConnectorHostWith(ORN_MANAGED_APPS "/TroubleManagedApp.dll", portFile_, debugger.GetOption());
+    ASSERT_TRUE(debugger.Attach());
+    EXPECT_EQ(NextReport(), Running);
+    boost::this_thread::sleep_for(Pause);  // it is asked how it is, and tells of its debugger
+    debugger.Halt();
+    Write(Co1, "3.1:7");
+    boost::this_thread::sleep_for(Pause);
+
+    debugger.GoOn();
+
+    EXPECT_EQ(NextReport(), "1010021 3.1:7");
 }
 
 TEST_F(ManagedApp, pauseOfTheAppHostIsNoSilenceOfTheApp) {

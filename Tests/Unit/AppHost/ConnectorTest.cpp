@@ -174,6 +174,16 @@ TEST_F(ConnectorTest, HostThatIsNotListenedToIsNotSilent) {
     EXPECT_THAT(host_.Take(1), ElementsAre("INFO here"));
 }
 
+TEST_F(ConnectorTest, HostThatADebuggerMayHaltIsNotSilentUntilTheDebuggerIsGone) {
+    stream_ << "pong 0 debugged\nlog info debugged\n" << std::flush;
+    EXPECT_THAT(host_.Take(1), ElementsAre("INFO debugged"));
+    AwaitPings(durations_.silence / durations_.ping + 2);
+    stream_ << "log info here\npong 0\n" << std::flush;
+    EXPECT_THAT(host_.Take(1), ElementsAre("INFO here"));
+
+    EXPECT_THAT(host_.Take(2), ElementsAre("not running", "ERROR The connector host does not answer"));
+}
+
 TEST_F(ConnectorTest, StrangerWhoGoesIsNoHostThatEnds) {
     stream_.close();
     EXPECT_THAT(host_.Take(2), ElementsAre("not running", "ERROR The connection to the connector host is lost"));
@@ -314,6 +324,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         Nonsense{"Command", "dance now\n", "The connector host says what nobody understands: dance"},
         Nonsense{"Duration", "pong soon\n", "The connector host says what nobody understands: pong soon"},
+        Nonsense{"Word", "pong 0 soon\n", "The connector host says what nobody understands: pong 0 soon"},
         Nonsense{"Value", "set 2 boolean maybe\n", "The connector host sets what is no value: 2 boolean maybe"},
         Nonsense{"Co", "set nowhere boolean 1\n", "The connector host sets what is no value: nowhere boolean 1"},
         Nonsense{"Length", std::string(LocalDevice::ConnectorProtocol::LongestLine + 1, 'x'),
