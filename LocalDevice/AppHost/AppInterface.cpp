@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "AppValue.h"
+#include "PrintableText.h"
 #include "Zandrel/KnxOdsMapping.h"
 
 namespace LocalDevice {
@@ -251,7 +252,7 @@ orn_result AppInterface::Post(orn_task task, void* context) {
 }
 
 void AppInterface::Log(orn_log_level level, const char* text) {
-    logger_.log(LogLevelOf(level), text == nullptr ? "" : text);
+    logger_.log(LogLevelOf(level), MakePrintableLines(text == nullptr ? "" : text));
 }
 
 void AppInterface::Fail(const char* text) {

@@ -47,4 +47,14 @@ std::string MakePrintable(std::string_view text) {
     return printable;
 }
 
+std::string MakePrintableLines(std::string_view text) {
+    const char* const indentation = "\n    ";
+    std::string printable;
+    for (std::size_t end = text.find('\n'); end != std::string_view::npos; end = text.find('\n')) {
+        printable += MakePrintable(text.substr(0, end)) += indentation;
+        text.remove_prefix(end + 1);
+    }
+    return printable += MakePrintable(text);
+}
+
 }  // namespace LocalDevice

@@ -10,4 +10,8 @@ namespace LocalDevice {
 /// other text stays as it is.
 std::string MakePrintable(std::string_view text);
 
+/// The same for a text of several lines, which they stay: each but the first is indented, so that it does not begin as
+/// a line of the log does.
+std::string MakePrintableLines(std::string_view text);
+
 }  // namespace LocalDevice

@@ -59,7 +59,10 @@ namespace Orn
         /// <summary>Calls the handler when communication with the bus begins or ceases.</summary>
         void OnCommunication(Action<bool> handler);
 
-        /// <summary>Writes a line to the device's log; of a long text the first 16384 characters.</summary>
+        /// <summary>
+        /// Writes a line to the device's log; of a long text the first 16384 characters. Further lines of the text are
+        /// indented, and its control characters escaped.
+        /// </summary>
         void Log(LogLevel level, string text);
     }
 }

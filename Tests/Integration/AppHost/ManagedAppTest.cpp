@@ -165,14 +165,14 @@ TEST_F(ManagedApp, throwsAndIsReported) {
 TEST_F(ManagedApp, callStackOfItsExceptionIsLoggedLineByLine) {
     StartBoth("throw");
     Call();
-    ASSERT_TRUE(appHost->WaitForLine("  at Orn.Program.Run "));
+    ASSERT_TRUE(appHost->WaitForLine("      at Orn.Program.Run "));
     const Texts lines = appHost->GetErrorLines();
     const auto first = std::find_if(lines.begin(), lines.end(), [](const std::string& line) {
         return line.find("The managed app failed: System.InvalidOperationException: two") != std::string::npos;
     });
     ASSERT_GE(std::distance(first, lines.end()), 3);
-    EXPECT_EQ(first[1], "lines");
-    EXPECT_EQ(first[2].find("  at TroubleManagedApp.OnValue (System.Object value) "), 0U) << first[2];
+    EXPECT_EQ(first[1], "    lines");
+    EXPECT_EQ(first[2].find("      at TroubleManagedApp.OnValue (System.Object value) "), 0U) << first[2];
 }
 
 TEST_F(ManagedApp, throwsAtItsEndAndIsReported) {

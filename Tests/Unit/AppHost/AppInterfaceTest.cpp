@@ -361,10 +361,15 @@ TEST_F(AppInterfaceTest, writesLinesOfEveryLevel) {
         host->log(host, ORN_LOG_ERROR, "e");
         host->log(host, static_cast<orn_log_level>(7), "unknown");
         host->log(host, ORN_LOG_INFO, nullptr);
+        host->log(host, ORN_LOG_INFO, "\x1B[2J\nno line of its own");
     });
-    EXPECT_EQ(appLog.GetLines(),
-              (std::vector<TestSupport::LogLine>{
-                  {"DEBUG", "d"}, {"INFO", "i"}, {"WARN", "w"}, {"ERROR", "e"}, {"ERROR", "unknown"}, {"INFO", ""}}));
+    EXPECT_EQ(appLog.GetLines(), (std::vector<TestSupport::LogLine>{{"DEBUG", "d"},
+                                                                    {"INFO", "i"},
+                                                                    {"WARN", "w"},
+                                                                    {"ERROR", "e"},
+                                                                    {"ERROR", "unknown"},
+                                                                    {"INFO", ""},
+                                                                    {"INFO", "\\u001b[2J\n    no line of its own"}}));
 }
 
 }  // namespace

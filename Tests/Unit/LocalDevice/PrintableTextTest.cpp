@@ -40,6 +40,12 @@ TEST(PrintableTextTest, WhatIsPrintableStaysAsItIs) {
     }
 }
 
+TEST(PrintableTextTest, LinesStayLinesAndOnlyTheFirstBeginsAtTheBeginning) {
+    EXPECT_EQ(MakePrintableLines("one"), "one");
+    EXPECT_EQ(MakePrintableLines("one\n\ntwo\x1B\n"), "one\n    \n    two\\u001b\n    ");
+    EXPECT_EQ(MakePrintableLines(""), "");
+}
+
 TEST(ConsoleTest, WhatIsToldIsOneLine) {
     std::ostringstream out;
     Console sut(out);

@@ -184,7 +184,7 @@ struct orn_host {
      */
     orn_result (*post)(const orn_host* host, orn_task task, void* context);
 
-    /** Writes a line to the log. Any thread. */
+    /** Writes a line to the log. Further lines of the text are indented, its control characters escaped. Any thread. */
     void (*log)(const orn_host* host, orn_log_level level, const char* text);
 
     /**
