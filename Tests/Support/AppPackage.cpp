@@ -86,7 +86,7 @@ std::string AppPackage::Read(const std::string& name) const {
     return ReadFile(File(name));
 }
 
-std::string AppPackage::Entries() const {
+std::string AppPackage::Entries() {
     std::string entries;
     for (const auto& [name, content] : GetFiles()) {
         entries += FileElement(name, Sha256Of(content));

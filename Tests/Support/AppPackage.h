@@ -47,7 +47,7 @@ public:
     std::string Read(const std::string& name) const;
 
     /// The entries of the files that it starts with.
-    std::string Entries() const;
+    static std::string Entries();
 
     /// Writes a file list as it stands, with the signature and the certificate of `signer`.
     void Seal(const std::string& fileList, const Signer& signer = GetDeveloper()) const;

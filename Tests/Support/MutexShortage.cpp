@@ -31,6 +31,7 @@ using Init = int (*)(pthread_mutex_t*, const pthread_mutexattr_t*);
 }  // namespace
 
 // The program's own one goes before that of the C library, also for the libraries that it uses.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library's names are other ones
 extern "C" __attribute__((visibility("default"))) int pthread_mutex_init(
     pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes) noexcept {
     static const auto init = reinterpret_cast<Init>(dlsym(RTLD_NEXT, "pthread_mutex_init"));

@@ -26,6 +26,7 @@ using Create = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void
 }  // namespace
 
 // The program's own one goes before that of the C library, also for the libraries that it uses.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library's names are other ones
 extern "C" __attribute__((visibility("default"))) int pthread_create(pthread_t* thread,
                                                                      const pthread_attr_t* attributes,
                                                                      void* (*start)(void*), void* argument) noexcept {

@@ -34,7 +34,7 @@ std::string WriteString(std::string_view text) {
 
 std::string Latin1ToUtf8(unsigned byte) {
     if (byte < 0x80) {
-        return std::string(1, static_cast<char>(byte));
+        return {static_cast<char>(byte)};
     }
     return {static_cast<char>(0xC0U | (byte >> 6U)), static_cast<char>(0x80U | (byte & 0x3FU))};
 }

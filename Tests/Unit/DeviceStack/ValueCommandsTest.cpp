@@ -208,14 +208,11 @@ TEST_F(ValueCommandsTest, ALatin1TextHasNoOtherCharacters) {
 }
 
 TEST_F(ValueCommandsTest, TextsWithEveryKindOfCharacterArrive) {
-    for (const std::string text : {"", ":", "\"\\/\b\f\n\r\t",
-                                   "a\x01"
-                                   "b",
-                                   u8"\u20AC\U0001F4A1", "5.1:x"}) {
+    for (const std::string text : {"", ":", "\"\\/\b\f\n\r\t", "a\001b", u8"\u20AC\U0001F4A1", "5.1:x"}) {
         SetValue(EventAlways, "5.1:" + text);
         EXPECT_EQ(GetValue(EventAlways), "5.1:" + text);
     }
-    Ask("\"command\":\"SetValue\",\"id\":101,\"value\":\"5.1:\\u0000\"");
+    Ask(R"("command":"SetValue","id":101,"value":"5.1:\u0000")");
     EXPECT_EQ(GetValue(EventAlways), std::string("5.1:\0", 5));
 }
 

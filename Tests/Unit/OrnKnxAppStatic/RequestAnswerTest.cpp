@@ -324,7 +324,7 @@ protected:
         }
     }
 
-    Outcome GetExpected() const {
+    static Outcome GetExpected() {
         switch (GetParam().answer) {
             case Answer::Valid:
                 break;

@@ -151,7 +151,7 @@ protected:
     static void CutCallStack(TestSupport::LogLine& line) {
         const auto stack = line.text.find(" [");
         if ((line.level == "ERROR" || line.level == "FATAL") && line.text.front() != '[' && line.text.back() == ']') {
-            line.text.replace(stack, std::string::npos, " [CALL STACK]");
+            line.text.erase(stack).append(" [CALL STACK]");
         }
     }
 
