@@ -284,7 +284,7 @@ bool OrnKnxAppPrg::DispatchValue(unsigned long id, const std::string& value) {
         const std::optional<bool> enable = zanValue.GetBoolean();
         if (!enable) {
             ORN_LOG_AS(Caller, log_, ERROR, id << ": Ignoring a value for App Debug that is no boolean");
-            return true;
+            return false;
         }
         ORN_LOG_AS(Caller, log_, DEBUG, id << ": Set App Debug to " << (*enable ? "true" : "false") << " received.");
         core_->appDebugMode.SetAppDebugMode(*enable, core_);

@@ -25,7 +25,7 @@ public:
     enum class Failure { CannotOpen, CannotRead, TooLarge };
 
     /// The bytes of all files of one package: more than fits on a device. What is larger would keep it busy for hours.
-    static constexpr std::uint64_t PackageLimit = std::uint64_t{1} << 30;
+    static constexpr std::uint64_t PackageLimit = std::uint64_t{256} << 20;
 
     /// `limit`: of the bytes of all files together.
     explicit FileHasher(HashProgress progress = {}, std::uint64_t limit = PackageLimit);

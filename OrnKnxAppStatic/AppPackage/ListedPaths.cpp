@@ -6,6 +6,13 @@
 
 namespace Zandrel {
 
+namespace {
+
+/// What a path takes beside its own bytes, about.
+constexpr std::size_t EntrySize = 128;
+
+}  // namespace
+
 bool ListedPaths::AddFile(const std::string& path) {
     std::string entry = path;
     Kind kind = Kind::RegularFile;
@@ -15,7 +22,7 @@ bool ListedPaths::AddFile(const std::string& path) {
             ORN_LOG_GLOBAL(ERROR, "Is both regular file and directory: " << entry);
             return false;
         }
-        if (isNew && (size_ += entry.size()) > SizeLimit) {
+        if (isNew && (size_ += entry.size() + EntrySize) > SizeLimit) {
             ORN_LOG_GLOBAL(ERROR, "Too many directories above the listed files");
             return false;
         }

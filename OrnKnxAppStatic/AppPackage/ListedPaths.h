@@ -12,7 +12,7 @@ class ListedPaths {
 public:
     enum class Kind { RegularFile, Directory };
 
-    /// Of all paths together, in bytes: a name of 4,095 bytes can stand for 2,000 directories.
+    /// Of all paths together, in bytes of memory: a name of 4,095 bytes can stand for 2,000 directories.
     static constexpr std::size_t SizeLimit = std::size_t{16} << 20U;
 
     /// Adds a file and its directories. False, with a line in the log, where one of them is already there as the
@@ -24,7 +24,7 @@ public:
 
 private:
     std::map<std::string, Kind> kinds_;
-    std::size_t size_ = 0;  ///< of the paths
+    std::size_t size_ = 0;  ///< of the paths with their entries
 };
 
 /// Whether a name is a relative path in its only form: no component is empty, "." or "..", and none holds a NUL.

@@ -436,7 +436,7 @@ TEST_F(OrnPackageTest, WhatNoPackageMayHoldIsRefused) {
     filesystem::remove(Path("app/appfiles.xml"));
     WriteFile(Path("app/large"), "");
     filesystem::resize_file(Path("app/large"), std::uintmax_t{1} << 31);
-    EXPECT_EQ(Error(1, SignCommand()), "ornpackage: the package is too large: more than 1024 MiB");
+    EXPECT_EQ(Error(1, SignCommand()), "ornpackage: the package is too large: more than 256 MiB");
 }
 
 TEST_F(OrnPackageTest, MissingFilesAreReported) {

@@ -1,6 +1,7 @@
 #include "Certificates.h"
 
 #include <openssl/bio.h>
+#include <openssl/dsa.h>
 #include <openssl/ec.h>
 #include <openssl/pem.h>
 #include <openssl/rsa.h>
@@ -25,6 +26,20 @@ void Check(bool isDone, const char* what) {
 Key Own(EVP_PKEY* key) {
     Check(key != nullptr, "make a key");
     return {key, &EVP_PKEY_free};
+}
+
+using Context = std::unique_ptr<EVP_PKEY_CTX, void (*)(EVP_PKEY_CTX*)>;
+
+Context Begin(EVP_PKEY_CTX* made, int (*begin)(EVP_PKEY_CTX*)) {
+    Context context(made, &EVP_PKEY_CTX_free);
+    Check(context != nullptr && begin(context.get()) == 1, "begin to make a key");
+    return context;
+}
+
+Key Generate(EVP_PKEY_CTX& context) {
+    EVP_PKEY* key = nullptr;
+    Check(EVP_PKEY_generate(&context, &key) == 1, "make a key");
+    return Own(key);
 }
 
 void SetTimes(X509& certificate, const CertificateText& text) {
@@ -53,6 +68,19 @@ Key MakeEcKey() {
 
 Key MakeRsaKey(unsigned bits) {
     return Own(EVP_RSA_gen(bits));
+}
+
+Key MakeRsaPssKey() {
+    const Context context = Begin(EVP_PKEY_CTX_new_from_name(nullptr, "RSA-PSS", nullptr), &EVP_PKEY_keygen_init);
+    Check(EVP_PKEY_CTX_set_rsa_keygen_bits(context.get(), 1024) == 1, "set the length of a key");
+    return Generate(*context);
+}
+
+Key MakeDsaKey() {
+    const Context parameters = Begin(EVP_PKEY_CTX_new_from_name(nullptr, "DSA", nullptr), &EVP_PKEY_paramgen_init);
+    Check(EVP_PKEY_CTX_set_dsa_paramgen_bits(parameters.get(), 1024) == 1, "set the length of a key");
+    return Generate(
+        *Begin(EVP_PKEY_CTX_new_from_pkey(nullptr, Generate(*parameters).get(), nullptr), &EVP_PKEY_keygen_init));
 }
 
 Key MakeEd25519Key() {

@@ -17,6 +17,9 @@ using Certificate = std::shared_ptr<X509>;
 Key MakeEcKey();
 /// As short as where the length says nothing: an emulated processor looks long for a longer one.
 Key MakeRsaKey(unsigned bits = 1024);
+/// The same.
+Key MakeRsaPssKey();
+Key MakeDsaKey();
 Key MakeEd25519Key();
 
 /// What a certificate says. Times as "YYYYMMDDHHMMSSZ".

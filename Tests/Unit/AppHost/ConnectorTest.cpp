@@ -117,7 +117,7 @@ protected:
     }
 
     /// Reads the next ones.
-    void AwaitPings(long count) {
+    void AwaitPings(std::chrono::milliseconds::rep count) {
         for (std::string line; count > 0 && std::getline(stream_, line);) {
             count -= line == "ping" ? 1 : 0;
         }

@@ -1,3 +1,4 @@
+#include <openssl/core_names.h>
 #include <openssl/obj_mac.h>
 
 #include <boost/filesystem/operations.hpp>
@@ -299,6 +300,29 @@ TEST_F(CertificateTest, WeakDigestsOfTheAuthorityAreAccepted) {
         sut_.Seal({key, MakeCertificate(text, key, authority, key)});
         ExpectOk();
     }
+}
+
+TEST_F(CertificateTest, OwnSignatureOfTheAuthorityIsNotLookedAt) {
+    const Key key = MakeEcKey();
+    const auto authority = MakeCertificate(TestSupport::AuthorityText("CA"), key, nullptr, MakeEcKey());
+    TestSupport::WriteFile(sut_.CaFile(), ToPem(authority));
+    sut_.Seal({key, MakeCertificate({}, key, authority, key)});
+    ExpectOk();
+}
+
+TEST_F(CertificateTest, OtherKeysThatSignDigestsAreAccepted) {
+    for (const Key& key : {TestSupport::MakeRsaPssKey(), TestSupport::MakeDsaKey()}) {
+        sut_.Seal(MakeDeveloper(key));
+        ExpectOk();
+    }
+}
+
+TEST_F(CertificateTest, CurveWithExplicitParametersIsRefused) {
+    const Key key = MakeEcKey();
+    ASSERT_EQ(EVP_PKEY_set_utf8_string_param(key.get(), OSSL_PKEY_PARAM_EC_ENCODING, OSSL_PKEY_EC_ENCODING_EXPLICIT),
+              1);
+    sut_.Seal(MakeDeveloper(key));
+    ExpectCorrupt(Refusal(94, "Certificate public key has explicit ECC parameters"));
 }
 
 TEST_F(CertificateTest, AuthorityItselfMaySign) {

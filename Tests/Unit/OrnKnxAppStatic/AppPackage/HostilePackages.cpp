@@ -10,6 +10,8 @@
 #include <cstring>
 #include <utility>
 
+#include "FileHasher.h"
+
 namespace {
 
 namespace filesystem = boost::filesystem;
@@ -103,6 +105,29 @@ void AddDepth(Packages& packages) {
                                 entries += FileElement(link + deep + "/f", Sha256Of(""));
                             }
                             package.SealWith(entries);
+                        }});
+    packages.push_back({"directories", "short ones above many files", [](const AppPackage& package) {
+                            constexpr int Files = 23'900;
+                            std::string deep;
+                            for (int level = 0; level < 25; ++level) {
+                                deep += "/x";
+                            }
+                            filesystem::create_directories(package.File("d" + deep));
+                            WriteFile(package.File("d" + deep + "/f"), "");
+                            std::string entries;
+                            for (int i = 0; i < Files; ++i) {
+                                const std::string link = std::to_string(i);
+                                filesystem::create_symlink("d", package.File(link));
+                                entries += FileElement(link + deep + "/f", Sha256Of(""));
+                            }
+                            package.SealWith(entries);
+                        }});
+}
+
+/// As large as a package may be.
+[[maybe_unused]] void AddSize(Packages& packages) {
+    packages.push_back({"size", "a file within the limit", [](const AppPackage& package) {
+                            filesystem::resize_file(package.File("MyApp.dll"), Zandrel::FileHasher::PackageLimit);
                         }});
 }
 
@@ -302,6 +327,9 @@ std::vector<HostilePackage> MakeHostilePackages() {
     AddKinds(packages);
     AddNames(packages);
     AddDepth(packages);
+#if !defined(ORN_EMULATED)  // where a digest takes long
+    AddSize(packages);
+#endif
     AddClashes(packages);
     AddAdditional(packages);
     AddCertificates(packages);

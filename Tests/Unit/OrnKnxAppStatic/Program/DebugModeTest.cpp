@@ -106,7 +106,7 @@ TEST_F(ProgramDebugMode, SwitchedToItsValueStartsNoTask) {
 TEST_F(ProgramDebugMode, ValueThatIsNoBooleanIsIgnored) {
     StartManaged();
 
-    EXPECT_TRUE(Send(AppDebug, "5.1:perhaps"));
+    EXPECT_FALSE(Send(AppDebug, "5.1:perhaps"));
 
     const std::string id = std::to_string(AppDebug);
     ExpectHostLines(
