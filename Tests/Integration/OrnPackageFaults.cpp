@@ -6,6 +6,8 @@
 #include <openssl/rand.h>
 #include <openssl/x509v3.h>
 
+#include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <optional>
@@ -51,6 +53,13 @@ bool IsToFail(std::string_view function) {
         ERR_raise(ERR_LIB_USER, ERR_R_MALLOC_FAILURE);
     }
     return isToFail;
+}
+
+/// The user ends the program.
+void RaiseIfToFail(std::string_view function) {
+    if (GetFault() == function) {
+        std::raise(SIGINT);
+    }
 }
 
 template <typename Function>
@@ -99,6 +108,17 @@ int PEM_write_bio_PrivateKey(BIO* bio, const EVP_PKEY* key, const EVP_CIPHER* ci
     return IsToFail("PEM_write_bio_PrivateKey") ? 0
                                                 : Next("PEM_write_bio_PrivateKey", &PEM_write_bio_PrivateKey)(
                                                       bio, key, cipher, password, size, callback, data);
+}
+
+// Called by a library.
+__attribute__((visibility("default"))) int rename(const char* from, const char* to) noexcept {
+    RaiseIfToFail("rename");
+    return Next("rename", &rename)(from, to);
+}
+
+int renameat2(int fromFolder, const char* from, int toFolder, const char* to, unsigned flags) noexcept {
+    RaiseIfToFail("renameat2");
+    return Next("renameat2", &renameat2)(fromFolder, from, toFolder, to, flags);
 }
 
 BIO* BIO_new_mem_buf(const void* text, int size) {

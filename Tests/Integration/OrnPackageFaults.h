@@ -3,7 +3,8 @@
 /// Failures that are made in `ornpackage-with-a-fault`.
 namespace OrnPackageFaults {
 
-/// Names in the environment what fails: a function of OpenSSL, or the number of allocations before the one that does.
+/// Names in the environment what fails: a function of OpenSSL, the number of allocations before the one that does, or
+/// "rename" or "renameat2", at whose calls the user ends the program.
 inline constexpr const char* Variable = "ORN_TEST_FAULT";
 
 /// What a function of OpenSSL says that fails.

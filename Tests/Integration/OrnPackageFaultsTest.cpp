@@ -3,6 +3,7 @@
 #include <sys/inotify.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdint>
 #include <string>
 
@@ -117,6 +118,43 @@ TEST_F(OrnPackageFaultsTest, LackOfMemoryAtAnyPointIsToldOfAndLeavesAllOrNothing
         }
     }
     EXPECT_GT(failures, 0U);
+}
+
+TEST_F(OrnPackageFaultsTest, SigningThatTheUserEndsIsDoneAsAWhole) {
+    MakeKeys();
+    Output(SignCommand());
+    WriteFile(Path("app/added.dll"), "more");
+
+    EXPECT_EQ(RunWithFault("rename", SignCommand()).status, ExitStatus::Killed(SIGINT));
+
+    EXPECT_THAT(Output(VerifyCommand()), ElementsAre("Signature OK"));
+}
+
+TEST_F(OrnPackageFaultsTest, SignatureOfWhichAPartCannotBeWrittenIsNotBegun) {
+    MakeKeys();
+    Output(SignCommand());
+    filesystem::create_hard_link(Path("app/appfiles.xml"), Path("same list"));
+
+    // In 512 bytes there is room for list and signature and for no certificate.
+    const Outcome outcome = RunAfter("ulimit -f 1", SignCommand());
+
+    EXPECT_EQ(outcome.status, ExitStatus::Exited(3));
+    EXPECT_THAT(outcome.error,
+                ElementsAre("ornpackage: cannot write " + Path("app/sdk.crt.ornpackage") + ": File too large"));
+    EXPECT_EQ(filesystem::hard_link_count(Path("app/appfiles.xml")), 2U) << "it is the same file";
+    EXPECT_THAT(Output(VerifyCommand()), ElementsAre("Signature OK"));
+}
+
+TEST_F(OrnPackageFaultsTest, InstallationThatTheUserEndsHasReplacedAppAndCaOrNeither) {
+    filesystem::create_directories(Path("root/opt/userdata/ornApp/1"));
+    MakeKeys();
+    Output(SignCommand());
+
+    EXPECT_EQ(RunWithFault("renameat2", InstallCommand()).status, ExitStatus::Killed(SIGINT));
+
+    EXPECT_THAT(
+        Output({"verify", Path("root/opt/userdata/ornApp/1"), "--ca", Path("root/opt/ostra/etc/programmable/ca.crt")}),
+        ElementsAre("Signature OK"));
 }
 
 TEST_F(OrnPackageFaultsTest, FolderThatCannotBeReadIsNamed) {

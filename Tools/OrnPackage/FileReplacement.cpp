@@ -22,30 +22,27 @@ filesystem::path GetDraft(const filesystem::path& path) {
     return path.string() + ".ornpackage";
 }
 
-/// Where the new file cannot be written whole, the one that is there stays.
-void ReplaceFile(const filesystem::path& path, const std::string& content) {
-    const filesystem::path draft = GetDraft(path);
-    CreateFile(draft, content, false);
+void PutDraftIntoPlace(const filesystem::path& path) {
     boost::system::error_code error;
-    filesystem::rename(draft, path, error);
-    if (error) {
-        FileReplacement::RemoveDraft(path);
-        throw CannotWrite(path.string(), error.message());
-    }
+    filesystem::rename(GetDraft(path), path, error);
+    CheckWritten(error, path);
+}
+
+void Remove(const filesystem::path& path) {
+    boost::system::error_code error;
+    filesystem::remove(path, error);
+    CheckWritten(error, path);
 }
 
 }  // namespace
 
 FileReplacement::~FileReplacement() {
-    for (const Earlier& earlier : earlier_) {
+    if (!files_.empty() && !block_) {
+        block_.emplace();
+    }
+    for (const File& file : files_) {
         try {
-            if (earlier.content) {
-                ReplaceFile(earlier.path, *earlier.content);
-            } else {
-                boost::system::error_code error;
-                filesystem::remove(earlier.path, error);
-                CheckWritten(error, earlier.path);
-            }
+            Restore(file);
         } catch (const std::exception& error) {
             std::cerr << "ornpackage: what was there before does not come back: " << MakePrintable(error.what())
                       << '\n';
@@ -53,25 +50,46 @@ FileReplacement::~FileReplacement() {
     }
 }
 
+void FileReplacement::Restore(const File& file) {
+    if (!file.isReplaced) {
+        RemoveDraft(file.path);
+    } else if (!file.earlier) {
+        Remove(file.path);
+    } else {
+        try {
+            CreateFile(GetDraft(file.path), *file.earlier, false);
+            PutDraftIntoPlace(file.path);
+        } catch (const PackageError&) {
+            RemoveDraft(file.path);
+            throw;
+        }
+    }
+}
+
 void FileReplacement::RemoveDraft(const filesystem::path& path) {
-    boost::system::error_code error;
-    filesystem::remove(GetDraft(path), error);
-    CheckWritten(error, GetDraft(path));
+    Remove(GetDraft(path));
 }
 
 void FileReplacement::Write(const filesystem::path& path, const std::string& content) {
     boost::system::error_code error;
-    Earlier earlier{path, std::nullopt};
+    File file{path, std::nullopt};
     if (filesystem::symlink_status(path, error).type() != filesystem::file_not_found) {
-        earlier.content =
+        file.earlier =
             Zandrel::ReadWholeFile(path, Zandrel::RegularFile::Links::Refused, Zandrel::PackageFiles::FileListLimit);
-        if (!earlier.content) {
+        if (!file.earlier) {
             throw Unexpected("cannot read " + path.string() + ", in whose place a file is to be written");
         }
     }
-    earlier_.reserve(earlier_.size() + 1);
-    ReplaceFile(path, content);
-    earlier_.push_back(std::move(earlier));
+    files_.push_back(std::move(file));
+    CreateFile(GetDraft(path), content, false);
+}
+
+void FileReplacement::Replace() {
+    for (File& file : files_) {
+        PutDraftIntoPlace(file.path);
+        file.isReplaced = true;
+    }
+    block_.reset();
 }
 
 }  // namespace LocalDevice

@@ -5,13 +5,16 @@
 #include <string>
 #include <vector>
 
+#include "SignalBlock.h"
+
 namespace LocalDevice {
 
-/// Writes files in the place of others, whose further names keep what they hold. What was there before comes back
-/// unless it is told to keep them.
+/// Writes files in the place of others, all or none, whose further names keep what they hold. What was there before
+/// comes back unless it is told to keep them. Until they are replaced, and while they come back, signals that end the
+/// program wait.
 class FileReplacement {
 public:
-    FileReplacement() = default;
+    FileReplacement() { block_.emplace(); }
     /// Names on the standard error output what does not come back.
     ~FileReplacement();
     FileReplacement(const FileReplacement&) = delete;
@@ -20,17 +23,23 @@ public:
     /// Removes what a run that was killed has left beside a file. Throws `PackageError`.
     static void RemoveDraft(const boost::filesystem::path& path);
 
-    /// Throws `PackageError`; the file is then as it was.
+    /// Writes a file beside the one in whose place it is to be. Throws `PackageError`.
     void Write(const boost::filesystem::path& path, const std::string& content);
-    void Keep() noexcept { earlier_.clear(); }
+    /// Puts all that were written into their places. Throws `PackageError`.
+    void Replace();
+    void Keep() noexcept { files_.clear(); }
 
 private:
-    struct Earlier {
+    struct File {
         boost::filesystem::path path;
-        std::optional<std::string> content;  ///< none where there was no file
+        std::optional<std::string> earlier;  ///< none where there was no file
+        bool isReplaced = false;
     };
 
-    std::vector<Earlier> earlier_;
+    static void Restore(const File& file);
+
+    std::optional<SignalBlock> block_;
+    std::vector<File> files_;
 };
 
 }  // namespace LocalDevice

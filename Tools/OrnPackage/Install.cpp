@@ -22,6 +22,7 @@
 #include "PackageFiles.h"
 #include "PemFiles.h"
 #include "RegularFile.h"
+#include "SignalBlock.h"
 #include "Verify.h"
 #include "VerifyAppPackage.h"
 
@@ -166,6 +167,7 @@ void ExpectWhole(const filesystem::path& newApp, const filesystem::path& newTrus
 /// An app needs the CA of its own: both are ready before, and neither is replaced without the other.
 void ReplaceBoth(const filesystem::path& app, const filesystem::path& newApp, const filesystem::path& trusted,
                  const filesystem::path& newTrusted) {
+    const SignalBlock block;
     ExchangeNames(app, newApp);
     error_code error;
     filesystem::rename(newTrusted, trusted, error);

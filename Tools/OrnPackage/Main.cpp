@@ -1,4 +1,5 @@
 #include <boost/filesystem/exception.hpp>
+#include <csignal>
 #include <exception>
 #include <iostream>
 #include <string>
@@ -51,6 +52,8 @@ void PrintError(const std::string& message) {
 }
 
 int Run(int argc, char** argv) {
+    // A file that grows too large is an error like another one.
+    std::signal(SIGXFSZ, SIG_IGN);  // NOLINT(cert-err33-c): it cannot fail
     try {
         const MessageOutput output;
         const VerificationResult result = RunCommand(ParseCommandLine({argv + 1, argv + argc}));

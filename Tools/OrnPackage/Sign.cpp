@@ -162,6 +162,7 @@ void RunSign(const PackageOptions& options) {
     files.Write(options.directory / PackageFiles::FileList, list);  // the largest first, on a medium that fills up
     files.Write(options.directory / PackageFiles::Signature, signature);
     files.Write(options.directory / PackageFiles::DeveloperCertificate, pem);
+    files.Replace();
     const VerificationResult result =
         Zandrel::VerifyAppPackage(options.directory / PackageFiles::FileList, options.ca,
                                   [&progress](std::uint64_t bytes) { progress.Add(bytes); });

@@ -24,6 +24,7 @@ namespace Orn
     {
         private const int RetryMilliseconds = 100;
         private const int GreetingLimitMilliseconds = 1000;
+        private const int EndLimitMilliseconds = 2000;
         private const int SendBuffer = 65536; // small: an answer to a ping goes behind what is in it
 
         private readonly TcpClient client;
@@ -172,6 +173,9 @@ namespace Orn
                 ended = true;
                 Monitor.Pulse(lines);
             }
+            // The app thread ends the process, unless it is in a call that does not return.
+            Thread.Sleep(EndLimitMilliseconds);
+            Environment.Exit(1);
         }
     }
 }

@@ -24,15 +24,17 @@ namespace Orn
                                         " naming the file in which the app host leaves its port)");
                 return BadCall;
             }
+            int code = Failure;
             try
             {
-                return Run(arguments[0], arguments[1], portFile);
+                code = Run(arguments[0], arguments[1], portFile);
             }
             catch (Exception error)
             {
                 Console.Error.WriteLine("OrnAppConnectorHost: " + error.Message);
-                return Failure;
             }
+            Environment.Exit(code); // whatever threads the app has
+            return code;
         }
 
         private static int Run(string assembly, string host, string portFile)

@@ -402,6 +402,22 @@ TEST_F(ManagedApp, connectorHostEndsWithTheAppHost) {
     EXPECT_EQ(connectorHost_->GetErrorLines(), Texts{"OrnAppConnectorHost: the connection to the app host is lost"});
 }
 
+TEST_F(ManagedApp, callThatDoesNotReturnKeepsNoConnectorHost) {
+    StartBoth("hang-for-ever");
+    Call();
+    ExpectLine("WARN", "The managed app hangs in a call: no heartbeat until it returns");
+    appHost->Signal(SIGKILL);
+    EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
+}
+
+TEST_F(ManagedApp, threadOfItsOwnKeepsNoConnectorHost) {
+    StartBoth("thread");
+    Call();
+    EXPECT_EQ(NextReport(), Told("started"));
+    appHost->Signal(SIGKILL);
+    EXPECT_EQ(connectorHost_->WaitForExit(), ExitStatus::Exited(1));
+}
+
 TEST_F(ManagedApp, assemblyWithoutAnAppIsNamed) {
     ExpectNoLife("NoManagedApp", "System.InvalidOperationException",
                  ORN_MANAGED_APPS "/NoManagedApp.dll has 0 public classes that implement Orn.IApp, expected one");

@@ -53,6 +53,14 @@ public sealed class TroubleManagedApp : IApp
                 Thread.Sleep(3000);
                 device.SetValue(2, "awake");
                 break;
+            case "hang-for-ever":
+                for (;;)
+                {
+                }
+            case "thread":
+                new Thread(() => Thread.Sleep(Timeout.Infinite)).Start();
+                device.SetValue(2, "started");
+                break;
             case "exit":
                 Environment.Exit(3);
                 break;
