@@ -7,6 +7,7 @@
 #include <boost/asio/steady_timer.hpp>
 #include <boost/system/system_error.hpp>
 #include <boost/thread/thread.hpp>
+#include <chrono>
 #include <csignal>
 #include <iostream>
 #include <memory>
@@ -112,9 +113,15 @@ private:
     }
 
     void OnSignal() {
+        const auto now = std::chrono::steady_clock::now();
         if (stop_.IsStopped()) {
-            EndHard("ended hard by a second signal");
+            if (now - stoppedAt_ > OneSignal) {
+                EndHard("ended hard by a second signal");
+            }
+            WaitForSignal();
+            return;
         }
+        stoppedAt_ = now;
         program_->StopTrying();  // it is there: its end waits for the next line
         stop_.Stop();
         limit_.expires_after(LongestHostEnd);
@@ -135,10 +142,14 @@ private:
         _exit(ExitCode::Failure);
     }
 
+    /// Signals so close to each other are one: of a parent's death the kernel tells for each of its threads.
+    static constexpr std::chrono::milliseconds OneSignal{100};
+
     boost::asio::io_context io_{1};
     boost::asio::signal_set signals_{io_, SIGTERM, SIGINT};
     boost::asio::steady_timer limit_{io_};
     StopSignal stop_;
+    std::chrono::steady_clock::time_point stoppedAt_;
     std::unique_ptr<Program> program_;
 };
 

@@ -86,7 +86,6 @@ protected:
     /// Runs the program with its outputs redirected to a pipe, $OUTPUT, that nobody reads from the start of the
     /// application on, and ends it with signals: two that come at the same time are one. Gives its error lines.
     std::vector<std::string> GetErrorsOfHardEnd(const std::string& redirection) {
-        constexpr int MostSignals = 50;
         NamedPipe output(folder.At("output"));
         EXPECT_TRUE(output.IsOpen());
         ChildProcess sut("/bin/sh",
@@ -95,12 +94,16 @@ protected:
                          {{"OUTPUT", folder.At("output")}});
         EXPECT_TRUE(output.ReadUntil("Init returned 2"));
         output.Fill();
+        SignalUntilItEndsHard(sut);
+        return sut.GetErrorLines();
+    }
+    static void SignalUntilItEndsHard(ChildProcess& sut) {
+        constexpr int MostSignals = 50;
         std::optional<ExitStatus> status;
         for (int i = 0; i < MostSignals && !status && sut.Signal(SIGTERM); ++i) {
             status = sut.WaitForExit(ChildProcess::Milliseconds(100));
         }
         EXPECT_EQ(status, ExitStatus::Exited(1));
-        return sut.GetErrorLines();
     }
 
     const TestSupport::TemporaryFolder folder;
@@ -170,9 +173,17 @@ TEST_F(KnxStackHostProgramTest, ASecondSignalEndsItHard) {
     ASSERT_TRUE(sut.WaitForLine("Init returned 2"));
     ASSERT_TRUE(sut.Signal(SIGTERM));
     ASSERT_TRUE(sut.WaitForLine("ending"));
-    ASSERT_TRUE(sut.Signal(SIGTERM));
-    EXPECT_EQ(sut.WaitForExit(), ExitStatus::Exited(1));
+    SignalUntilItEndsHard(sut);
     EXPECT_THAT(sut.GetErrorLines(), ElementsAre("knxstackhost: ended hard by a second signal"));
+}
+
+TEST_F(KnxStackHostProgramTest, SignalsThatComeTogetherAreOne) {
+    ChildProcess sut(KNXSTACKHOST_PROGRAM, {"--device", Device, "--library", Plugin("HangingPlugin")});
+    ASSERT_TRUE(sut.WaitForLine("Init returned 2"));
+    ASSERT_TRUE(sut.Signal(SIGTERM));
+    ASSERT_TRUE(sut.Signal(SIGINT));
+    EXPECT_FALSE(sut.WaitForExit(ChildProcess::Milliseconds(300)));
+    SignalUntilItEndsHard(sut);
 }
 
 TEST_F(KnxStackHostProgramTest, ASecondSignalEndsItHardThoughNobodyReadsItsOutput) {
