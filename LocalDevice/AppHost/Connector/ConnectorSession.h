@@ -64,9 +64,9 @@ private:
     boost::asio::steady_timer pingTimer_;
     boost::asio::streambuf input_;
     std::deque<std::string> output_;
-    int silentPings_ = 0;     ///< in a row, without a line of the host
-    std::size_t values_ = 0;  ///< since there was room
-    bool isResting_ = false;  ///< listens no more until there is
+    int silentPings_ = 0;      ///< in a row, without a line of the host
+    std::size_t values_ = 0;   ///< since there was room
+    bool isResting_ = false;   ///< listens no more until there is
     bool isDebugged_ = false;  ///< silence means nothing
     bool hasGreeted_ = false;
     bool isStopping_ = false;
