@@ -32,5 +32,7 @@ orn_add_test(BridgeModelTest
 set(modelSteps 1000000)
 if(ORN_SANITIZE)  # which makes it ten times as slow
     set(modelSteps 100000)
+elseif(CMAKE_CROSSCOMPILING_EMULATOR)  # where it takes long
+    set(modelSteps 300000)
 endif()
 target_compile_definitions(BridgeModelTest PRIVATE ORN_MODEL_STEPS=${modelSteps})

@@ -107,7 +107,7 @@ void AddDepth(Packages& packages) {
                             package.SealWith(entries);
                         }});
     packages.push_back({"directories", "short ones above many files", [](const AppPackage& package) {
-                            constexpr int Files = 23'900;
+                            constexpr int Files = 16'000;
                             std::string deep;
                             for (int level = 0; level < 25; ++level) {
                                 deep += "/x";
