@@ -136,8 +136,8 @@ void CloseOtherDescriptors(int kept, long limit) noexcept {
 void ResetSignals() noexcept {
     for (int number = 1; number < NSIG; ++number) {
         struct sigaction action {};
-        const bool isKnown = sigaction(number, nullptr, &action) == 0 && action.sa_handler != SIG_DFL;
-        if (isKnown && (action.sa_handler != SIG_IGN || number == SIGPIPE)) {
+        const bool isChanged = sigaction(number, nullptr, &action) == 0 && action.sa_handler != SIG_DFL;
+        if (isChanged && (action.sa_handler != SIG_IGN || number == SIGPIPE)) {
             // The parent's handlers too: they would run in the child once signals are unblocked, until exec drops them.
             action = {};
             action.sa_handler = SIG_DFL;

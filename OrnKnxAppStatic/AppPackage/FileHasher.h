@@ -24,7 +24,7 @@ class FileHasher {
 public:
     enum class Failure { CannotOpen, CannotRead, TooLarge };
 
-    /// The bytes of all files of one package: more than fits on a device. What is larger would keep it busy for hours.
+    /// The bytes of all files of one package: more than an app has. What is larger would keep the device busy for long.
     static constexpr std::uint64_t PackageLimit = std::uint64_t{256} << 20;
 
     /// `limit`: of the bytes of all files together.

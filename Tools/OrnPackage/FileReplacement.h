@@ -14,7 +14,7 @@ namespace LocalDevice {
 /// program wait.
 class FileReplacement {
 public:
-    FileReplacement() { block_.emplace(); }
+    FileReplacement() = default;
     /// Names on the standard error output what does not come back.
     ~FileReplacement();
     FileReplacement(const FileReplacement&) = delete;
@@ -38,7 +38,7 @@ private:
 
     static void Restore(const File& file);
 
-    std::optional<SignalBlock> block_;
+    std::optional<SignalBlock> block_{std::in_place};
     std::vector<File> files_;
 };
 

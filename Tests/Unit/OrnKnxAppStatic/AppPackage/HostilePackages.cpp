@@ -90,35 +90,37 @@ void AddKinds(Packages& packages) {
 }
 
 /// Few files whose names stand for many directories: each leads over a link of its own down the same deep folder.
+/// Makes an empty file so many directories below "d"; returns its path from there on.
+std::string MakeDeepFile(const AppPackage& package, int levels) {
+    std::string deep;
+    for (int level = 0; level < levels; ++level) {
+        deep += "/x";
+    }
+    filesystem::create_directories(package.File("d" + deep));
+    deep += "/f";
+    WriteFile(package.File("d" + deep), "");
+    return deep;
+}
+
 void AddDepth(Packages& packages) {
     packages.push_back({"directories", "many above few files", [](const AppPackage& package) {
-                            std::string deep;
-                            for (int level = 0; level < 1900; ++level) {
-                                deep += "/x";
-                            }
-                            filesystem::create_directories(package.File("d" + deep));
-                            WriteFile(package.File("d" + deep + "/f"), "");
+                            const std::string deep = MakeDeepFile(package, 1900);
                             std::string entries;
                             for (int i = 0; i < 100; ++i) {
                                 const std::string link = "L" + std::to_string(i);
                                 filesystem::create_symlink("d", package.File(link));
-                                entries += FileElement(link + deep + "/f", Sha256Of(""));
+                                entries += FileElement(link + deep, Sha256Of(""));
                             }
                             package.SealWith(entries);
                         }});
     packages.push_back({"directories", "short ones above many files", [](const AppPackage& package) {
                             constexpr int Files = 16'000;
-                            std::string deep;
-                            for (int level = 0; level < 25; ++level) {
-                                deep += "/x";
-                            }
-                            filesystem::create_directories(package.File("d" + deep));
-                            WriteFile(package.File("d" + deep + "/f"), "");
+                            const std::string deep = MakeDeepFile(package, 25);
                             std::string entries;
                             for (int i = 0; i < Files; ++i) {
                                 const std::string link = std::to_string(i);
                                 filesystem::create_symlink("d", package.File(link));
-                                entries += FileElement(link + deep + "/f", Sha256Of(""));
+                                entries += FileElement(link + deep, Sha256Of(""));
                             }
                             package.SealWith(entries);
                         }});
